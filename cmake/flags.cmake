@@ -1,0 +1,21 @@
+# pelm_flags: what every target of this project is compiled and linked with.
+
+add_library(pelm_flags INTERFACE)
+target_compile_options(pelm_flags INTERFACE
+  -Wall -Wextra -Wpedantic
+  -Wcast-align=strict -Wcast-qual -Wconversion -Wformat=2 -Wmissing-declarations -Wnull-dereference
+  -Wpointer-arith -Wshadow -Wundef -Wvla -Wwrite-strings
+  $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+                            -Wzero-as-null-pointer-constant>
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op>)
+
+if(PELM_SANITIZE)
+  # vptr and function would need run-time type information, which the library is built without.
+  set(sanitize -fsanitize=${PELM_SANITIZE} -fno-sanitize-recover=all -fno-sanitize=vptr)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    list(APPEND sanitize -fno-sanitize=function)
+  endif()
+  target_compile_options(pelm_flags INTERFACE ${sanitize} -fno-omit-frame-pointer)
+  target_link_options(pelm_flags INTERFACE ${sanitize})
+endif()

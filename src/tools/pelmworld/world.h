@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+namespace pelm {
+
+/// Moves the calling process, which must have one thread, into a private world: user, mount and
+/// IPC namespaces of its own in which it is root, with empty file systems over /mnt, /var/tmp and
+/// /var/log. Everything it starts lives there too, and the machine outside stays as it was. Where
+/// root may not make user namespaces it enters the other two alone.
+///
+/// Returns an empty text, or what could not be done; the process is then good for nothing but to
+/// report it and exit.
+[[nodiscard]] std::string enter_private_world();
+
+} // namespace pelm
