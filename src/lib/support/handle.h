@@ -1,0 +1,74 @@
+// Owners of what must be given back.
+#pragma once
+
+#include <cerrno>
+#include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace conf {
+
+// Owns one C handle. Traits give its type, its empty value and how to let it go.
+template <class Traits> class unique_handle {
+public:
+    using type = typename Traits::type;
+
+    explicit unique_handle(type value = Traits::empty) noexcept : value_(value) {}
+    unique_handle(unique_handle&& other) noexcept : value_(other.release()) {}
+    unique_handle& operator=(unique_handle&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    unique_handle(const unique_handle&) = delete;
+    unique_handle& operator=(const unique_handle&) = delete;
+    ~unique_handle() { reset(); }
+
+    type get() const noexcept { return value_; }
+    explicit operator bool() const noexcept { return value_ != Traits::empty; }
+    [[nodiscard]] type release() noexcept { return std::exchange(value_, Traits::empty); }
+    void reset(type value = Traits::empty) noexcept {
+        if (type old = std::exchange(value_, value); old != Traits::empty)
+            Traits::close(old);
+    }
+
+    // For calls that hand over a new value through a pointer; this must be empty then.
+    type* out() noexcept { return &value_; }
+
+private:
+    type value_;
+};
+
+struct fd_traits {
+    using type = int;
+    static constexpr type empty = -1;
+    static void close(type fd) noexcept {
+        const int saved = errno; // the caller may still report why it gave up
+        (void)::close(fd);
+        errno = saved;
+    }
+};
+
+// Memory from malloc.
+template <class T> struct heap_traits {
+    using type = T*;
+    static constexpr type empty = nullptr;
+    static void close(type memory) noexcept { std::free(memory); }
+};
+
+using unique_fd = unique_handle<fd_traits>;
+using unique_string = unique_handle<heap_traits<char>>;
+
+// Changes the process's file-creation mask for as long as it lives.
+class umask_guard {
+public:
+    explicit umask_guard(mode_t mask) noexcept : saved_(::umask(mask)) {}
+    umask_guard(const umask_guard&) = delete;
+    umask_guard& operator=(const umask_guard&) = delete;
+    ~umask_guard() { (void)::umask(saved_); }
+
+private:
+    mode_t saved_;
+};
+
+} // namespace conf

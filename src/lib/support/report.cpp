@@ -1,0 +1,15 @@
+#include "support/report.h"
+
+#include <cstdarg>
+
+namespace conf {
+
+failure syslog_failure(const char* format, ...) noexcept {
+    va_list arguments;
+    va_start(arguments, format);
+    vsyslog(LOG_USER | LOG_ERR, format, arguments);
+    va_end(arguments);
+    return {};
+}
+
+} // namespace conf

@@ -1,0 +1,20 @@
+// Reports to syslog, and the value that a function gives up with.
+#pragma once
+
+#include <concepts>
+#include <syslog.h>
+
+namespace conf {
+
+// What a failing function returns: -1 where it returns int, null where it returns a pointer.
+// Any other result type does not compile, so a bool or an id is never filled by accident.
+struct failure {
+    template <std::same_as<int> T> operator T() const noexcept { return -1; }
+    template <class T> operator T*() const noexcept { return nullptr; }
+};
+
+// Writes to syslog at priority LOG_USER | LOG_ERR. The text is given whole, "[ERROR] " and the line
+// ending included, so that a search for words of a log finds its place.
+[[gnu::format(printf, 1, 2)]] failure syslog_failure(const char* format, ...) noexcept;
+
+} // namespace conf

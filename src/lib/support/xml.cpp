@@ -1,0 +1,38 @@
+#include "support/xml.h"
+
+#include "support/bounded.h"
+
+#include <cstring>
+
+namespace conf {
+
+// Without recursion, however deep the tree. Only elements are entered: the "children" of an entity
+// reference are its declaration, which leads round in a circle.
+void clean_xml_content(xmlNode* node) noexcept {
+    int depth = 0;
+    while (node != nullptr) {
+        if (node->type == XML_TEXT_NODE && node->content != nullptr) {
+            const std::size_t length = std::strlen(reinterpret_cast<const char*>(node->content));
+            (void)memset_s(node->content, length, 0, length);
+        }
+        if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
+            node = node->children;
+            ++depth;
+            continue;
+        }
+        for (; node->next == nullptr && depth > 0; --depth)
+            node = node->parent;
+        node = node->next;
+    }
+}
+
+xmlNode* add_text(xmlNode* parent, const char* name, const char* text) noexcept {
+    xmlNode* child = xmlNewTextChild(parent, nullptr, BAD_CAST name, BAD_CAST text);
+    if (child == nullptr || text == nullptr)
+        return child;
+    // The element comes without its text, or the text without its bytes, when memory has run out.
+    const bool complete = child->children != nullptr && child->children->content != nullptr;
+    return complete ? child : nullptr;
+}
+
+} // namespace conf

@@ -1,0 +1,100 @@
+// Owners of XML trees, and the few steps that every builder is made of.
+#pragma once
+
+#include "support/handle.h"
+
+#include <libxml/tree.h>
+
+namespace conf {
+
+// Overwrites every text in the trees of node and of its following siblings with zeroes. Attribute
+// values, comments and CDATA sections are left alone. Null is ignored.
+//
+// It walks the siblings too: never call it on a node that stands among siblings that matter.
+void clean_xml_content(xmlNode* node) noexcept;
+
+struct node_traits {
+    using type = xmlNode*;
+    static constexpr type empty = nullptr;
+    static void close(type node) noexcept { xmlFreeNode(node); }
+};
+
+struct node_list_traits {
+    using type = xmlNode*;
+    static constexpr type empty = nullptr;
+    static void close(type first) noexcept { xmlFreeNodeList(first); }
+};
+
+struct secret_traits {
+    using type = xmlNode*;
+    static constexpr type empty = nullptr;
+    static void close(type node) noexcept {
+        clean_xml_content(node);
+        xmlFreeNode(node);
+    }
+};
+
+struct secret_list_traits {
+    using type = xmlNode*;
+    static constexpr type empty = nullptr;
+    static void close(type first) noexcept {
+        clean_xml_content(first);
+        xmlFreeNodeList(first);
+    }
+};
+
+struct secret_doc_traits {
+    using type = xmlDoc*;
+    static constexpr type empty = nullptr;
+    static void close(type doc) noexcept {
+        clean_xml_content(xmlDocGetRootElement(doc));
+        xmlFreeDoc(doc);
+    }
+};
+
+struct xml_buffer_traits {
+    using type = xmlBuffer*;
+    static constexpr type empty = nullptr;
+    static void close(type buffer) noexcept { xmlBufferFree(buffer); }
+};
+
+using unique_node = unique_handle<node_traits>;
+using unique_node_list = unique_handle<node_list_traits>;
+using secret_node = unique_handle<secret_traits>; // text zeroed, then freed
+using secret_node_list = unique_handle<secret_list_traits>;
+using secret_doc = unique_handle<secret_doc_traits>;
+using unique_xml_buffer = unique_handle<xml_buffer_traits>;
+
+inline bool is_named(const xmlNode* node, const char* name) noexcept {
+    return xmlStrcmp(node->name, BAD_CAST name) == 0;
+}
+
+inline xmlNode* new_element(const char* name) noexcept {
+    return xmlNewNode(nullptr, BAD_CAST name);
+}
+
+// Adds a child whose text is escaped on output; null text gives an empty element.
+// @return the child, or null without memory; what was made of it then stays below parent
+xmlNode* add_text(xmlNode* parent, const char* name, const char* text) noexcept;
+
+inline xmlNode* add_empty(xmlNode* parent, const char* name) noexcept {
+    return add_text(parent, name, nullptr);
+}
+
+// Hangs a child below parent, which owns it from then on.
+template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
+    if (xmlAddChild(parent, child.get()) == nullptr)
+        return false;
+    (void)child.release();
+    return true;
+}
+
+// Hangs a list of siblings below parent, which owns them from then on.
+template <class Handle> bool attach_list(xmlNode* parent, Handle& first) noexcept {
+    if (xmlAddChildList(parent, first.get()) == nullptr)
+        return false;
+    (void)first.release();
+    return true;
+}
+
+} // namespace conf
