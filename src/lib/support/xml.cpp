@@ -26,12 +26,21 @@ void clean_xml_content(xmlNode* node) noexcept {
     }
 }
 
+// Out of memory, libxml2 may hand out an element without its name, or without its text, or a text
+// without its bytes.
+xmlNode* new_element(const char* name) noexcept {
+    unique_node node{xmlNewNode(nullptr, BAD_CAST name)};
+    if (!node || node.get()->name == nullptr)
+        return nullptr;
+    return node.release();
+}
+
 xmlNode* add_text(xmlNode* parent, const char* name, const char* text) noexcept {
     xmlNode* child = xmlNewTextChild(parent, nullptr, BAD_CAST name, BAD_CAST text);
-    if (child == nullptr || text == nullptr)
-        return child;
-    // The element comes without its text, or the text without its bytes, when memory has run out.
-    const bool complete = child->children != nullptr && child->children->content != nullptr;
+    if (child == nullptr || child->name == nullptr)
+        return nullptr;
+    const xmlNode* content = child->children;
+    const bool complete = text == nullptr || (content != nullptr && content->content != nullptr);
     return complete ? child : nullptr;
 }
 

@@ -69,9 +69,8 @@ inline bool is_named(const xmlNode* node, const char* name) noexcept {
     return xmlStrcmp(node->name, BAD_CAST name) == 0;
 }
 
-inline xmlNode* new_element(const char* name) noexcept {
-    return xmlNewNode(nullptr, BAD_CAST name);
-}
+// @return an element without children, or null without memory
+xmlNode* new_element(const char* name) noexcept;
 
 // Adds a child whose text is escaped on output; null text gives an empty element.
 // @return the child, or null without memory; what was made of it then stays below parent
