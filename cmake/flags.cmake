@@ -6,8 +6,9 @@ target_compile_options(pelm_flags INTERFACE
   -Wcast-align=strict -Wcast-qual -Wconversion -Wformat=2 -Wmissing-declarations -Wnull-dereference
   -Wpointer-arith -Wshadow -Wundef -Wvla -Wwrite-strings
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
-  $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi -Wnon-virtual-dtor -Wold-style-cast -Woverloaded-virtual
+  $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi -Wnon-virtual-dtor -Woverloaded-virtual
                             -Wzero-as-null-pointer-constant>
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wold-style-cast> # g++ would mind libxml2's BAD_CAST
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-branches -Wduplicated-cond -Wlogical-op>)
 
 if(PELM_SANITIZE)

@@ -1,0 +1,99 @@
+#include "support/faults.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <libxml/xmlmemory.h>
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/mman.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+struct plan {
+    bool armed = false;
+    bool hit = false;
+    int skip = 0;
+    int error = 0;
+};
+
+std::array<plan, static_cast<std::size_t>(call::count)> plans;
+
+plan& plan_of(call which) { return plans[static_cast<std::size_t>(which)]; }
+
+bool fails(call which) {
+    plan& current = plan_of(which);
+    if (!current.armed || current.skip-- > 0)
+        return false;
+    current.armed = false;
+    current.hit = true;
+    errno = current.error;
+    return true;
+}
+
+void* xml_malloc(std::size_t size) { return fails(call::xml) ? nullptr : std::malloc(size); }
+
+void* xml_realloc(void* memory, std::size_t size) {
+    return fails(call::xml) ? nullptr : std::realloc(memory, size);
+}
+
+char* xml_strdup(const char* text) { return fails(call::xml) ? nullptr : strdup(text); }
+
+// Before main, since libxml2 must not have allocated anything by then.
+[[maybe_unused]] const int xml_is_ours =
+    xmlMemSetup(std::free, xml_malloc, xml_realloc, xml_strdup);
+
+} // namespace
+
+fault::fault(call which, int error, int skip) : which_(which) {
+    plan_of(which) = {.armed = true, .hit = false, .skip = skip, .error = error};
+}
+
+fault::~fault() { plan_of(which_).armed = false; }
+
+bool fault::hit() const { return plan_of(which_).hit; }
+
+// The linker sends each reference to NAME here (--wrap, set up from the lines that begin with
+// WRAP), and __real_NAME to where it led before.
+#define WRAP(name, result, failed, parameters, ...)                     \
+    extern "C" decltype(name) __real_##name;                            \
+    extern "C" result __wrap_##name parameters;                         \
+    result __wrap_##name parameters {                                   \
+        return fails(call::name) ? failed : __real_##name(__VA_ARGS__); \
+    }
+
+// clang-format off
+WRAP(bind, int, -1, (int fd, const sockaddr* address, socklen_t size), fd, address, size)
+WRAP(calloc, void*, nullptr, (std::size_t count, std::size_t size), count, size)
+WRAP(connect, int, -1, (int fd, const sockaddr* address, socklen_t size), fd, address, size)
+WRAP(epoll_create1, int, -1, (int flags), flags)
+WRAP(epoll_ctl, int, -1, (int epoll, int action, int fd, epoll_event* event), epoll, action, fd, event)
+WRAP(epoll_wait, int, -1, (int epoll, epoll_event* events, int room, int wait_ms), epoll, events, room, wait_ms)
+WRAP(fcntl, int, -1, (int fd, int action, long argument), fd, action, argument)
+WRAP(fopen, FILE*, nullptr, (const char* path, const char* mode), path, mode)
+WRAP(fstat, int, -1, (int fd, struct stat* status), fd, status)
+WRAP(listen, int, -1, (int fd, int backlog), fd, backlog)
+WRAP(malloc, void*, nullptr, (std::size_t size), size)
+WRAP(mmap, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, size, protection, flags, fd, offset)
+WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_size, int flags), old, size, new_size, flags)
+WRAP(open, int, -1, (const char* path, int flags, mode_t mode), path, flags, mode)
+WRAP(pthread_mutex_init, int, errno, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), mutex, attributes)
+WRAP(read, ssize_t, -1, (int fd, void* bytes, std::size_t size), fd, bytes, size)
+WRAP(realloc, void*, nullptr, (void* memory, std::size_t size), memory, size)
+WRAP(semctl, int, -1, (int id, int index, int action, void* argument), id, index, action, argument)
+WRAP(semget, int, -1, (key_t key, int count, int flags), key, count, flags)
+WRAP(semop, int, -1, (int id, sembuf* operations, std::size_t count), id, operations, count)
+WRAP(sendto, ssize_t, -1, (int fd, const void* bytes, std::size_t size, int flags, const sockaddr* to, socklen_t to_size), fd, bytes, size, flags, to, to_size)
+WRAP(setsockopt, int, -1, (int fd, int level, int option, const void* value, socklen_t size), fd, level, option, value, size)
+WRAP(shmat, void*, reinterpret_cast<void*>(-1), (int id, const void* at, int flags), id, at, flags)
+WRAP(shmget, int, -1, (key_t key, std::size_t size, int flags), key, size, flags)
+WRAP(socket, int, -1, (int family, int type, int protocol), family, type, protocol)
+WRAP(strdup, char*, nullptr, (const char* text), text)
+WRAP(write, ssize_t, -1, (int fd, const void* bytes, std::size_t size), fd, bytes, size)

@@ -1,0 +1,39 @@
+// Failures of the system, on demand. What the library under test and the test program call
+// themselves can fail; what the C library and libxml2 do inside stays as it is.
+#pragma once
+
+// A failing xml call stands for libxml2's allocations, all others for the function of that name.
+// clang-format off
+enum class call {
+    bind, calloc, connect, epoll_create1, epoll_ctl, epoll_wait, fcntl, fopen, fstat, listen,
+    malloc, mmap, mremap, open, pthread_mutex_init, read, realloc, semctl, semget, semop, sendto,
+    setsockopt, shmat, shmget, socket, strdup, write, xml, count
+};
+// clang-format on
+
+// While it lives, one use of a call fails with error, after skip uses that go well.
+// Of two at a time for the same call the later one counts.
+class fault {
+public:
+    fault(call which, int error, int skip = 0);
+    fault(const fault&) = delete;
+    fault& operator=(const fault&) = delete;
+    ~fault();
+
+    // Whether the failure has happened.
+    bool hit() const;
+
+private:
+    call which_;
+};
+
+// Lets the first use of a call fail, then the second, until run gets by without a failure. It is
+// given the fault, and may ask it afterwards whether this run was the one without.
+template <class Run> void fail_each(call which, int error, Run run) {
+    for (int skip = 0;; ++skip) {
+        const fault one(which, error, skip);
+        run(one);
+        if (!one.hit())
+            return;
+    }
+}

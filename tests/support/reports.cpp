@@ -1,0 +1,118 @@
+#include "support/reports.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <mutex>
+#include <regex>
+#include <utility>
+
+namespace {
+
+constexpr const char* plugin_log_file = "/var/log/conf_plugin.log";
+
+std::mutex syslog_mutex;
+std::vector<std::string> syslog_lines;
+
+std::string text_of(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    std::string result(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
+    va_end(again);
+    std::vsnprintf(result.data(), result.size() + 1, format, arguments);
+    return result;
+}
+
+void capture(int priority, const char* format, va_list arguments) {
+    const int saved = errno;
+    std::string line = "<" + std::to_string(priority) + ">" + text_of(format, arguments);
+    const std::lock_guard lock(syslog_mutex);
+    syslog_lines.push_back(std::move(line));
+    errno = saved;
+}
+
+// Each with where it leads, so that a leak can be recognised. The listing's own one is left out.
+std::vector<std::string> open_descriptors() {
+    std::vector<std::string> result;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const auto target = std::filesystem::read_symlink(entry.path(), error).string();
+        if (!target.ends_with("/fd"))
+            result.push_back(entry.path().filename().string() + " -> " + target);
+    }
+    std::ranges::sort(result);
+    return result;
+}
+
+} // namespace
+
+// The program's own definitions come before those of the C library, for the static and the shared
+// library alike. <syslog.h> would bring inline forms of the same names.
+extern "C" {
+void syslog(int priority, const char* format, ...);
+void vsyslog(int priority, const char* format, va_list arguments);
+void __syslog_chk(int priority, int flag, const char* format, ...);
+void __vsyslog_chk(int priority, int flag, const char* format, va_list arguments);
+
+void syslog(int priority, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    capture(priority, format, arguments);
+    va_end(arguments);
+}
+
+void vsyslog(int priority, const char* format, va_list arguments) {
+    capture(priority, format, arguments);
+}
+
+void __syslog_chk(int priority, int, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    capture(priority, format, arguments);
+    va_end(arguments);
+}
+
+void __vsyslog_chk(int priority, int, const char* format, va_list arguments) {
+    capture(priority, format, arguments);
+}
+}
+
+std::vector<std::string> captured_syslog() {
+    const std::lock_guard lock(syslog_mutex);
+    return std::exchange(syslog_lines, {});
+}
+
+std::vector<std::string> plugin_log() {
+    static const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\[(\w+)\]( - [^]*))");
+    std::ifstream file(plugin_log_file, std::ios::binary);
+    std::string rest(std::istreambuf_iterator<char>(file), {});
+    std::filesystem::remove(plugin_log_file);
+    std::vector<std::string> lines;
+    for (std::size_t end; (end = rest.find("\r\n")) != std::string::npos; rest.erase(0, end + 2)) {
+        const std::string line = rest.substr(0, end);
+        std::smatch match;
+        EXPECT_TRUE(std::regex_match(line, match, form)) << "plugin log: " << line;
+        lines.push_back(match[1].str() + match[2].str());
+    }
+    EXPECT_EQ(rest, "") << "plugin log: not a whole line";
+    return lines;
+}
+
+std::string text(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::string result = text_of(format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+descriptor_watch::descriptor_watch() : before_(open_descriptors()) {}
+
+descriptor_watch::~descriptor_watch() {
+    EXPECT_EQ(open_descriptors(), before_) << "descriptors were left open, or closed twice";
+}

@@ -1,0 +1,27 @@
+// What the library reports, and descriptors that it should have closed.
+#pragma once
+
+#include <string>
+#include <vector>
+
+// What went to syslog since the last call, each as "<priority>text": "<11>[ERROR] No room.\n".
+std::vector<std::string> captured_syslog();
+
+// The lines of the plugin log since the last call, without time stamp and line ending: "ERROR - No
+// room.". Fails the test when a line has another form. The file is gone afterwards.
+std::vector<std::string> plugin_log();
+
+// A text as printf makes it, for expected reports.
+[[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
+
+// Fails the test when the process has more or fewer open descriptors at the end of the scope.
+class descriptor_watch {
+public:
+    descriptor_watch();
+    descriptor_watch(const descriptor_watch&) = delete;
+    descriptor_watch& operator=(const descriptor_watch&) = delete;
+    ~descriptor_watch();
+
+private:
+    std::vector<std::string> before_;
+};
