@@ -17,4 +17,10 @@ struct failure {
 // ending included, so that a search for words of a log finds its place.
 [[gnu::format(printf, 1, 2)]] failure syslog_failure(const char* format, ...) noexcept;
 
+// As above, for "[WARN] " at LOG_USER | LOG_WARNING.
+[[gnu::format(printf, 1, 2)]] failure syslog_warning(const char* format, ...) noexcept;
+
+// As above, for "[DEBUG] " at LOG_USER | LOG_DEBUG.
+[[gnu::format(printf, 1, 2)]] void syslog_debug(const char* format, ...) noexcept;
+
 } // namespace conf
