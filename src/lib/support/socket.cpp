@@ -1,0 +1,43 @@
+#include "support/socket.h"
+
+#include "support/bounded.h"
+#include "support/handle.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace conf {
+namespace {
+
+constexpr mode_t socket_mode = 0660;
+
+const sockaddr* generic(const sockaddr_un& address) noexcept {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+} // namespace
+
+sockaddr_un unix_address(const char* path) noexcept {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    copy_into(address.sun_path, path);
+    return address;
+}
+
+bool bind_path(int sock, const char* path) noexcept {
+    const sockaddr_un address = unix_address(path);
+    (void)unlink(address.sun_path); // a file left by an earlier run must not block the bind
+    const umask_guard mask{static_cast<mode_t>(~socket_mode)};
+    return bind(sock, generic(address), sizeof address) == 0;
+}
+
+bool connect_path(int sock, const char* path) noexcept {
+    const sockaddr_un address = unix_address(path);
+    return connect(sock, generic(address), sizeof address) == 0;
+}
+
+void remove_path(const char* path) noexcept {
+    (void)unlink(unix_address(path).sun_path); // it may be gone already
+}
+
+} // namespace conf
