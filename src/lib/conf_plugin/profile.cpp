@@ -1,0 +1,136 @@
+#include "conf_plugin.h"
+#include "conf_plugin/log.h"
+#include "support/bounded.h"
+#include "support/handle.h"
+#include "support/socket.h"
+
+#include <algorithm>
+#include <cJSON.h>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+char g_conf_agent_socket[256] = "/var/tmp/pelmd.agent.socket";
+char g_conf_plugin_socket[256] = "/var/tmp/pelmd.plugin.socket";
+char g_conf_notifier_socket[256] = "/var/tmp/pelmd.notifier.socket";
+
+namespace conf {
+namespace {
+
+constexpr char profile_path[] = "/mnt/squash/local/etc/pelmd/pelmd.conf";
+
+struct socket_path {
+    char (&global)[256];
+    const char* file;
+};
+constexpr socket_path socket_paths[] = {
+    {g_conf_agent_socket, "pelmd.agent.socket"},
+    {g_conf_plugin_socket, "pelmd.plugin.socket"},
+    {g_conf_notifier_socket, "pelmd.notifier.socket"},
+};
+
+struct json_traits {
+    using type = cJSON*;
+    static constexpr type empty = nullptr;
+    static void close(type tree) noexcept { cJSON_Delete(tree); }
+};
+using unique_json = unique_handle<json_traits>;
+
+// A whole file, read-only. Nothing terminates its text.
+class file_mapping {
+public:
+    file_mapping(int fd, std::size_t bytes) noexcept
+        : address_(mmap(nullptr, bytes, PROT_READ, MAP_PRIVATE, fd, 0)), bytes_(bytes) {}
+    file_mapping(const file_mapping&) = delete;
+    file_mapping& operator=(const file_mapping&) = delete;
+    ~file_mapping() {
+        if (*this)
+            (void)munmap(address_, bytes_);
+    }
+    explicit operator bool() const noexcept { return address_ != MAP_FAILED; }
+    std::string_view text() const noexcept { return {static_cast<const char*>(address_), bytes_}; }
+
+private:
+    void* address_;
+    std::size_t bytes_;
+};
+
+// Shows where the parser stopped, as far as the line of the log has room for it.
+failure parse_failure(std::string_view text) noexcept {
+    constexpr std::size_t room = 255 - (sizeof "Json parse error()." - 1);
+    const char* rest = cJSON_GetErrorPtr();
+    if (rest == nullptr)
+        rest = text.data();
+    const auto left = static_cast<std::size_t>(text.data() + text.size() - rest);
+    return plugin_failure("Json parse error(%.*s).", static_cast<int>(std::min(left, room)), rest);
+}
+
+bool is_working_dir(const cJSON* member) noexcept {
+    return member->string != nullptr && std::strcmp(member->string, "working-dir") == 0 &&
+           (member->type & 0xFF) == cJSON_String && member->valuestring != nullptr;
+}
+
+bool fits_an_address(const char* directory) noexcept {
+    return std::ranges::all_of(socket_paths, [directory](const socket_path& path) {
+        return std::strlen(directory) + 1 + std::strlen(path.file) <= longest_socket_path;
+    });
+}
+
+// Finds the directory that counts, the last one named; null when there is none.
+int find_working_dir(const cJSON* profile, const char** directory) noexcept {
+    *directory = nullptr;
+    for (const cJSON* member = profile->child; member != nullptr; member = member->next) {
+        if (!is_working_dir(member))
+            continue;
+        if (!fits_an_address(member->valuestring))
+            return plugin_failure("The working-dir(%.200s) is too long for a socket address.",
+                                  member->valuestring);
+        *directory = member->valuestring;
+    }
+    return 0;
+}
+
+int apply_working_dir(const char* directory, char** workding_dir) noexcept {
+    if (workding_dir != nullptr) {
+        unique_string copy{strdup(directory)};
+        if (!copy)
+            return plugin_failure("Copy the working-dir(%s) failed(%s).", directory,
+                                  strerror(errno));
+        std::free(*workding_dir);
+        *workding_dir = copy.release();
+    }
+    for (const auto& path : socket_paths)
+        (void)snprintf_s(path.global, sizeof path.global, sizeof path.global - 1, "%s/%s",
+                         directory, path.file);
+    return 0;
+}
+
+} // namespace
+} // namespace conf
+
+using namespace conf;
+
+int conf_load_config(char** workding_dir) {
+    unique_fd file{open(profile_path, O_RDONLY | O_CLOEXEC)};
+    if (!file)
+        return plugin_failure("Open default-pelmd-profile(%s) failed(%s).", profile_path,
+                              strerror(errno));
+    struct stat status;
+    if (fstat(file.get(), &status) < 0 || status.st_size == 0)
+        return plugin_failure("Pelmd's default-pelmd-profile is invalid.");
+    const file_mapping mapping{file.get(), static_cast<std::size_t>(status.st_size)};
+    if (!mapping)
+        return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).",
+                              strerror(errno));
+    const std::string_view text = mapping.text();
+    const unique_json profile{cJSON_ParseWithLength(text.data(), text.size())};
+    if (!profile)
+        return parse_failure(text);
+    const char* directory;
+    if (find_working_dir(profile.get(), &directory) < 0)
+        return -1;
+    return directory != nullptr ? apply_working_dir(directory, workding_dir) : 0;
+}
