@@ -1,0 +1,130 @@
+#include "conf_misc.h"
+#include "conf_plugin.h"
+#include "conf_plugin/log.h"
+#include "frame.h"
+#include "support/xml.h"
+
+#include <cstdlib>
+#include <libxml/parser.h>
+
+using namespace conf;
+
+namespace {
+
+failure rpc_failure(const char* method) noexcept {
+    return plugin_failure("Build rpc <method = %s> message failed.", shown(method));
+}
+
+failure reply_failure() noexcept { return plugin_failure("Build reply message failed."); }
+
+bool add_id(xmlNode* message, u32_t id) noexcept {
+    char digits[32];
+    return add_text(message, "id", conf_itoa(static_cast<long>(id), digits, sizeof digits)) !=
+           nullptr;
+}
+
+// The text of the first child of that name, even when that one has none.
+const char* first_text(const xmlNode* parent, const char* name) noexcept {
+    if (parent == nullptr)
+        return nullptr;
+    for (xmlNode* child = parent->children; child != nullptr; child = child->next)
+        if (is_named(child, name))
+            return conf_get_node_content(child);
+    return nullptr;
+}
+
+bool holds_a_frame(const conf_buffer_t* buf) noexcept {
+    return buf->used >= header_bytes &&
+           static_cast<std::uint64_t>(buf->used) >= frame_bytes(front_header(buf));
+}
+
+// Short texts of a document are shared with equal texts and names, so the document is scrubbed only
+// once the copy has been made, or has failed.
+xmlNode* parse_body(const char* body, int bytes) noexcept {
+    secret_doc doc{xmlReadMemory(body, bytes, nullptr, "utf-8", XML_PARSE_NOBLANKS)};
+    if (!doc)
+        return plugin_failure("Translate rpc message to xml dom tree failed.");
+    xmlNode* copy = xmlCopyNode(xmlDocGetRootElement(doc.get()), 1);
+    if (copy == nullptr)
+        return plugin_failure("Copy node failed when parse plugin message.");
+    return copy;
+}
+
+} // namespace
+
+xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, u32_t id) {
+    secret_node owned{params}; // ours in every case, so it goes on every early return
+    secret_node rpc{new_element("rpc")};
+    if (!rpc || !owned || method == nullptr || add_text(rpc.get(), "method", method) == nullptr ||
+        !attach(rpc.get(), owned) || !add_id(rpc.get(), id))
+        return rpc_failure(method);
+    return rpc.release();
+}
+
+xmlNode* plugin_build_reply_message(xmlNode* result, u32_t id) {
+    unique_node owned{result};
+    unique_node reply{new_element("reply")};
+    if (!reply || !owned || !attach(reply.get(), owned) || !add_id(reply.get(), id))
+        return reply_failure();
+    return reply.release();
+}
+
+xmlNode* plugin_parse_message(conf_buffer_t** buf) {
+    if (buf == nullptr || *buf == nullptr || !holds_a_frame(*buf))
+        return nullptr;
+    const int length = static_cast<int>(front_header(*buf).length);
+    xmlNode* root = parse_body((*buf)->buf + header_bytes, length);
+    conf_buffer_remove(*buf, 0, header_bytes + length);
+    conf_buffer_slim(buf);
+    return root;
+}
+
+int plugin_parse_rpc(xmlNode* rpc, const char** method, xmlNode** params) {
+    if (rpc == nullptr || method == nullptr || params == nullptr)
+        return plugin_failure("Input parameters error(rpc=%p, method=%p, params=%p).",
+                              static_cast<void*>(rpc), static_cast<void*>(method),
+                              static_cast<void*>(params));
+    *method = nullptr;
+    *params = nullptr;
+    for (xmlNode* child = rpc->children; child != nullptr; child = child->next) {
+        if (is_named(child, "method"))
+            *method = conf_get_node_content(child);
+        else if (is_named(child, "params"))
+            *params = child;
+    }
+    if (*method == nullptr || *params == nullptr)
+        return plugin_failure("Invalid rpc message(without <method> or <params>).");
+    return 0;
+}
+
+int plugin_parse_reply(xmlNode* reply, xmlNode** result, xmlNode** error) {
+    if (reply == nullptr || result == nullptr || error == nullptr)
+        return plugin_failure("Input parameters error(reply=%p, result=%p, error=%p).",
+                              static_cast<void*>(reply), static_cast<void*>(result),
+                              static_cast<void*>(error));
+    *result = nullptr;
+    *error = nullptr;
+    for (xmlNode* child = reply->children; child != nullptr; child = child->next) {
+        if (is_named(child, "result"))
+            *result = child;
+        else if (is_named(child, "error"))
+            *error = child;
+    }
+    if (*result != nullptr && *error != nullptr)
+        return plugin_failure("Invalid reply message(both <error> and <result>).");
+    if (*result == nullptr && *error == nullptr)
+        return plugin_failure("Invalid reply message(without <error> and <result>).");
+    return 0;
+}
+
+u32_t plugin_get_msgid(xmlNode* root) {
+    const char* text = first_text(root, "id");
+    return text != nullptr ? static_cast<u32_t>(std::strtol(text, nullptr, 10)) : 0;
+}
+
+int plugin_get_reply_errcode(xmlNode* error) {
+    const char* text = first_text(error, "code");
+    return text != nullptr ? static_cast<int>(std::strtol(text, nullptr, 10)) : -1;
+}
+
+const char* plugin_get_reply_errmsg(xmlNode* error) { return first_text(error, "message"); }
