@@ -1,0 +1,186 @@
+#include "conf_buffer.h"
+
+#include "support/bounded.h"
+#include "support/report.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <sys/mman.h>
+
+using namespace conf;
+
+static_assert(offsetof(conf_buffer_t, total) == 0 && offsetof(conf_buffer_t, used) == 4);
+static_assert(offsetof(conf_buffer_t, buf) == 8 && sizeof(conf_buffer_t) == 8);
+
+namespace {
+
+constexpr std::int64_t page_bytes = 4096;
+constexpr std::int64_t counter_bytes = offsetof(conf_buffer_t, buf);
+constexpr std::int64_t headroom_bytes = 0x20000;
+
+constexpr std::size_t bytes(std::int64_t count) noexcept { return static_cast<std::size_t>(count); }
+
+constexpr std::int64_t round_up_to_page(std::int64_t length) noexcept {
+    return (length + page_bytes - 1) / page_bytes * page_bytes;
+}
+
+// What a mapping needs for its counters, its content and the zero byte behind it.
+constexpr std::int64_t bytes_with(std::int64_t content) noexcept {
+    return counter_bytes + content + 1;
+}
+
+std::size_t mapping_bytes(const conf_buffer_t* buf) noexcept {
+    return bytes(counter_bytes + buf->total);
+}
+
+void set_capacity(conf_buffer_t* buf, std::int64_t mapping) noexcept {
+    buf->total = static_cast<int>(mapping - counter_bytes);
+}
+
+// The smallest growth is to the headroom itself. Above it a small addition brings as much again, so
+// that a stream of them seldom moves the buffer; a large one gets just what it needs.
+std::int64_t grown_bytes(std::int64_t content, int added) noexcept {
+    const std::int64_t need = bytes_with(content);
+    if (need < headroom_bytes)
+        return headroom_bytes;
+    return round_up_to_page(added < headroom_bytes ? need + headroom_bytes : need);
+}
+
+// A buffer with room for len more bytes: this one, or one that has taken its place. Null without
+// memory, the buffer is then untouched; nothing is reported for a length that no int can hold.
+conf_buffer_t* conf_buffer_expand(conf_buffer_t* buf, int len) noexcept {
+    const std::int64_t content = std::int64_t{buf->used} + len;
+    if (content < buf->total)
+        return buf;
+    const std::int64_t length = grown_bytes(content, len);
+    if (length > INT_MAX)
+        return nullptr;
+    // Pages that move are neither copied nor given back, so nothing is left behind to wipe.
+    void* moved = mremap(buf, mapping_bytes(buf), bytes(length), MREMAP_MAYMOVE);
+    if (moved == MAP_FAILED)
+        return syslog_failure("[ERROR] Allocate %d byte(s) memory failed(%s).\n",
+                              static_cast<int>(length), strerror(errno));
+    auto* grown = static_cast<conf_buffer_t*>(moved);
+    // The new pages are zero; what was removed earlier may still stand behind the content.
+    const std::size_t stale = bytes(grown->total - grown->used);
+    (void)memset_s(grown->buf + grown->used, stale, 0, stale);
+    set_capacity(grown, length);
+    return grown;
+}
+
+// Puts len bytes at offset, which does not lie beyond the content, and stores the buffer they are in.
+int put(conf_buffer_t** handle, int offset, const void* context, int len) noexcept {
+    conf_buffer_t* buf = conf_buffer_expand(*handle, len);
+    if (buf == nullptr)
+        return syslog_failure("[ERROR] Expand buffer failed.\n");
+    char* place = buf->buf + offset;
+    const std::size_t room = bytes(buf->total - offset);
+    (void)memmove_s(place + len, room - bytes(len), place, bytes(buf->used - offset));
+    (void)memmove_s(place, room, context, bytes(len));
+    buf->used += len;
+    buf->buf[buf->used] = '\0';
+    *handle = buf;
+    return 0;
+}
+
+bool can_put(conf_buffer_t** buf, const void* context, int len) noexcept {
+    return buf != nullptr && *buf != nullptr && context != nullptr && len >= 0;
+}
+
+} // namespace
+
+conf_buffer_t* conf_buffer_create(int size) {
+    const std::int64_t length = round_up_to_page(bytes_with(size));
+    if (size < 0 || length > INT_MAX)
+        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", strerror(EINVAL));
+    void* memory =
+        mmap(nullptr, bytes(length), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", strerror(errno));
+    auto* buf = static_cast<conf_buffer_t*>(memory); // anonymous pages come zeroed
+    set_capacity(buf, length);
+    return buf;
+}
+
+void conf_buffer_destroy(conf_buffer_t* buf) {
+    if (buf == nullptr)
+        return;
+    (void)memset_s(buf->buf, bytes(buf->total), 0, bytes(buf->total));
+    (void)munmap(buf, mapping_bytes(buf)); // a whole mapping of our own cannot fail to go
+}
+
+int conf_buffer_insert(conf_buffer_t** buf, int offset, void* context, int len) {
+    if (!can_put(buf, context, len))
+        return syslog_failure("[ERROR] Error input parameter(buf=%p, context=%p).\n",
+                              static_cast<void*>(buf), context);
+    if (offset < 0 || offset > (*buf)->used)
+        return syslog_failure("[ERROR] Error offset(offset=%d, buf.used=%d).\n", offset,
+                              (*buf)->used);
+    return put(buf, offset, context, len);
+}
+
+int conf_buffer_append(conf_buffer_t** buf, void* context, int len) {
+    if (!can_put(buf, context, len))
+        return syslog_failure("[ERROR] Error input parameter(buf=%p, context=%p).\n",
+                              static_cast<void*>(buf), context);
+    return put(buf, (*buf)->used, context, len);
+}
+
+void conf_buffer_remove(conf_buffer_t* buf, int start, int len) {
+    if (buf == nullptr || start < 0 || len <= 0 || start >= buf->used) {
+        (void)syslog_failure("[ERROR] Error input parameter(buf=%p, start=%d, len=%d).\n",
+                             static_cast<void*>(buf), start, len);
+        return;
+    }
+    const int left = buf->used - start; // compared without the sum of start and len, which may wrap
+    if (len < left) {
+        char* place = buf->buf + start;
+        (void)memmove_s(place, bytes(left), place + len, bytes(left - len));
+        buf->used -= len;
+    } else {
+        buf->used = start;
+    }
+    buf->buf[buf->used] = '\0';
+}
+
+void conf_buffer_flush(conf_buffer_t* buf) {
+    if (buf == nullptr)
+        return;
+    buf->used = 0;
+    buf->buf[0] = '\0';
+}
+
+void conf_buffer_slim(conf_buffer_t** buf) {
+    if (buf == nullptr || *buf == nullptr) {
+        (void)syslog_failure("[ERROR] Error input parameter(buf=%p).\n", static_cast<void*>(buf));
+        return;
+    }
+    conf_buffer_t* old = *buf;
+    // No buffer is smaller than a page less its counters, 4088: that of one page moves as well.
+    if (old->total <= 4087 || old->total < std::int64_t{old->used} * 2)
+        return;
+    conf_buffer_t* slim = conf_buffer_create(old->used);
+    if (slim == nullptr)
+        return;
+    (void)memmove_s(slim->buf, bytes(slim->total - 1), old->buf, bytes(old->used));
+    slim->used = old->used;
+    conf_buffer_destroy(old);
+    *buf = slim;
+}
+
+void* conf_buffer_data(conf_buffer_t* buf) {
+    if (buf == nullptr)
+        return syslog_failure("[ERROR] Error input parameter.\n");
+    return buf->buf;
+}
+
+int conf_buffer_length(conf_buffer_t* buf) {
+    if (buf == nullptr) {
+        (void)syslog_failure("[ERROR] Error input parameter.\n");
+        return 0;
+    }
+    return buf->used;
+}
