@@ -1,0 +1,314 @@
+#include "conf_plugin/transport.h"
+
+#include "conf_misc.h"
+#include "conf_plugin/log.h"
+#include "conf_plugin/registry.h"
+#include "frame.h"
+#include "support/xml.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+namespace conf {
+namespace {
+
+constexpr int piece_bytes = 1024;
+constexpr int answer_timeout_ms = 30000;
+constexpr int write_timeout_ms = 15000;
+static_assert(connection_lost == (EPOLLERR | EPOLLHUP | EPOLLRDHUP));
+
+// Forgets what a buffer holds; giving the pages back wipes it.
+void discard(conf_buffer_t** buf) noexcept {
+    conf_buffer_flush(*buf);
+    conf_buffer_slim(buf);
+}
+
+void discard_queue(conf_plugin_context_t* ctxt) noexcept {
+    discard(&ctxt->send_buf);
+    ctxt->send_pos = 0;
+}
+
+void advance_id(conf_plugin_context_t* ctxt) noexcept {
+    ctxt->rpc_id = ctxt->rpc_id == UINT16_MAX ? u16_t{1} : static_cast<u16_t>(ctxt->rpc_id + 1);
+}
+
+// Removes everything in front of the next frame mark; without one, all but the bytes in which a
+// header may have begun. At least one byte goes.
+void skip_to_mark(conf_buffer_t* buf) noexcept {
+    constexpr u32_t mark = CONF_MSG_MAGIC;
+    const int last_start = buf->used - header_bytes - 1;
+    int garbage = std::max(buf->used - header_bytes, 1);
+    if (last_start >= 1) {
+        const auto room = static_cast<std::size_t>(last_start - 1) + sizeof mark;
+        if (const void* found = memmem(buf->buf + 1, room, &mark, sizeof mark))
+            garbage = static_cast<int>(static_cast<const char*>(found) - buf->buf);
+    }
+    conf_buffer_remove(buf, 0, garbage);
+}
+
+// Skips what cannot be a frame. Twelve bytes without the mark are never a header, whatever their
+// length field says: they are kept, since the mark may begin in them.
+bool frame_is_ready(conf_buffer_t* buf) noexcept {
+    while (buf->used >= header_bytes) {
+        const msg_head_t head = front_header(buf);
+        const bool marked = head.magic == CONF_MSG_MAGIC;
+        if (marked && head.length <= CONF_MSG_MAX_LENGTH)
+            return static_cast<std::uint64_t>(buf->used) >= frame_bytes(head);
+        if (!marked && buf->used == header_bytes)
+            return false;
+        if (marked)
+            (void)plugin_failure("Message from pelmd is too long(%u bytes).", head.length);
+        skip_to_mark(buf);
+    }
+    return false;
+}
+
+int receive_failure(conf_plugin_context_t* ctxt) noexcept {
+    discard(&ctxt->recv_buf);
+    return -1;
+}
+
+enum class progress { waiting, done, failed };
+
+// Waits for events of the socket, as long as timeout_ms for each, until on_event is done or fails.
+template <class Handler>
+int wait_for(int sock, std::uint32_t events, int timeout_ms, Handler on_event) noexcept {
+    const unique_fd epoll = watch_socket(sock, events);
+    if (!epoll)
+        return -1;
+    for (;;) {
+        epoll_event event;
+        const int count = epoll_wait(epoll.get(), &event, 1, timeout_ms);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return plugin_failure("Epoll wait failed(%s).",
+                                  count == 0 ? "timeout" : strerror(errno));
+        if ((event.events & connection_lost) != 0)
+            return plugin_failure("An error epoll event occur(0x%x).", event.events);
+        const progress state = on_event(event.events);
+        if (state != progress::waiting)
+            return state == progress::done ? 0 : -1;
+    }
+}
+
+// The awaited id is that of the request at the front of the queue: it is learnt before the first
+// write, since rpc_id moves on with the last one.
+int _syn_send_rpc_on_send_evt(conf_plugin_data* plugin, std::uint32_t events,
+                              u32_t* awaited) noexcept {
+    int ret = 0;
+    if ((events & EPOLLOUT) != 0) {
+        if (*awaited == 0)
+            *awaited = plugin->plugin_ctxt->rpc_id;
+        ret = _send_message(plugin);
+    }
+    _conf_write_log(DBG_INFO, "Syn send rpc on send evt msg_id:%u, ret:%u", *awaited,
+                    static_cast<u32_t>(ret));
+    return ret;
+}
+
+// Takes frames until the awaited one is found: with edge-triggered events no other event would come
+// for a frame that is left behind.
+int take_answer(conf_plugin_data* plugin, u32_t awaited, xmlNode** reply) noexcept {
+    for (;;) {
+        bool_t ready = 0;
+        if (_recv_message(plugin, &ready) < 0)
+            return -1;
+        _conf_write_log(DBG_INFO, "Syn send rpc on recv evt, ready is %u",
+                        static_cast<u32_t>(ready));
+        if (!ready)
+            return 0;
+        secret_node message{plugin_parse_message(&plugin->plugin_ctxt->recv_buf)};
+        if (message && awaited != 0 && plugin_get_msgid(message.get()) == awaited) {
+            *reply = message.release();
+            return 0;
+        }
+    }
+}
+
+int _syn_send_rpc_on_recv_evt(conf_plugin_data* plugin, std::uint32_t events, u32_t awaited,
+                              xmlNode** reply) noexcept {
+    int ret = 0;
+    *reply = nullptr;
+    if ((events & (EPOLLIN | EPOLLPRI)) != 0)
+        ret = take_answer(plugin, awaited, reply);
+    _conf_write_log(DBG_INFO, "Syn send rpc on recv evt msg_id:%u. ret:%u", awaited,
+                    static_cast<u32_t>(ret));
+    return ret;
+}
+
+unique_node new_error(int code, const char* text) noexcept {
+    unique_node error{new_element("error")};
+    char digits[32];
+    if (!error)
+        (void)plugin_failure("Create <error> node failed.");
+    else if (add_text(error.get(), "code", conf_itoa(code, digits, sizeof digits)) == nullptr)
+        (void)plugin_failure("Create <code> node failed.");
+    else if (add_text(error.get(), "message", text) == nullptr)
+        (void)plugin_failure("Create <message> node failed.");
+    else
+        return error;
+    return unique_node{};
+}
+
+unique_node new_result() noexcept {
+    unique_node result{new_element("result")};
+    if (!result)
+        (void)plugin_failure("Create <result> node failed.");
+    return result;
+}
+
+} // namespace
+
+unique_fd watch_socket(int sock, std::uint32_t events) noexcept {
+    unique_fd epoll{epoll_create1(EPOLL_CLOEXEC)};
+    if (!epoll) {
+        (void)plugin_failure("Create epoll fd failed(%s).", strerror(errno));
+        return epoll;
+    }
+    epoll_event interest{};
+    interest.events = events;
+    interest.data.fd = sock;
+    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, sock, &interest) < 0) {
+        (void)plugin_failure("Add socket to epoll fd failed(%s).", strerror(errno));
+        epoll.reset();
+    }
+    return epoll;
+}
+
+int _cache_message(conf_plugin_data* plugin, xmlNode* root) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    switch (append_frame(&ctxt->send_buf, root, static_cast<u16_t>(ctxt->rpc_id - 1))) {
+    case frame_fault::none:
+        return 0;
+    case frame_fault::no_xml_buffer:
+        return plugin_failure("Create xml buffer for cache rpc failed.");
+    case frame_fault::not_dumped:
+        return plugin_failure("Dump rpc node failed.");
+    case frame_fault::no_header:
+        return plugin_failure("Append rpc message header to buffer failed.");
+    case frame_fault::no_body:
+        break;
+    }
+    return plugin_failure("Append rpc message body to buffer failed.");
+}
+
+int _send_message(conf_plugin_data* plugin) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    if (ctxt->send_buf->used == 0)
+        return 0;
+    const auto frame = static_cast<std::size_t>(frame_bytes(front_header(ctxt->send_buf)));
+    const std::size_t rest = frame - ctxt->send_pos;
+    const ssize_t written = write(ctxt->sock, ctxt->send_buf->buf + ctxt->send_pos, rest);
+    if (written < 0 && errno == EAGAIN)
+        return 0;
+    if (written < 0)
+        return plugin_failure("Send message to pelmd failed(%s).", strerror(errno));
+    _conf_write_log(DBG_INFO, "Send message to pelmd.");
+    if (static_cast<std::size_t>(written) < rest) {
+        ctxt->send_pos += static_cast<u32_t>(written);
+        return 0;
+    }
+    conf_buffer_remove(ctxt->send_buf, 0, static_cast<int>(frame));
+    conf_buffer_slim(&ctxt->send_buf);
+    ctxt->send_pos = 0;
+    advance_id(ctxt);
+    return 0;
+}
+
+int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    *ready = 0;
+    while (!frame_is_ready(ctxt->recv_buf)) {
+        char piece[piece_bytes];
+        const ssize_t count = read(ctxt->sock, piece, sizeof piece);
+        if (count == 0 || (count < 0 && errno == EAGAIN))
+            return 0;
+        if (count < 0) {
+            (void)plugin_failure("Read message from pelmd failed(%s).", strerror(errno));
+            return receive_failure(ctxt);
+        }
+        _conf_write_log(DBG_INFO, "Read message from pelmd(%d bytes).", static_cast<int>(count));
+        if (conf_buffer_append(&ctxt->recv_buf, piece, static_cast<int>(count)) < 0) {
+            (void)plugin_failure("Cache receive message failed.");
+            return receive_failure(ctxt);
+        }
+    }
+    *ready = 1;
+    return 0;
+}
+
+int _syn_send_rpc(conf_plugin_data* plugin, xmlNode* rpc, xmlNode** reply) noexcept {
+    if (_cache_message(plugin, rpc) < 0)
+        return -1;
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    u32_t awaited = 0; // not known yet
+    const auto on_event = [&](std::uint32_t events) noexcept {
+        if (_syn_send_rpc_on_send_evt(plugin, events, &awaited) < 0 ||
+            _syn_send_rpc_on_recv_evt(plugin, events, awaited, reply) < 0)
+            return progress::failed;
+        return *reply != nullptr ? progress::done : progress::waiting;
+    };
+    constexpr std::uint32_t events = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
+    if (wait_for(ctxt->sock, events, answer_timeout_ms, on_event) == 0)
+        return 0;
+    discard_queue(ctxt);
+    discard(&ctxt->recv_buf);
+    return -1;
+}
+
+int _syn_send_reply(conf_plugin_data* plugin, xmlNode* reply) noexcept {
+    if (_cache_message(plugin, reply) < 0)
+        return -1;
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const auto on_event = [&](std::uint32_t events) noexcept {
+        if ((events & EPOLLOUT) == 0)
+            return progress::waiting;
+        if (_send_message(plugin) < 0)
+            return progress::failed;
+        return ctxt->send_buf->used == 0 ? progress::done : progress::waiting;
+    };
+    constexpr std::uint32_t events = EPOLLOUT | EPOLLRDHUP | EPOLLET;
+    if (wait_for(ctxt->sock, events, write_timeout_ms, on_event) == 0)
+        return 0;
+    discard_queue(ctxt);
+    return -1;
+}
+
+int _plugin_single_rpc_send(conf_plugin_data* plugin, xmlNode* rpc) noexcept {
+    const char* name = plugin->plugin_ctxt->name;
+    xmlNode* answer = nullptr;
+    if (_syn_send_rpc(plugin, rpc, &answer) < 0)
+        return plugin_failure("Plugin %s send rpc to pelmd failed.", name);
+    const unique_node reply{answer};
+    xmlNode* result;
+    xmlNode* error;
+    if (plugin_parse_reply(reply.get(), &result, &error) < 0)
+        return plugin_failure("Parse reply for plugin %s rpc failed.", name);
+    if (error != nullptr)
+        return plugin_failure("Pelmd reply error(%s) for plugin %s rpc.",
+                              shown(plugin_get_reply_errmsg(error)), name);
+    return 0;
+}
+
+int _plugin_single_reply_send(conf_plugin_data* plugin, u32_t msgid) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const int code = std::exchange(ctxt->err_code, 0);
+    const error_text text{std::exchange(ctxt->err_msg, nullptr)};
+    if (msgid == 0)
+        return -1;
+    unique_node outcome = code != 0 ? new_error(code, text.get()) : new_result();
+    if (!outcome)
+        return -1;
+    const unique_node reply{plugin_build_reply_message(outcome.release(), msgid)};
+    if (!reply)
+        return plugin_failure("Build reply message failed.");
+    if (_syn_send_reply(plugin, reply.get()) < 0)
+        return plugin_failure("Send reply message to pelmd failed.");
+    return 0;
+}
+
+} // namespace conf
