@@ -1,0 +1,313 @@
+#include "conf_plugin/session.h"
+
+#include "conf_api.h"
+#include "conf_misc.h"
+#include "conf_plugin/log.h"
+#include "conf_plugin/registry.h"
+#include "conf_plugin/transport.h"
+#include "support/socket.h"
+#include "support/xml.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/socket.h>
+
+namespace conf {
+namespace {
+
+constexpr int buffer_bytes = 1000;
+
+template <class Entry> u32_t count_entries(const Entry* entries) noexcept {
+    u32_t count = 0;
+    for (; entries != nullptr && entries->path != nullptr; ++entries)
+        ++count;
+    return count;
+}
+
+int _connect_to_pelmd() noexcept {
+    unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    if (!sock)
+        return plugin_failure("Create socket failed(%s).", strerror(errno));
+    if (!connect_path(sock.get(), g_conf_plugin_socket))
+        return plugin_failure("Connect to pelmd failed(%s).", strerror(errno));
+    if (conf_non_block_fd(sock.get()) < 0)
+        return plugin_failure("Set connect to pelmd sock to nonblock failed.");
+    return sock.release();
+}
+
+// Makes the context, without a connection and without the callbacks.
+conf_plugin_context_t* allocate_context(conf_plugin_data* plugin,
+                                        const econf_plugin_subpub_info_t* info) noexcept {
+    const u32_t configs = count_entries(info->config_cbs);
+    const u32_t statuses = count_entries(info->status_cbs);
+    const std::size_t slots =
+        std::size_t{1} + configs + statuses + count_entries(info->operate_cbs);
+    const std::size_t bytes =
+        offsetof(conf_plugin_context_t, cbs) + slots * sizeof(econf_subpub_cb_t);
+    plugin->plugin_ctxt = static_cast<conf_plugin_context_t*>(std::calloc(1, bytes));
+    if (plugin->plugin_ctxt == nullptr)
+        return plugin_failure("Allocate %d byte(s) memmory for plugin context failed.",
+                              static_cast<int>(bytes));
+    plugin->plugin_ctxt->sock = -1;
+    record_slots(configs, statuses);
+    return plugin->plugin_ctxt;
+}
+
+// What a failure leaves of the context is for the caller to release.
+int _init_plugin_context(conf_plugin_data* plugin, const char* name,
+                         const econf_plugin_subpub_info_t* info) noexcept {
+    conf_plugin_context_t* ctxt = allocate_context(plugin, info);
+    if (ctxt == nullptr)
+        return -1;
+    ctxt->name = strdup(name);
+    if (ctxt->name == nullptr)
+        return -1;
+    ctxt->recv_buf = conf_buffer_create(buffer_bytes);
+    ctxt->send_buf = conf_buffer_create(buffer_bytes);
+    if (ctxt->recv_buf == nullptr || ctxt->send_buf == nullptr)
+        return plugin_failure("Create message buffer for remote plugin failed.");
+    ctxt->sock = _connect_to_pelmd();
+    if (ctxt->sock < 0)
+        return -1;
+    ctxt->rpc_id = 1;
+    ctxt->version = 2;
+    ctxt->cbs[0] = callback_cast<econf_subpub_cb_t>(info->kick_off);
+    ctxt->cbs_nums = 1;
+    return 0;
+}
+
+// Adds an element whose content is read for entity references, as paths are written with them.
+bool add_value(xmlNode* parent, const char* name, const char* value) noexcept {
+    const xmlNode* child = xmlNewChild(parent, nullptr, BAD_CAST name, BAD_CAST value);
+    if (child == nullptr)
+        return false;
+    // Only a bare ampersand empties a value; otherwise it is memory that was missing.
+    return child->children != nullptr || *value == '\0' || strchr(value, '&') != nullptr;
+}
+
+bool add_number(xmlNode* parent, const char* name, long number) noexcept {
+    char digits[32];
+    return add_value(parent, name, conf_itoa(number, digits, sizeof digits));
+}
+
+// Takes the next slot for a callback and announces its index.
+bool add_slot(conf_plugin_context_t* ctxt, xmlNode* entry, econf_subpub_cb_t callback) noexcept {
+    if (!add_number(entry, "callback", static_cast<long>(ctxt->cbs_nums)))
+        return false;
+    ctxt->cbs[ctxt->cbs_nums++] = callback;
+    return true;
+}
+
+template <class Callback>
+bool add_entry(conf_plugin_context_t* ctxt, xmlNode* section, const char* element, const char* path,
+               Callback callback) noexcept {
+    xmlNode* entry = add_empty(section, element);
+    return entry != nullptr && add_value(entry, "path", path) &&
+           add_slot(ctxt, entry, callback_cast<econf_subpub_cb_t>(callback));
+}
+
+bool add_config_entry(conf_plugin_context_t* ctxt, xmlNode* section,
+                      const econf_config_cb_info_t& info) noexcept {
+    xmlNode* entry = add_empty(section, "subscriber");
+    return entry != nullptr && add_value(entry, "path", info.path) &&
+           add_number(entry, "priority", info.priority) &&
+           add_slot(ctxt, entry, callback_cast<econf_subpub_cb_t>(info.callback));
+}
+
+int _build_config_subscribe(conf_plugin_context_t* ctxt, xmlNode* params,
+                            const econf_config_cb_info_t* infos) noexcept {
+    xmlNode* section = add_empty(params, "config-subscribe");
+    if (section == nullptr)
+        return -1;
+    for (; infos->path != nullptr; ++infos)
+        if (!add_config_entry(ctxt, section, *infos))
+            return plugin_failure("Build config-subscribe on path %s failed.", infos->path);
+    return 0;
+}
+
+int _build_status_publish(conf_plugin_context_t* ctxt, xmlNode* params,
+                          const econf_status_cb_info_t* infos) noexcept {
+    xmlNode* section = add_empty(params, "status-publish");
+    if (section == nullptr)
+        return -1;
+    for (; infos->path != nullptr; ++infos)
+        if (!add_entry(ctxt, section, "publisher", infos->path, infos->callback))
+            return plugin_failure("Build status-publish on path %s failed.", infos->path);
+    return 0;
+}
+
+int _build_operate_subscribe(conf_plugin_context_t* ctxt, xmlNode* params,
+                             const econf_operate_cb_info_t* infos) noexcept {
+    xmlNode* section = add_empty(params, "operate-subscribe");
+    if (section == nullptr)
+        return -1;
+    for (; infos->path != nullptr; ++infos)
+        if (!add_entry(ctxt, section, "subscriber", infos->path, infos->callback))
+            return plugin_failure("Build operate-subscribe on path %s failed.", infos->path);
+    return 0;
+}
+
+// Fills the callback slots on the way.
+xmlNode* _build_register_params(conf_plugin_context_t* ctxt, const char* name,
+                                const econf_plugin_subpub_info_t* info) noexcept {
+    secret_node params{new_element("params")};
+    if (!params || add_text(params.get(), "plugin-name", name) == nullptr)
+        return nullptr;
+    if (info->config_cbs != nullptr &&
+        _build_config_subscribe(ctxt, params.get(), info->config_cbs) < 0)
+        return nullptr;
+    if (info->status_cbs != nullptr &&
+        _build_status_publish(ctxt, params.get(), info->status_cbs) < 0)
+        return nullptr;
+    if (info->operate_cbs != nullptr &&
+        _build_operate_subscribe(ctxt, params.get(), info->operate_cbs) < 0)
+        return nullptr;
+    return params.release();
+}
+
+xmlNode* _build_register_rpc(conf_plugin_context_t* ctxt, const char* name,
+                             const econf_plugin_subpub_info_t* info) noexcept {
+    xmlNode* params = _build_register_params(ctxt, name, info);
+    return params != nullptr ? plugin_build_rpc_message("register", params, ctxt->rpc_id) : nullptr;
+}
+
+// The words of a mode: of its element, null for none, and in the log.
+struct mode_words {
+    const char* element;
+    const char* shown;
+};
+
+mode_words words_of(int start_mode) noexcept {
+    switch (start_mode) {
+    case ACTIVATE_WITH_CFGR:
+        return {"with-cfgr", "cfgr"};
+    case ACTIVATE_WITH_SMOOTH:
+        return {"with-smooth", "smooth"};
+    default:
+        return {nullptr, "none"};
+    }
+}
+
+xmlNode* _build_activate_rpc(const conf_plugin_context_t* ctxt, const mode_words& mode) noexcept {
+    secret_node params{new_element("params")};
+    if (!params || (mode.element != nullptr && add_empty(params.get(), mode.element) == nullptr))
+        return plugin_failure("Build activate rpc for plugin %s failed.", ctxt->name);
+    return plugin_build_rpc_message("activate", params.release(), ctxt->rpc_id);
+}
+
+xmlNode* _build_deactivate_rpc(const conf_plugin_context_t* ctxt) noexcept {
+    xmlNode* params = new_element("params");
+    return params != nullptr ? plugin_build_rpc_message("deactivate", params, ctxt->rpc_id)
+                             : nullptr;
+}
+
+// Announces the plugin. The context is there, and stays for the caller to release on failure.
+int register_plugin(conf_plugin_data* plugin, const char* name,
+                    const econf_plugin_subpub_info_t* info) noexcept {
+    const unique_node rpc{_build_register_rpc(plugin->plugin_ctxt, name, info)};
+    if (!rpc)
+        return plugin_failure("Build register rpc for plugin %s failed.", name);
+    if (_plugin_single_rpc_send(plugin, rpc.get()) < 0)
+        return plugin_failure("Plugin %s register to pelmd failed.", name);
+    return 0;
+}
+
+} // namespace
+
+void _plugin_set_error(conf_plugin_data* plugin, int err_code, const char* err_msg, ...) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    error_text_traits::close(ctxt->err_msg);
+    ctxt->err_code = err_code;
+    ctxt->err_msg = default_error();
+    if (err_msg == nullptr)
+        return;
+    char* text = nullptr;
+    va_list arguments;
+    va_start(arguments, err_msg);
+    if (vasprintf(&text, err_msg, arguments) >= 0)
+        ctxt->err_msg = text;
+    va_end(arguments);
+}
+
+} // namespace conf
+
+using namespace conf;
+
+int econf_plugin_init(const char* name, econf_plugin_subpub_info_t* cb_info) {
+    if (name == nullptr || cb_info == nullptr)
+        return plugin_failure("Input parameters error(name=%p, reg_info=%p).",
+                              static_cast<const void*>(name), static_cast<void*>(cb_info));
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr)
+        return -1;
+    (void)conf_load_config(nullptr); // without a profile the path in force serves
+    if (plugin->pelmd_hooks != nullptr)
+        return plugin_failure("Plugin %s context has been created.", "local");
+    if (plugin->plugin_ctxt != nullptr)
+        return plugin_failure("Plugin %s context has been created.", "remote");
+    if (_init_plugin_context(plugin, name, cb_info) < 0) {
+        _free_plugin_context();
+        return plugin_failure("Initialize context for plugin %s failed.", name);
+    }
+    if (register_plugin(plugin, name, cb_info) < 0) {
+        _free_plugin_context();
+        return -1;
+    }
+    _conf_write_log(DBG_DEBUG, "Register plugin %s success.", name);
+    return plugin->plugin_ctxt->sock;
+}
+
+int econf_plugin_activate(int start_mode) {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || plugin->plugin_ctxt == nullptr)
+        return plugin_failure("Plugin context is not ready when active.");
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    if (ctxt->bit_activate)
+        return plugin_failure("Plugin %s has been activated.", ctxt->name);
+    const mode_words mode = words_of(start_mode);
+    const unique_node rpc{_build_activate_rpc(ctxt, mode)};
+    if (!rpc)
+        return plugin_failure("Build activate rpc in mode(%s) for plugin %s failed.", mode.shown,
+                              ctxt->name);
+    if (_plugin_single_rpc_send(plugin, rpc.get()) < 0)
+        return plugin_failure("Activate plugin %s failed.", ctxt->name);
+    ctxt->bit_activate = 1;
+    _conf_write_log(DBG_DEBUG, "Activate plugin %s success.", ctxt->name);
+    return 0;
+}
+
+void econf_plugin_deactivate(void) {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || plugin->plugin_ctxt == nullptr) {
+        (void)plugin_failure("Plugin context is not ready.");
+        return;
+    }
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    if (!ctxt->bit_activate) {
+        _conf_write_log(DBG_DEBUG, "Plugin %s has been deactivated.", ctxt->name);
+        return;
+    }
+    const unique_node rpc{_build_deactivate_rpc(ctxt)};
+    if (!rpc) {
+        (void)plugin_failure("Build deactivate rpc for plugin %s failed.", ctxt->name);
+    } else if (_plugin_single_rpc_send(plugin, rpc.get()) < 0) {
+        (void)plugin_failure("Dectivate plugin %s failed.", ctxt->name);
+    } else {
+        ctxt->bit_activate = 0;
+        _conf_write_log(DBG_DEBUG, "Dectivate plugin %s success.", ctxt->name);
+    }
+}
+
+void econf_plugin_close(void) {
+    const conf_plugin_context_t* ctxt = get_plugin_context();
+    if (ctxt == nullptr) {
+        (void)plugin_failure("Plugin context is not ready when close.");
+        return;
+    }
+    _conf_write_log(DBG_DEBUG, "Close plugin %s.", ctxt->name);
+    _free_plugin_context();
+}
