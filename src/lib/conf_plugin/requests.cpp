@@ -1,0 +1,319 @@
+#include "conf_api.h"
+#include "conf_misc.h"
+#include "conf_plugin/log.h"
+#include "conf_plugin/paths.h"
+#include "conf_plugin/registry.h"
+#include "conf_plugin/session.h"
+#include "conf_plugin/transport.h"
+#include "support/xml.h"
+
+#include <cstring>
+
+namespace conf {
+namespace {
+
+bool is_active(const conf_plugin_data* plugin) noexcept {
+    if (plugin->plugin_ctxt != nullptr && plugin->plugin_ctxt->bit_activate)
+        return true;
+    (void)plugin_failure("Plugin context is not ready or not be activated.");
+    return false;
+}
+
+failure parameter_failure(const char* path, const void* result) noexcept {
+    return plugin_failure("Input parameters error(path=%p, result=%p).",
+                          static_cast<const void*>(path), result);
+}
+
+// The entry that a call without arguments works on.
+conf_plugin_data* entry_for_call() noexcept {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr)
+        (void)plugin_failure("Input parameters error, plugin is null.");
+    return plugin;
+}
+
+xmlNode* build_query_params(int old_flag, const char* path) noexcept {
+    secret_node params{new_element("params")};
+    if (!params || (old_flag != 0 && add_empty(params.get(), "old") == nullptr) ||
+        add_text(params.get(), "path", path) == nullptr)
+        return nullptr;
+    return params.release();
+}
+
+xmlNode* build_query(const conf_plugin_context_t* ctxt, const char* method, int old_flag,
+                     const char* path) noexcept {
+    xmlNode* params = build_query_params(old_flag, path);
+    if (params == nullptr)
+        return plugin_failure("Build pull rpc for plugin %s failed.", ctxt->name);
+    return plugin_build_rpc_message(method, params, ctxt->rpc_id);
+}
+
+// Sends a pull or a locate and waits for the answer, which is the caller's.
+xmlNode* ask(conf_plugin_data* plugin, const char* method, int old_flag,
+             const char* path) noexcept {
+    if (!is_active(plugin))
+        return nullptr;
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const unique_node rpc{build_query(ctxt, method, old_flag, path)};
+    if (!rpc)
+        return plugin_failure("Build pull rpc for plugin %s failed.", ctxt->name);
+    xmlNode* reply = nullptr;
+    if (_syn_send_rpc(plugin, rpc.get(), &reply) < 0)
+        return plugin_failure("Plugin %s send rpc to pelmd failed.", ctxt->name);
+    return reply;
+}
+
+// Splits the answer to a query. *result is null when it carries an error.
+int parse_answer(const conf_plugin_data* plugin, xmlNode* reply, xmlNode** result) noexcept {
+    xmlNode* error;
+    if (plugin_parse_reply(reply, result, &error) < 0)
+        return plugin_failure("Parse reply for plugin %s rpc failed.", plugin->plugin_ctxt->name);
+    return 0;
+}
+
+// Copies a list of siblings. Null, for an empty list too, is reported but is no failure.
+xmlNode* copy_list(const conf_plugin_data* plugin, xmlNode* first) noexcept {
+    xmlNode* copy = xmlCopyNodeList(first);
+    if (copy == nullptr)
+        (void)plugin_failure("Plugin %s copy child list failed.", plugin->plugin_ctxt->name);
+    return copy;
+}
+
+const xmlNode* find_data(const xmlNode* result) noexcept {
+    if (result == nullptr)
+        return nullptr;
+    for (const xmlNode* child = result->children; child != nullptr; child = child->next)
+        if (is_named(child, "data"))
+            return child;
+    return nullptr;
+}
+
+// The answer may hold configuration secrets, so it is wiped.
+int pull(int old_flag, const char* path, xmlNode** out) noexcept {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || out == nullptr)
+        return parameter_failure(path, out);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_pull == nullptr)
+            return plugin_failure("Pelmd doesn't inject conf_plugin_pull function.");
+        return hooks->conf_plugin_pull(old_flag != 0 ? 1 : 0, path, out);
+    }
+    const secret_node reply{ask(plugin, "pull", old_flag, path)};
+    xmlNode* result;
+    if (!reply || parse_answer(plugin, reply.get(), &result) < 0)
+        return -1;
+    const xmlNode* data = find_data(result);
+    *out =
+        data != nullptr && data->children != nullptr ? copy_list(plugin, data->children) : nullptr;
+    return 0;
+}
+
+// The text is escaped before it becomes content, since content is read for entity references.
+void unquote_position(xmlNode* node) noexcept {
+    const char* text = conf_get_node_content(node);
+    if (text == nullptr)
+        return;
+    const unique_string path{datastore_path_rm_quotes(strdup(text))};
+    if (!path)
+        return;
+    xmlChar* escaped = xmlEncodeSpecialChars(nullptr, BAD_CAST path.get());
+    if (escaped != nullptr)
+        xmlNodeSetContent(node, escaped);
+    xmlFree(escaped);
+}
+
+int locate(int old_flag, const char* path, xmlNode** out) noexcept {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || out == nullptr)
+        return parameter_failure(path, out);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_locate == nullptr)
+            return plugin_failure("Pelmd doesn't inject conf_plugin_locate function.");
+        return hooks->conf_plugin_locate(old_flag != 0 ? 1 : 0, path, out);
+    }
+    const unique_node reply{ask(plugin, "locate", old_flag, path)};
+    xmlNode* result;
+    if (!reply || parse_answer(plugin, reply.get(), &result) < 0)
+        return -1;
+    *out = result != nullptr ? copy_list(plugin, result->children) : nullptr;
+    for (xmlNode* node = *out; node != nullptr; node = node->next)
+        if (is_named(node, "prev") || is_named(node, "next"))
+            unquote_position(node);
+    return 0;
+}
+
+// Builds "params" with the path, the operation's word if there is one, and a copy of the data.
+xmlNode* build_data_params(const char* path, const char* oper_word, xmlNode* data) noexcept {
+    secret_node params{new_element("params")};
+    if (!params || add_text(params.get(), "path", path) == nullptr ||
+        (oper_word != nullptr && add_text(params.get(), "oper-type", oper_word) == nullptr))
+        return nullptr;
+    xmlNode* holder = add_empty(params.get(), "data");
+    secret_node_list copy{xmlCopyNodeList(data)};
+    if (holder == nullptr || !copy || !attach_list(holder, copy))
+        return nullptr;
+    return params.release();
+}
+
+xmlNode* build_push(const conf_plugin_context_t* ctxt, const char* path, xmlNode* data) noexcept {
+    xmlNode* params = build_data_params(path, nullptr, data);
+    if (params == nullptr)
+        return plugin_failure("Build push rpc for plugin %s failed.", ctxt->name);
+    return plugin_build_rpc_message("push", params, ctxt->rpc_id);
+}
+
+const char* deployment_word(int oper) noexcept {
+    switch (oper) {
+    case 0:
+        return "add";
+    case 1:
+        return "delete";
+    default:
+        return "update";
+    }
+}
+
+xmlNode* build_deployment(const conf_plugin_context_t* ctxt, const char* path, int oper,
+                          xmlNode* data) noexcept {
+    xmlNode* params = build_data_params(path, deployment_word(oper), data);
+    if (params == nullptr)
+        return plugin_failure("Build config_deployment rpc for plugin %s failed.", ctxt->name);
+    return plugin_build_rpc_message("config_deployment", params, ctxt->rpc_id);
+}
+
+// Sends a request that may not have been built: it is then not sent.
+int send_built(conf_plugin_data* plugin, const unique_node& rpc) noexcept {
+    return rpc ? _plugin_single_rpc_send(plugin, rpc.get()) : -1;
+}
+
+} // namespace
+} // namespace conf
+
+using namespace conf;
+
+int econf_plugin_pull(int old_flag, const char* path, xmlNode** result) {
+    const int ret = pull(old_flag, path, result);
+    if (ret != 0 && result != nullptr)
+        *result = nullptr;
+    return ret;
+}
+
+int econf_plugin_locate(int old_flag, const char* path, xmlNode** position) {
+    const int ret = locate(old_flag, path, position);
+    if (ret != 0 && position != nullptr)
+        *position = nullptr;
+    return ret;
+}
+
+int econf_plugin_push(const char* path, xmlNode* data) {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || data == nullptr)
+        return parameter_failure(path, data);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_push == nullptr)
+            return plugin_failure("Pelmd doesn't inject conf_plugin_push function.");
+        return hooks->conf_plugin_push(path, data);
+    }
+    if (!is_active(plugin))
+        return -1;
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    _conf_write_log(DBG_INFO, "Build push packet, path:%s, name:%s", path, ctxt->name);
+    const unique_node rpc{build_push(ctxt, path, data)};
+    if (!rpc)
+        return plugin_failure("Build push rpc for plugin %s failed.", ctxt->name);
+    _conf_write_log(DBG_INFO, "Begin to send push packet, name:%s", ctxt->name);
+    const int ret = _plugin_single_rpc_send(plugin, rpc.get());
+    if (ret < 0)
+        (void)plugin_failure("Plugin %s publish data failed.", ctxt->name);
+    _conf_write_log(DBG_INFO, "End to send push packet, name:%s", ctxt->name);
+    return ret;
+}
+
+int econf_plugin_config_deployment(const char* path, int oper, xmlNode* data) {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || data == nullptr)
+        return parameter_failure(path, data);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_config_deployment == nullptr)
+            return plugin_failure("Pelmd doesn't inject conf_plugin_config_deployment function.");
+        return hooks->conf_plugin_config_deployment(path, oper, data);
+    }
+    if (!is_active(plugin))
+        return -1;
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    _conf_write_log(DBG_INFO, "Build config deployment packet, path:%s, oper:%u, name:%s", path,
+                    static_cast<u32_t>(oper), ctxt->name);
+    const unique_node rpc{build_deployment(ctxt, path, oper, data)};
+    if (!rpc)
+        return plugin_failure("Build config deployment rpc for plugin %s failed.", ctxt->name);
+    _conf_write_log(DBG_INFO, "Begin to send config deployment packet, name:%s", ctxt->name);
+    const int ret = _plugin_single_rpc_send(plugin, rpc.get());
+    if (ret < 0)
+        (void)plugin_failure("Plugin %s publish deployment data failed.", ctxt->name);
+    _conf_write_log(DBG_INFO, "End to send config deployment packet, name:%s", ctxt->name);
+    return ret;
+}
+
+int econf_plugin_save_deployment(void) {
+    conf_plugin_data* plugin = entry_for_call();
+    if (plugin == nullptr)
+        return -1;
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_save_deployment == nullptr)
+            return plugin_failure("Pelmd doesn't inject conf_plugin_save_deployment function.");
+        return hooks->conf_plugin_save_deployment();
+    }
+    if (!is_active(plugin))
+        return -1;
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    xmlNode* params = new_element("params");
+    if (params == nullptr)
+        return plugin_failure("Build save_deployment rpc for plugin %s failed.", ctxt->name);
+    const unique_node rpc{plugin_build_rpc_message("save_deployment", params, ctxt->rpc_id)};
+    if (send_built(plugin, rpc) < 0)
+        return plugin_failure("Plugin %s save deployment data failed.", ctxt->name);
+    return 0;
+}
+
+int econf_plugin_copy_running_to_deployment(int override) {
+    conf_plugin_data* plugin = entry_for_call();
+    if (plugin == nullptr)
+        return -1;
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_copy_running_to_deployment == nullptr)
+            return plugin_failure(
+                "Pelmd doesn't inject conf_plugin_copy_running_to_deployment function.");
+        return hooks->conf_plugin_copy_running_to_deployment(override);
+    }
+    if (!is_active(plugin))
+        return -1;
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    unique_node params{new_element("params")};
+    if (!params)
+        return plugin_failure("Build copy_deployment_to_memory rpc for plugin %s failed.",
+                              ctxt->name);
+    if (add_text(params.get(), "override", override == 1 ? "1" : "0") == nullptr)
+        return -1;
+    const unique_node rpc{
+        plugin_build_rpc_message("copy_deployment_to_memory", params.release(), ctxt->rpc_id)};
+    if (send_built(plugin, rpc) < 0)
+        return plugin_failure("Plugin %s copy deployment to memory data failed.", ctxt->name);
+    return 0;
+}
+
+void econf_plugin_error(int err_code, const char* err_msg) {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr) {
+        (void)plugin_failure("Can not get plugin information on error set.");
+    } else if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_error == nullptr)
+            (void)plugin_failure("Pelmd doesn't inject conf_plugin_error function.");
+        else
+            hooks->conf_plugin_error(err_code, err_msg);
+    } else if (is_active(plugin)) {
+        if (err_msg == nullptr)
+            _plugin_set_error(plugin, err_code, nullptr);
+        else
+            _plugin_set_error(plugin, err_code, "%s", err_msg);
+    }
+}
