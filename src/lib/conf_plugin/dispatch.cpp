@@ -1,0 +1,397 @@
+// The dispatch loop: each request is parsed, handled, answered and freed before the next is looked at.
+//
+// A callback is foreign code and may end its own plugin, or end it and register anew. After each one
+// the count of lost entries tells whether the context is still there; when it is not, nothing of it
+// is touched, the request gets no answer, and the loop ends.
+#include "conf_api.h"
+#include "conf_misc.h"
+#include "conf_plugin/log.h"
+#include "conf_plugin/paths.h"
+#include "conf_plugin/registry.h"
+#include "conf_plugin/session.h"
+#include "conf_plugin/transport.h"
+#include "support/xml.h"
+
+#include <cstdlib>
+#include <cstring>
+
+int g_rdb_recovery_status = 0;
+
+namespace conf {
+namespace {
+
+constexpr int legacy_version = 1;
+constexpr u32_t no_index = UINT32_MAX;
+
+int number_of(const char* text) noexcept {
+    return static_cast<int>(std::strtol(text, nullptr, 10));
+}
+
+// A number that is no index stays none, however wide a long is.
+u32_t index_of(const char* text) noexcept {
+    const long long number = std::strtoll(text, nullptr, 10);
+    return number >= 0 && number < no_index ? static_cast<u32_t>(number) : no_index;
+}
+
+// Says what a callback's failure is answered with: what it recorded, or else its result.
+void record_result(conf_plugin_data* plugin, int result) noexcept {
+    if (plugin->plugin_ctxt->err_msg == nullptr)
+        _plugin_set_error(plugin, result, nullptr);
+}
+
+void send_publish_reply(conf_plugin_data* plugin, u32_t msgid) noexcept {
+    if (_plugin_single_reply_send(plugin, msgid) < 0)
+        (void)plugin_failure("Plugin %s send reply for publish rpc failed.",
+                             plugin->plugin_ctxt->name);
+}
+
+// Wraps and sends the answer of an operation or a status query, which leaves the error slot alone.
+// @return false, with the error recorded, when it could not be wrapped
+bool send_result(conf_plugin_data* plugin, unique_node& result, u32_t msgid) noexcept {
+    const unique_node reply{plugin_build_reply_message(result.release(), msgid)};
+    if (!reply) {
+        _plugin_set_error(plugin, -1, "Build reply message failed.");
+        return false;
+    }
+    if (_syn_send_reply(plugin, reply.get()) < 0)
+        (void)plugin_failure("Send reply message to pelmd failed.");
+    return true;
+}
+
+// What a publish says of a change.
+struct config_change {
+    int oper = 0;
+    int more = 0;
+    int priority = 0;
+    unique_string path;
+};
+
+// @return false (reported) without memory for the path
+bool read_change(const xmlNode* info, config_change* change) noexcept {
+    for (xmlNode* child = info->children; child != nullptr; child = child->next) {
+        const char* text = conf_get_node_content(child);
+        if (text == nullptr)
+            continue;
+        if (is_named(child, "oper-type")) {
+            change->oper = number_of(text);
+        } else if (is_named(child, "more-flag")) {
+            change->more = number_of(text);
+        } else if (is_named(child, "priority")) {
+            change->priority = number_of(text);
+        } else if (is_named(child, "path")) {
+            change->path.reset(datastore_path_rm_quotes(strdup(text)));
+            if (!change->path) {
+                (void)plugin_failure("Duplicated path %s failed.", text);
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+int run_config_callback(int version, econf_subpub_cb_t callback, int sid,
+                        const config_change& change) noexcept {
+    if (version == legacy_version)
+        return callback_cast<conf_config_cb_t>(callback)(change.oper, change.more, change.priority,
+                                                         change.path.get());
+    const long long start = conf_get_unix_time();
+    const int result = callback_cast<econf_config_cb_t>(callback)(
+        sid, change.oper, change.more, change.priority, change.path.get());
+    const auto elapsed = static_cast<float>(conf_get_unix_time() - start) / 1000000;
+    _conf_write_log(
+        DBG_DEBUG,
+        "Service publish result: %d for path:%s oper:%d priority:%d time consumed:%.3f seconds",
+        result, shown(change.path.get()), change.oper, change.priority,
+        static_cast<double>(elapsed));
+    if (result != 0 && (change.oper & CONFIG_OP_CFGR) != 0)
+        ++g_rdb_recovery_status;
+    return result;
+}
+
+void _publish_config_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
+                          u32_t msgid) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    config_change change;
+    const econf_subpub_cb_t callback = find_callback(ctxt, cb_idx, slot_kind::config);
+    if (!read_change(info, &change)) {
+        _plugin_set_error(plugin, -1, nullptr); // without its path a change must not be served
+    } else if (callback == nullptr) {
+        _conf_write_log(DBG_DEBUG, "Cann't find the callback for path:%s oper:%d priority:%d",
+                        shown(change.path.get()), change.oper, change.priority);
+        _plugin_set_error(plugin, -1, "Cann't find the callback function.");
+    } else {
+        const u32_t lost = lost_entries();
+        const int result = run_config_callback(ctxt->version, callback, sid, change);
+        if (lost != lost_entries())
+            return;
+        if (result == 0)
+            ctxt->err_code = 0;
+        else
+            record_result(plugin, result);
+    }
+    send_publish_reply(plugin, msgid);
+}
+
+// What an operation handed back: a list of nodes, or one node in the older API.
+class operation_output {
+public:
+    explicit operation_output(int version) noexcept : version_(version) {}
+    operation_output(const operation_output&) = delete;
+    operation_output& operator=(const operation_output&) = delete;
+    ~operation_output() {
+        if (version_ == legacy_version)
+            xmlFreeNode(first_);
+        else
+            xmlFreeNodeList(first_);
+    }
+    xmlNode** out() noexcept { return &first_; }
+
+    // Moves the output into "result". @return null, or what went wrong
+    const char* move_to(xmlNode* result) noexcept {
+        if (first_ == nullptr)
+            return add_empty(result, "ok") != nullptr ? nullptr : "New <ok> xml node failed.";
+        return version_ == legacy_version ? copy_children(result) : move_list(result);
+    }
+
+private:
+    const char* copy_children(xmlNode* result) const noexcept {
+        unique_node_list copies{xmlCopyNodeList(first_->children)};
+        if (!copies)
+            return "Copy <data> xml node failed.";
+        return attach_list(result, copies) ? nullptr : "Add <data> as children failed.";
+    }
+
+    const char* move_list(xmlNode* result) noexcept {
+        if (xmlAddChildList(result, first_) == nullptr)
+            return "add <output> xml node failed.";
+        first_ = nullptr;
+        return nullptr;
+    }
+
+    const int version_;
+    xmlNode* first_ = nullptr;
+};
+
+int _publish_operate_proc_func(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
+                               xmlNode** output) noexcept {
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    if (cb_idx >= ctxt->cbs_nums) {
+        _plugin_set_error(plugin, -1, "Callback index is invalid.");
+        return -1;
+    }
+    const econf_subpub_cb_t callback = find_callback(ctxt, cb_idx, slot_kind::operate);
+    if (callback == nullptr) {
+        _plugin_set_error(plugin, -1, "Cann't find the callback function.");
+        return -1;
+    }
+    const u32_t lost = lost_entries();
+    const int result =
+        ctxt->version == legacy_version
+            ? callback_cast<conf_operate_cb_t>(callback)(info->children, output)
+            : callback_cast<econf_operate_cb_t>(callback)(sid, info->children, output);
+    if (result != 0 && lost == lost_entries())
+        record_result(plugin, result);
+    return result;
+}
+
+// @return false, with the error recorded, when there is no success to be sent
+bool send_operation_result(conf_plugin_data* plugin, operation_output& output,
+                           u32_t msgid) noexcept {
+    unique_node result{new_element("result")};
+    const char* fault = result ? output.move_to(result.get()) : "New <result> xml node failed.";
+    if (fault == nullptr)
+        return send_result(plugin, result, msgid);
+    _plugin_set_error(plugin, -1, "%s", fault);
+    return false;
+}
+
+void _publish_operate_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
+                           u32_t msgid) noexcept {
+    operation_output output{plugin->plugin_ctxt->version};
+    const u32_t lost = lost_entries();
+    const int result = _publish_operate_proc_func(plugin, sid, cb_idx, info, output.out());
+    if (lost != lost_entries())
+        return;
+    if (result == 0 && send_operation_result(plugin, output, msgid))
+        return;
+    if (_plugin_single_reply_send(plugin, msgid) < 0)
+        (void)plugin_failure("Plugin %s send error-reply failed.", plugin->plugin_ctxt->name);
+}
+
+void _method_publish_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {
+    const char* type = nullptr;
+    int sid = -1;
+    xmlNode* info = nullptr;
+    u32_t cb_idx = no_index;
+    for (xmlNode* child = params->children; child != nullptr; child = child->next) {
+        const char* text = conf_get_node_content(child);
+        if (is_named(child, "type"))
+            type = text;
+        else if (is_named(child, "info"))
+            info = child;
+        else if (is_named(child, "session-id") && text != nullptr)
+            sid = number_of(text);
+        else if (is_named(child, "callback") && text != nullptr)
+            cb_idx = index_of(text);
+    }
+    if (info != nullptr && type != nullptr && std::strcmp(type, "config") == 0)
+        return _publish_config_proc(plugin, sid, cb_idx, info, msgid);
+    if (info != nullptr && type != nullptr && std::strcmp(type, "operate") == 0)
+        return _publish_operate_proc(plugin, sid, cb_idx, info, msgid);
+    const bool complete = info != nullptr && type != nullptr;
+    _plugin_set_error(plugin, -1, "%s",
+                      complete ? "Unknown publish type." : "Error publish rpc message.");
+    send_publish_reply(plugin, msgid);
+}
+
+// Asks the status callback. *opath points into params.
+int _method_subscribe_parse_args(conf_plugin_data* plugin, xmlNode* params, char** opath,
+                                 xmlNode** status) noexcept {
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    char* filter = nullptr;
+    int sid = -1;
+    u32_t cb_idx = no_index;
+    for (xmlNode* child = params->children; child != nullptr; child = child->next) {
+        char* text = const_cast<char*>(conf_get_node_content(child));
+        if (is_named(child, "path"))
+            *opath = text;
+        else if (is_named(child, "filter"))
+            filter = text;
+        else if (is_named(child, "session-id") && text != nullptr)
+            sid = number_of(text);
+        else if (is_named(child, "callback") && text != nullptr)
+            cb_idx = index_of(text);
+    }
+    if (cb_idx >= ctxt->cbs_nums) {
+        _plugin_set_error(plugin, -1, "Callback index is invalid.");
+        return -1;
+    }
+    const econf_subpub_cb_t callback = find_callback(ctxt, cb_idx, slot_kind::status);
+    if (callback == nullptr) {
+        _plugin_set_error(plugin, -1, "Cann't find the callback function.");
+        return -1;
+    }
+    const u32_t lost = lost_entries();
+    const int result =
+        ctxt->version == legacy_version
+            ? callback_cast<conf_status_cb_t>(callback)(*opath, filter, status)
+            : callback_cast<econf_status_cb_t>(callback)(sid, *opath, filter, status);
+    if (result != 0 && lost == lost_entries())
+        record_result(plugin, result);
+    return result;
+}
+
+// Builds "path" (not in the older API) and "data" below "result". @return null, or what went wrong
+const char* fill_status(xmlNode* result, int version, const char* path,
+                        unique_node& status) noexcept {
+    if (version != legacy_version && add_text(result, "path", path) == nullptr)
+        return "New <path> xml node failed.";
+    xmlNode* data = add_empty(result, "data");
+    if (data == nullptr)
+        return "New <data> xml node failed.";
+    if (status && !attach(data, status))
+        return "Add status as a child failed.";
+    return nullptr;
+}
+
+// @return false, with the error recorded, when there is no success to be sent
+bool send_status_result(conf_plugin_data* plugin, const char* path, unique_node& status,
+                        u32_t msgid) noexcept {
+    unique_node result{new_element("result")};
+    const char* fault = result
+                            ? fill_status(result.get(), plugin->plugin_ctxt->version, path, status)
+                            : "New <result> xml node failed.";
+    if (fault == nullptr)
+        return send_result(plugin, result, msgid);
+    _plugin_set_error(plugin, -1, "%s", fault);
+    return false;
+}
+
+void _method_subscribe_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {
+    char* path = nullptr;
+    unique_node status;
+    const u32_t lost = lost_entries();
+    const int result = _method_subscribe_parse_args(plugin, params, &path, status.out());
+    if (lost != lost_entries())
+        return;
+    if (result == 0 && send_status_result(plugin, path, status, msgid))
+        return;
+    send_publish_reply(plugin, msgid);
+}
+
+void _method_kickoff_proc(conf_plugin_data* plugin, xmlNode* /*params*/, u32_t msgid) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    _conf_write_log(DBG_INFO, "Plugin %s kickoff now.", ctxt->name);
+    if (const econf_subpub_cb_t callback = find_callback(ctxt, 0, slot_kind::kick_off)) {
+        const u32_t lost = lost_entries();
+        callback_cast<void (*)()>(callback)();
+        if (lost != lost_entries())
+            return;
+    }
+    ctxt->err_code = 0;
+    if (ctxt->err_msg != nullptr && ctxt->err_msg != def_err_msg) {
+        _conf_write_log(DBG_WARN, "Plugin kickoff have error %s now.", ctxt->err_msg);
+        error_text_traits::close(std::exchange(ctxt->err_msg, nullptr));
+    }
+    send_publish_reply(plugin, msgid);
+}
+
+void _method_default_proc(conf_plugin_data* plugin, const char* method, u32_t msgid) noexcept {
+    if (msgid == 0)
+        return;
+    _plugin_set_error(plugin, -1, "Method <%s> doesn't be supported", method);
+    if (_plugin_single_reply_send(plugin, msgid) < 0)
+        (void)plugin_failure("Plugin %s send reply for %s rpc failed.", plugin->plugin_ctxt->name,
+                             method);
+}
+
+constexpr struct {
+    const char* name;
+    void (*run)(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept;
+} methods[] = {
+    {"publish", _method_publish_proc},
+    {"subscribe", _method_subscribe_proc},
+    {"kickoff", _method_kickoff_proc},
+};
+
+void serve(conf_plugin_data* plugin, const char* method, xmlNode* params, u32_t msgid) noexcept {
+    for (const auto& entry : methods)
+        if (std::strcmp(entry.name, method) == 0)
+            return entry.run(plugin, params, msgid);
+    _conf_write_log(DBG_WARN, "Receive an unknown rpc method %s.", method);
+    _method_default_proc(plugin, method, msgid);
+}
+
+// Paths and filters point into the request, so it is wiped once the answer has been sent.
+void serve_frame(conf_plugin_data* plugin) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const secret_node rpc{plugin_parse_message(&ctxt->recv_buf)};
+    if (!rpc) {
+        _conf_write_log(DBG_DEBUG, "Plugin %s parse message failed.", ctxt->name);
+        return;
+    }
+    const char* method;
+    xmlNode* params;
+    if (plugin_parse_rpc(rpc.get(), &method, &params) < 0) {
+        _conf_write_log(DBG_DEBUG, "Plugin %s parse rpc failed.", ctxt->name);
+        return;
+    }
+    serve(plugin, method, params, plugin_get_msgid(rpc.get()));
+}
+
+} // namespace
+} // namespace conf
+
+using namespace conf;
+
+void econf_plugin_run(void) {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || plugin->plugin_ctxt == nullptr || !plugin->plugin_ctxt->bit_activate) {
+        (void)plugin_failure("Plugin context is not ready or not be activated.");
+        return;
+    }
+    const u32_t lost = lost_entries();
+    bool_t ready = 0;
+    while (lost == lost_entries() && _recv_message(plugin, &ready) == 0 && ready)
+        serve_frame(plugin);
+}
