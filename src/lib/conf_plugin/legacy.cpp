@@ -2,6 +2,7 @@
 #include "conf_api.h"
 #include "conf_plugin.h"
 #include "conf_plugin/log.h"
+#include "conf_plugin/registry.h"
 #include "conf_plugin/transport.h"
 #include "support/xml.h"
 
@@ -65,9 +66,11 @@ void serve_what_has_arrived(const conf_plugin_context_t* ctxt) noexcept {
         econf_plugin_run();
 }
 
-// Serves requests until the connection ends.
-void serve_events(int epoll) noexcept {
-    for (;;) {
+// Serves requests until the connection ends, or a callback ends the plugin: the set is empty then.
+void serve_events(const conf_plugin_context_t* ctxt, int epoll) noexcept {
+    const u32_t lost = lost_entries();
+    serve_what_has_arrived(ctxt);
+    while (lost == lost_entries()) {
         epoll_event event;
         const int count = epoll_wait(epoll, &event, 1, -1);
         if (count < 0 && errno == EINTR)
@@ -119,8 +122,7 @@ int conf_run(conf_context_t* /*ctxt*/, int with_block) {
         watch_socket(conf_plg_get_hconf(nullptr), EPOLLIN | EPOLLRDHUP | EPOLLET);
     if (!epoll)
         return -1;
-    serve_what_has_arrived(plugin->plugin_ctxt);
-    serve_events(epoll.get());
+    serve_events(plugin->plugin_ctxt, epoll.get());
     return 0;
 }
 
