@@ -19,16 +19,16 @@ constexpr const char* plugin_log_file = "/var/log/conf_plugin.log";
 std::mutex syslog_mutex;
 std::vector<std::string> syslog_lines;
 
-std::string text_of(const char* format, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string text_of(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     std::string result(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
     va_end(again);
-    std::vsnprintf(result.data(), result.size() + 1, format, arguments);
+    (void)std::vsnprintf(result.data(), result.size() + 1, format, arguments);
     return result;
 }
 
-void capture(int priority, const char* format, va_list arguments) {
+[[gnu::format(printf, 2, 0)]] void capture(int priority, const char* format, va_list arguments) {
     const int saved = errno;
     std::string line = "<" + std::to_string(priority) + ">" + text_of(format, arguments);
     const std::lock_guard lock(syslog_mutex);
@@ -54,10 +54,11 @@ std::vector<std::string> open_descriptors() {
 // The program's own definitions come before those of the C library, for the static and the shared
 // library alike. <syslog.h> would bring inline forms of the same names.
 extern "C" {
-void syslog(int priority, const char* format, ...);
-void vsyslog(int priority, const char* format, va_list arguments);
-void __syslog_chk(int priority, int flag, const char* format, ...);
-void __vsyslog_chk(int priority, int flag, const char* format, va_list arguments);
+[[gnu::format(printf, 2, 3)]] void syslog(int priority, const char* format, ...);
+[[gnu::format(printf, 2, 0)]] void vsyslog(int priority, const char* format, va_list arguments);
+[[gnu::format(printf, 3, 4)]] void __syslog_chk(int priority, int flag, const char* format, ...);
+[[gnu::format(printf, 3, 0)]] void __vsyslog_chk(int priority, int flag, const char* format,
+                                                 va_list arguments);
 
 void syslog(int priority, const char* format, ...) {
     va_list arguments;
@@ -93,7 +94,7 @@ std::vector<std::string> plugin_log() {
     std::string rest(std::istreambuf_iterator<char>(file), {});
     std::filesystem::remove(plugin_log_file);
     std::vector<std::string> lines;
-    for (std::size_t end; (end = rest.find("\r\n")) != std::string::npos; rest.erase(0, end + 2)) {
+    for (std::size_t end = 0; (end = rest.find("\r\n")) != rest.npos; rest.erase(0, end + 2)) {
         const std::string line = rest.substr(0, end);
         std::smatch match;
         EXPECT_TRUE(std::regex_match(line, match, form)) << "plugin log: " << line;

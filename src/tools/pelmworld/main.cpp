@@ -16,20 +16,20 @@ constexpr int cannot_start = 126;
 
 int main(int argc, char** argv) {
     if (argc < 3 || std::strcmp(argv[1], "--") != 0) {
-        std::fputs("usage: pelmworld -- COMMAND [ARGUMENT...]\n"
-                   "Runs COMMAND as root of a private world with an empty /mnt, /var/tmp and "
-                   "/var/log\nand System V IPC of its own.\n",
-                   stderr);
+        (void)std::fputs("usage: pelmworld -- COMMAND [ARGUMENT...]\n"
+                         "Runs COMMAND as root of a private world with an empty /mnt, /var/tmp and "
+                         "/var/log\nand System V IPC of its own.\n",
+                         stderr);
         return usage_error;
     }
     if (const std::string problem = pelm::enter_private_world(); !problem.empty()) {
-        std::fprintf(stderr, "pelmworld: %s\n", problem.c_str());
+        (void)std::fprintf(stderr, "pelmworld: %s\n", problem.c_str());
         return cannot_start;
     }
     char** const command = argv + 2;
     execvp(command[0], command);
-    std::fprintf(stderr,
-                 "pelmworld: cannot run %s: %s (/mnt, /var/tmp and /var/log are empty in here)\n",
-                 command[0], std::strerror(errno));
+    (void)std::fprintf(
+        stderr, "pelmworld: cannot run %s: %s (/mnt, /var/tmp and /var/log are empty in here)\n",
+        command[0], std::strerror(errno));
     return cannot_start;
 }
