@@ -41,7 +41,8 @@ void delete_long_log() noexcept {
 }
 
 // The stream buffers the line whole, so that it reaches the file in one write.
-void write_line(int level, const char* format, va_list arguments) noexcept {
+[[gnu::format(printf, 2, 0)]] void write_line(int level, const char* format,
+                                              va_list arguments) noexcept {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     (void)localtime_r(&now, &local);
@@ -60,7 +61,8 @@ void write_line(int level, const char* format, va_list arguments) noexcept {
 }
 
 // The gate comes before all else: a line that nobody wants costs two comparisons.
-void log_line(int level, const char* format, va_list arguments) noexcept {
+[[gnu::format(printf, 2, 0)]] void log_line(int level, const char* format,
+                                            va_list arguments) noexcept {
     if (!is_admitted(level))
         return;
     const int saved = errno; // the caller may still report why it gave up
