@@ -3,7 +3,7 @@
 add_library(pelm_flags INTERFACE)
 target_compile_options(pelm_flags INTERFACE
   -Wall -Wextra -Wpedantic
-  -Wcast-align -Wconversion -Wformat=2 -Wmissing-declarations -Wnull-dereference
+  -Wcast-align -Wconversion -Wformat=2 -Wmissing-declarations
   -Wpointer-arith -Wshadow -Wundef -Wvla -Wwrite-strings
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
   $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi -Wnon-virtual-dtor -Woverloaded-virtual
