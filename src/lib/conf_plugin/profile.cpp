@@ -1,3 +1,4 @@
+#include "support/profile.h"
 #include "conf_plugin.h"
 #include "conf_plugin/log.h"
 #include "support/bounded.h"
@@ -19,8 +20,6 @@ char g_conf_notifier_socket[256] = "/var/tmp/pelmd.notifier.socket";
 
 namespace conf {
 namespace {
-
-constexpr char profile_path[] = "/mnt/squash/local/etc/pelmd/pelmd.conf";
 
 struct socket_path {
     char (&global)[256];

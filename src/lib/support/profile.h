@@ -1,0 +1,9 @@
+// Where the daemon's profile lies.
+#pragma once
+
+namespace conf {
+
+// Read for the directory of the sockets; its inode also keys the shared memory.
+constexpr char profile_path[] = "/mnt/squash/local/etc/pelmd/pelmd.conf";
+
+} // namespace conf
