@@ -16,8 +16,7 @@ frame_fault append_frame(conf_buffer_t** out, xmlNode* root, u16_t seq) noexcept
     unique_xml_buffer body{xmlBufferCreate()};
     if (!body)
         return frame_fault::no_xml_buffer;
-    // Without memory for the text the dump reports success with nothing written.
-    if (xmlNodeDump(body.get(), nullptr, root, 0, 0) <= 0)
+    if (dump_node(body.get(), root) <= 0)
         return frame_fault::not_dumped;
     const int body_bytes = xmlBufferLength(body.get());
     const int start = conf_buffer_length(*out);

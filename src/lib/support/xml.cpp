@@ -3,6 +3,7 @@
 #include "support/bounded.h"
 
 #include <cstring>
+#include <libxml/xmlerror.h>
 
 namespace conf {
 
@@ -42,6 +43,15 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text) noexcept 
     const xmlNode* content = child->children;
     const bool complete = text == nullptr || (content != nullptr && content->content != nullptr);
     return complete ? child : nullptr;
+}
+
+int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept {
+    const int bytes = xmlNodeDump(buffer, nullptr, node, 0, 0);
+    // When memory runs out on the way, libxml2 frees the text and leaves the buffer pointing at it.
+    const xmlError* last = xmlGetLastError();
+    if (bytes == 0 && last != nullptr && last->code == XML_ERR_NO_MEMORY)
+        buffer->content = nullptr;
+    return bytes;
 }
 
 } // namespace conf

@@ -96,4 +96,8 @@ template <class Handle> bool attach_list(xmlNode* parent, Handle& first) noexcep
     return true;
 }
 
+// Writes a node into a fresh buffer, with nothing before, between and behind its text.
+// @return the bytes written; -1 or 0 without memory, and in the latter case the buffer has no content
+int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept;
+
 } // namespace conf
