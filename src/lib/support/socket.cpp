@@ -36,6 +36,12 @@ bool connect_path(int sock, const char* path) noexcept {
     return connect(sock, generic(address), sizeof address) == 0;
 }
 
+ssize_t send_to_path(int sock, const char* path, const void* bytes, std::size_t count,
+                     int flags) noexcept {
+    const sockaddr_un address = unix_address(path);
+    return sendto(sock, bytes, count, flags, generic(address), sizeof address);
+}
+
 void remove_path(const char* path) noexcept {
     (void)unlink(unix_address(path).sun_path); // it may be gone already
 }

@@ -1,6 +1,8 @@
 // UNIX-domain sockets at a path.
 #pragma once
 
+#include <cstddef>
+#include <sys/types.h>
 #include <sys/un.h>
 
 namespace conf {
@@ -17,6 +19,10 @@ bool bind_path(int sock, const char* path) noexcept;
 
 // @return false with errno set
 bool connect_path(int sock, const char* path) noexcept;
+
+// As sendto() with an unconnected datagram socket.
+ssize_t send_to_path(int sock, const char* path, const void* bytes, std::size_t count,
+                     int flags) noexcept;
 
 // Removes the file that bind_path() made, if it is there.
 void remove_path(const char* path) noexcept;
