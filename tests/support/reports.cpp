@@ -88,6 +88,12 @@ std::vector<std::string> captured_syslog() {
     return std::exchange(syslog_lines, {});
 }
 
+void expect_errors(std::vector<std::string> texts, int line) {
+    for (std::string& words : texts)
+        words.insert(0, "<11>[ERROR] ").append("\n");
+    EXPECT_EQ(captured_syslog(), texts) << "by line " << line;
+}
+
 std::vector<std::string> plugin_log() {
     static const std::regex form(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\[(\w+)\]( - [^]*))");
     std::ifstream file(plugin_log_file, std::ios::binary);

@@ -7,6 +7,10 @@
 // What went to syslog since the last call, each as "<priority>text": "<11>[ERROR] No room.\n".
 std::vector<std::string> captured_syslog();
 
+// Fails the test unless just these errors went to syslog since the last call, each given without
+// its "<11>[ERROR] " and its line ending: "No room.".
+void expect_errors(std::vector<std::string> texts, int line = __builtin_LINE());
+
 // The lines of the plugin log since the last call, without time stamp and line ending: "ERROR - No
 // room.". Fails the test when a line has another form. The file is gone afterwards.
 std::vector<std::string> plugin_log();
