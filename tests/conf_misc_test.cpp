@@ -1,0 +1,93 @@
+#include "conf_misc.h"
+
+#include "support/faults.h"
+#include "support/peer.h"
+#include "support/reports.h"
+
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <sys/epoll.h>
+
+TEST(Descriptor, StopsBlockingAndKeepsItsOtherFlags) {
+    const conf::unique_fd fd{open("/var/tmp/flags", O_RDWR | O_CREAT | O_APPEND, 0600)};
+    EXPECT_EQ(conf_non_block_fd(fd.get()), 0);
+    EXPECT_EQ(fcntl(fd.get(), F_GETFL) & (O_APPEND | O_NONBLOCK), O_APPEND | O_NONBLOCK);
+    EXPECT_EQ(conf_non_block_fd(-1), -1);
+    const fault cannot_set(call::fcntl, EPERM, 1);
+    EXPECT_EQ(conf_non_block_fd(fd.get()), -1);
+    expect_errors({"Get options of fd(-1) failed(Bad file descriptor).",
+                   text("Set options of fd(%d) failed(Operation not permitted).", fd.get())});
+}
+
+TEST(Events, AreEdgeTriggeredAndCarryTheirIdentity) {
+    const auto ends = make_socket_pair();
+    const conf::unique_fd set{epoll_create1(EPOLL_CLOEXEC)};
+    const int fd = ends.ours.get();
+    EXPECT_EQ(conf_event_reset(set.get(), fd, 3, -7), -1);
+    constexpr std::tuple<int, int, unsigned int, unsigned long long> cases[] = {
+        {0, 5, 0x80002000, 5},
+        {1, 0, 0x80002001, 0},
+        {2, INT_MAX, 0x80002004, INT_MAX},
+        {3, -1, 0x80002005, 0xFFFFFFFF},
+        {~3, 1, 0x80002000, 1}};
+    for (const auto& [event, para, events, data] : cases) {
+        EXPECT_EQ((para == 5 ? conf_event_add : conf_event_reset)(set.get(), fd, event, para), 0);
+        const auto kept = text("events: %8x data: %16llx ", events | EPOLLERR | EPOLLHUP, data);
+        std::ifstream file(text("/proc/self/fdinfo/%d", set.get()));
+        const std::string info(std::istreambuf_iterator<char>(file), {});
+        EXPECT_NE(info.find(kept), info.npos) << kept << "\n" << info;
+    }
+    EXPECT_EQ(conf_event_add(set.get(), fd, 1, 2), -1);
+    expect_errors(
+        {text("Reset event(fd=%d, event=3, para=-7) failed(No such file or directory).", fd),
+         text("Add event(fd=%d, event=1, para=2) failed(File exists).", fd)});
+}
+
+TEST(Strip, TakesWhiteSpaceOffBothEnds) {
+    constexpr const char* cases[][2] = {
+        {nullptr, nullptr},    {"", nullptr}, {" \t\r\n\v\f", nullptr},
+        {"  ab c \t", "ab c"}, {"x", "x"},    {"\xA0 y\xFF", "\xA0 y\xFF"}};
+    for (const auto& [given, expected] : cases)
+        EXPECT_STREQ(conf::unique_string(conf_strip(given)).get(), expected);
+    const fault no_room(call::malloc, ENOMEM);
+    EXPECT_EQ(conf_strip("x"), nullptr);
+    expect_errors({});
+}
+
+TEST(Clock, CountsMicrosecondsOfTheEpoch) {
+    using namespace std::chrono;
+    const auto before = system_clock::now().time_since_epoch() / 1us;
+    const long long clock = conf_get_unix_time();
+    EXPECT_TRUE(before <= clock && clock <= system_clock::now().time_since_epoch() / 1us);
+}
+
+TEST(NodeContent, IsTheFirstChildWhenThatIsAText) {
+    const std::string document =
+        "<r a='v'><t>abc<x/></t><n/><c><!--c-->abc</c><d><![CDATA[abc]]></d><e><x/>abc</e></r>";
+    xmlDoc* doc = xmlReadDoc(BAD_CAST document.c_str(), nullptr, nullptr, 0);
+    xmlNode* node = xmlDocGetRootElement(doc);
+    EXPECT_STREQ(conf_get_node_content(reinterpret_cast<xmlNode*>(node->properties)), "v");
+    node = node->children;
+    EXPECT_EQ(conf_get_node_content(node), reinterpret_cast<char*>(node->children->content));
+    EXPECT_EQ(conf_get_node_content(node->children), nullptr); // not of the text itself
+    while ((node = node->next) != nullptr)
+        EXPECT_EQ(conf_get_node_content(node), nullptr) << node->name;
+    EXPECT_EQ(conf_get_node_content(nullptr), nullptr);
+    xmlFreeDoc(doc);
+}
+
+TEST(Itoa, WritesWhatFits) {
+    constexpr std::tuple<long, unsigned int, const char*> cases[] = {
+        {-42, 64, "-42"}, {0, 2, "0"}, {65535, 4, "655"}, {7, 1, ""}, {7, 0, "####"}};
+    for (const auto& [number, size, expected] : cases) {
+        char area[64] = "####";
+        EXPECT_EQ(conf_itoa(number, area, size), area);
+        EXPECT_STREQ(area, expected);
+    }
+    EXPECT_EQ(conf_itoa(1, nullptr, 32), nullptr);
+}
