@@ -5,8 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <grp.h>
 #include <libxml/xmlmemory.h>
 #include <pthread.h>
+#include <pwd.h>
 #include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/sem.h>
@@ -79,6 +81,8 @@ WRAP(epoll_wait, int, -1, (int epoll, epoll_event* events, int room, int wait_ms
 WRAP(fcntl, int, -1, (int fd, int action, long argument), fd, action, argument)
 WRAP(fopen, FILE*, nullptr, (const char* path, const char* mode), path, mode)
 WRAP(fstat, int, -1, (int fd, struct stat* status), fd, status)
+WRAP(getgrnam, group*, nullptr, (const char* name), name)
+WRAP(getpwuid, passwd*, nullptr, (uid_t uid), uid)
 WRAP(listen, int, -1, (int fd, int backlog), fd, backlog)
 WRAP(malloc, void*, nullptr, (std::size_t size), size)
 WRAP(mmap, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, size, protection, flags, fd, offset)
