@@ -36,8 +36,8 @@ xmlNode* new_element(const char* name) noexcept {
     return node.release();
 }
 
-xmlNode* add_text(xmlNode* parent, const char* name, const char* text) noexcept {
-    xmlNode* child = xmlNewTextChild(parent, nullptr, BAD_CAST name, BAD_CAST text);
+xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns) noexcept {
+    xmlNode* child = xmlNewTextChild(parent, ns, BAD_CAST name, BAD_CAST text);
     if (child == nullptr || child->name == nullptr)
         return nullptr;
     const xmlNode* content = child->children;

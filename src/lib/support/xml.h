@@ -74,10 +74,11 @@ xmlNode* new_element(const char* name) noexcept;
 
 // Adds a child whose text is escaped on output; null text gives an empty element.
 // @return the child, or null without memory; what was made of it then stays below parent
-xmlNode* add_text(xmlNode* parent, const char* name, const char* text) noexcept;
+xmlNode* add_text(xmlNode* parent, const char* name, const char* text,
+                  xmlNs* ns = nullptr) noexcept;
 
-inline xmlNode* add_empty(xmlNode* parent, const char* name) noexcept {
-    return add_text(parent, name, nullptr);
+inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr) noexcept {
+    return add_text(parent, name, nullptr, ns);
 }
 
 // Hangs a child below parent, which owns it from then on.
