@@ -1,0 +1,36 @@
+// One line of a script or of the prompt, taken apart word by word.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace pelmsim {
+
+class line_reader {
+public:
+    explicit line_reader(std::string line);
+
+    bool at_end() const { return at_ == line_.size(); }
+
+    // The next word: up to a blank that stands neither in quotes nor in the brackets of a path. A
+    // word in quotes loses them. Throws problem when there is none.
+    std::string word(const char* what);
+    std::string word_or(const char* otherwise) { return at_end() ? otherwise : word(""); }
+
+    // A number if one comes next.
+    int number_or(int otherwise);
+
+    // All that is left, as it stands; quotes around the whole are taken off.
+    std::string rest();
+
+    // Throws problem when anything is left.
+    void finish() const;
+
+private:
+    void skip_blanks();
+
+    std::string line_;
+    std::size_t at_ = 0;
+};
+
+} // namespace pelmsim

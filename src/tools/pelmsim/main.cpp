@@ -1,0 +1,193 @@
+// pelmsim: plays the daemon for the authors of plugins and agents.
+#include "desk.h"
+#include "problem.h"
+#include "prompt.h"
+#include "survey.h"
+#include "world.h"
+
+#include <CLI/CLI.hpp>
+#include <conf_plugin.h>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <sys/signalfd.h>
+
+namespace {
+
+using namespace pelmsim;
+
+constexpr int expectation_failed = 1;
+constexpr int cannot_run = 2;
+
+struct options {
+    std::string config;
+    std::string deployment;
+    std::string script;
+    std::string working_directory;
+    bool trace = false;
+    int timeout_ms = 10000;
+    std::vector<std::string> plugin;
+};
+
+// Files are read before the private world hides some of them.
+struct inputs {
+    tree configuration;
+    std::string script;
+};
+
+inputs read_inputs(options& given, bool pipe_is_script) {
+    inputs read;
+    if (!given.config.empty())
+        read.configuration = tree::from_xml(read_file(given.config));
+    if (given.script.empty() && pipe_is_script && isatty(STDIN_FILENO) == 0)
+        given.script = "-";
+    if (given.script == "-")
+        given.script = "/dev/stdin";
+    if (!given.script.empty())
+        read.script = read_file(given.script);
+    return read;
+}
+
+void write_profile(const std::string& directory) {
+    std::string escaped;
+    for (const char c : directory)
+        escaped += (c == '"' || c == '\\' ? R"(\)" : "") + std::string(1, c);
+    std::filesystem::create_directories(directory);
+    std::ofstream file(profile_path);
+    file << R"({ "working-dir": ")" << escaped << R"(" })"
+         << "\n"
+         << std::flush;
+    if (!file)
+        throw problem(std::string("cannot write ") + profile_path);
+}
+
+// Turns the signals that end the program, and those of children, into events.
+class signal_events {
+public:
+    signal_events(event_loop& loop, process_table& processes) {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int each : {SIGINT, SIGTERM, SIGHUP, SIGCHLD})
+            sigaddset(&signals, each);
+        sigprocmask(SIG_BLOCK, &signals, nullptr);
+        fd_ = unique_fd(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+        loop.watch(fd_.get(), POLLIN, [this, &loop, &processes](short) {
+            signalfd_siginfo signal{};
+            while (read(fd_.get(), &signal, sizeof signal) == sizeof signal)
+                if (signal.ssi_signo == SIGCHLD)
+                    processes.reap();
+                else
+                    loop.stop();
+        });
+    }
+
+private:
+    unique_fd fd_;
+};
+
+void run_prompt(event_loop& loop, console& out, desk& commands) {
+    prompt lines(loop, out, [&] { return commands.vocabulary(); });
+    while (!commands.has_quit()) {
+        commands.serve_until([&] { return lines.has_line(); });
+        const auto line = lines.next_line();
+        if (!line)
+            return;
+        try {
+            commands.run(*line);
+        } catch (const problem& why) {
+            out.print(why.what(), style::bad);
+        }
+    }
+}
+
+int serve(const options& given, inputs read) {
+    (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
+    event_loop loop;
+    console out;
+    out.trace = given.trace;
+    store trees(given.deployment);
+    trees.keys.learn(read.configuration);
+    trees.current = std::move(read.configuration);
+    bool interrupted = false;
+    process_table processes(loop, out);
+    const signal_events signals(loop, processes);
+    service server(loop, out, trees);
+    server.answer_limit = milliseconds(given.timeout_ms);
+    desk commands(loop, out, trees, server, processes);
+    try {
+        server.open();
+        if (!given.plugin.empty())
+            processes.start(given.plugin);
+        if (!given.script.empty())
+            commands.run_script(given.script, read.script);
+        else if (isatty(STDIN_FILENO) == 1)
+            run_prompt(loop, out, commands);
+        else
+            commands.serve_until([] { return false; });
+    } catch (const stopped&) {
+        interrupted = !given.script.empty();
+        loop.resume();
+    }
+    const bool ended_well = processes.end_all() && !interrupted;
+    return ended_well && commands.failed_expectations() == 0 ? 0 : expectation_failed;
+}
+
+int run(options& given) {
+    inputs read = read_inputs(given, true);
+    if (const std::string why = pelm::enter_private_world(); !why.empty())
+        throw problem(why);
+    if (!given.working_directory.empty())
+        write_profile(given.working_directory);
+    return serve(given, std::move(read));
+}
+
+void add_serving_options(CLI::App& command, options& given) {
+    command.add_option("--config", given.config, "XML file with the configuration");
+    command.add_option("--deployment", given.deployment,
+                       "XML file that keeps the deployment store");
+    command.add_option("--script", given.script, "File with commands; - is the standard input");
+    command.add_option("--timeout", given.timeout_ms, "Milliseconds to wait for answers");
+    command.add_flag("--trace", given.trace, "Show every frame");
+}
+
+int run_command(int argc, char** argv) {
+    options given;
+    CLI::App app("Plays the configuration daemon for the authors of plugins and agents.",
+                 "pelmsim");
+    app.require_subcommand(1);
+    CLI::App& in_private =
+        *app.add_subcommand("run", "Serve one plugin in a private world, without root");
+    add_serving_options(in_private, given);
+    in_private.add_option("--working-dir", given.working_directory,
+                          "Directory of the sockets, to be named in a profile");
+    in_private.add_option("plugin", given.plugin, "The plugin and its arguments, after --");
+    CLI::App& in_public =
+        *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");
+    add_serving_options(in_public, given);
+    const CLI::App& clients = *app.add_subcommand("clients", "Show the table of clients");
+    app.add_subcommand("doctor", "Look for what is wrong on this machine");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : cannot_run;
+    }
+    silence_parser();
+    if (in_private)
+        return run(given);
+    if (in_public)
+        return serve(given, read_inputs(given, false));
+    return clients ? show_clients() : examine_machine();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run_command(argc, argv);
+    } catch (const stopped&) {
+        return expectation_failed;
+    } catch (const std::exception& why) {
+        (void)std::fprintf(stderr, "pelmsim: %s\n", why.what());
+        return cannot_run;
+    }
+}

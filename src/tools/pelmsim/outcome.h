@@ -1,0 +1,39 @@
+// How the last command ended: what expectations look at.
+#pragma once
+
+#include <string>
+
+namespace pelmsim {
+
+enum class verdict { ok, error, no_answer };
+
+struct outcome {
+    verdict result = verdict::ok;
+    int code = 0;      // of an error
+    std::string text;  // of an error; why there was no answer; a remark
+    std::string xml;   // the data that came, in one line
+    std::string shown; // what the command had to show, in lines
+
+    static outcome error(int code, std::string text) {
+        return {verdict::error, code, std::move(text), {}, {}};
+    }
+    static outcome no_answer(std::string why) {
+        return {verdict::no_answer, 0, std::move(why), {}, {}};
+    }
+
+    bool is_ok() const { return result == verdict::ok; }
+
+    // "ok", perhaps with a remark, "error 5 (No such interface.)" or "no answer (time-out)".
+    std::string describe() const {
+        switch (result) {
+        case verdict::ok:
+            return text.empty() ? "ok" : "ok (" + text + ")";
+        case verdict::error:
+            return "error " + std::to_string(code) + " (" + text + ")";
+        default:
+            return "no answer (" + text + ")";
+        }
+    }
+};
+
+} // namespace pelmsim
