@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# exit_status.sh PELMSIM DIRECTORY: what scripts that go wrong say, and the status they end with.
+set -euo pipefail
+cd "$2"
+
+# ends STATUS TEXT COMMAND...: the command ends so and prints a line with that text.
+ends() {
+    local wanted=$1 text=$2 status=0 output
+    shift 2
+    output=$("$@" 2>&1 </dev/null) || status=$?
+    if [[ $status != "$wanted" || $output != *"$text"* ]]; then
+        printf 'expected status %s and "%s", got %s:\n%s\n' "$wanted" "$text" "$status" "$output"
+        exit 1
+    fi
+}
+
+ends 1 'wrong.sim:2: expected active nobody, got nothing within 1 ms' "$1" run --script wrong.sim
+ends 1 'wrong.sim:4: expected error 7 (text), got ok' "$1" run --script wrong.sim
+ends 1 'wrong.sim:7: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
+ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
+    bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'
+ends 2 'cannot run ./none' "$1" run -- ./none
+ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
+ends 2 'cannot read none.xml' "$1" run --config none.xml
+ends 2 'subcommand' "$1"
+ends 0 '' "$1" run --working-dir /var/tmp/elsewhere -- true

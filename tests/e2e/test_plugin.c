@@ -1,0 +1,179 @@
+/*
+ * A plugin that scripts steer: test_plugin NAME PRIORITY [MODE]
+ *
+ * It prints what it is told about, refuses a configuration that holds "refuse NAME", and carries out
+ * what the input of its operation /test/do asks for, one element each.
+ */
+#define _GNU_SOURCE
+
+#include <conf_agent.h>
+#include <conf_api.h>
+#include <conf_debug.h>
+#include <conf_misc.h>
+#include <conf_plugin.h>
+
+#include <poll.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+static int sock;
+static char refusal[64];
+
+static const char* attribute(xmlNode* element, const char* name) {
+    xmlAttr* found = xmlHasProp(element, BAD_CAST name);
+    return found == NULL ? "" : (const char*)found->children->content;
+}
+
+static int is(const xmlNode* element, const char* name) {
+    return strcmp((const char*)element->name, name) == 0;
+}
+
+static int config(int session_id, int oper, int more, int priority, const char* path) {
+    xmlNode* now = NULL;
+    xmlNode* old = NULL;
+    xmlBuffer* texts = xmlBufferCreate();
+    if (econf_plugin_pull(0, path, &now) < 0 || econf_plugin_pull(1, path, &old) < 0)
+        return -1;
+    xmlBufferCat(texts, BAD_CAST "new ");
+    if (now != NULL)
+        xmlNodeDump(texts, NULL, now, 0, 0);
+    int refused = strstr((const char*)xmlBufferContent(texts), refusal) != NULL;
+    xmlBufferCat(texts, BAD_CAST " old ");
+    if (old != NULL)
+        xmlNodeDump(texts, NULL, old, 0, 0);
+    printf("session %d oper %d more %d priority %d %s %s\n", session_id, oper, more, priority, path,
+           (const char*)xmlBufferContent(texts));
+    xmlBufferFree(texts);
+    xmlFreeNodeList(now);
+    xmlFreeNodeList(old);
+    if (refused)
+        econf_plugin_error(5, "refused <as> told");
+    return refused;
+}
+
+static int status(int session_id, const char* path, const char* filter, xmlNode** state) {
+    (void)session_id;
+    *state = xmlNewNode(NULL, BAD_CAST "state");
+    xmlNewTextChild(*state, NULL, BAD_CAST "path", BAD_CAST path);
+    xmlNewTextChild(*state, NULL, BAD_CAST "filter", BAD_CAST filter);
+    return 0;
+}
+
+static int notify(const char* text) {
+    char name[] = "test";
+    char data[64];
+    snprintf(data, sizeof data, "%s", text);
+    return conf_notify_nonblock(name, data);
+}
+
+/* As an agent: opens a session, asks and subscribes, and gives back the answers and a notification. */
+static void be_agent(xmlNode* output) {
+    conf_buffer_t* queue = conf_buffer_create(0);
+    conf_buffer_t* received = conf_buffer_create(0);
+    int agent = conf_agent_init();
+    char bytes[4096];
+    msg_head_t head;
+
+    conf_agent_build_session(&queue, 1);
+    conf_agent_build_capability(&queue, 2);
+    conf_agent_build_notify_rpc(&queue, 3);
+    if (write(agent, conf_buffer_data(queue), (size_t)conf_buffer_length(queue)) < 0)
+        abort();
+    for (int frames = 0; frames < 4;) {
+        ssize_t count = read(agent, bytes, sizeof bytes);
+        if (count <= 0)
+            abort();
+        conf_buffer_append(&received, bytes, (int)count);
+        while (conf_buffer_length(received) >= (int)sizeof head &&
+               (memcpy(&head, conf_buffer_data(received), sizeof head),
+                (int)head.length + (int)sizeof head <= conf_buffer_length(received))) {
+            xmlAddChild(output, plugin_parse_message(&received));
+            if (++frames == 3)
+                notify("<link-up/>");
+        }
+    }
+    conf_agent_exit(agent);
+    conf_buffer_destroy(queue);
+    conf_buffer_destroy(received);
+}
+
+static int write_to_daemon(int as_frame, const char* text) {
+    msg_head_t head = {CONF_MSG_MAGIC, (u32_t)strlen(text), 0, 0};
+    return (as_frame && write(sock, &head, sizeof head) < 0) || write(sock, text, strlen(text)) < 0;
+}
+
+static int do_one(xmlNode* order, xmlNode* output) {
+    const char* text = conf_get_node_content(order);
+    const char* path = attribute(order, "path");
+    xmlNode* found = NULL;
+    int result = 0;
+
+    if (is(order, "pull"))
+        result = econf_plugin_pull(*attribute(order, "old") == '1', text, &found);
+    else if (is(order, "locate"))
+        result = econf_plugin_locate(0, text, &found);
+    else if (is(order, "push"))
+        result = econf_plugin_push(path, order->children);
+    else if (is(order, "deploy"))
+        result =
+            econf_plugin_config_deployment(path, atoi(attribute(order, "oper")), order->children);
+    else if (is(order, "save"))
+        result = econf_plugin_save_deployment();
+    else if (is(order, "copy"))
+        result = econf_plugin_copy_running_to_deployment(atoi(text));
+    else if (is(order, "notify"))
+        result = notify(text);
+    else if (is(order, "agent"))
+        be_agent(output);
+    else if (is(order, "exit"))
+        _exit(atoi(text));
+    else if (is(order, "garbage") || is(order, "frame"))
+        result = write_to_daemon(is(order, "frame"), text);
+    else if (is(order, "hang"))
+        (void)pause();
+    if (found != NULL)
+        xmlAddChildList(output, found);
+    return result;
+}
+
+static int operate(int session_id, xmlNode* input, xmlNode** output) {
+    xmlNode* all = xmlNewNode(NULL, BAD_CAST "all");
+    int result = 0;
+    (void)session_id;
+    for (xmlNode* order = input; order != NULL && result == 0; order = order->next)
+        result = do_one(order, all);
+    *output = all;
+    return result;
+}
+
+static void kick_off(void) { printf("kicked off\n"); }
+
+int main(int argc, char** argv) {
+    int priority = atoi(argv[2]);
+    econf_config_cb_info_t configs[] = {
+        {"/net:a/b", priority, config}, {"/a/c", priority + 1, config}, {NULL, 0, NULL}};
+    econf_status_cb_info_t states[] = {{"/test/state", status}, {NULL, NULL}};
+    char path[] = "/test/do";
+    econf_operate_cb_info_t operations[] = {{path, operate}, {NULL, NULL}};
+    econf_plugin_subpub_info_t info = {configs, states, operations, kick_off};
+    struct pollfd ready = {.events = POLLIN | POLLRDHUP};
+
+    snprintf(refusal, sizeof refusal, "refuse %s", argv[1]);
+    signal(SIGPIPE, SIG_IGN);
+    setvbuf(stdout, NULL, _IOLBF, 0);
+    econf_plugin_config_debug(DBG_ALL, 1);
+    sock = ready.fd = econf_plugin_init(argv[1], &info);
+    if (sock < 0 || econf_plugin_activate(argc > 3 ? atoi(argv[3]) : ACTIVATE_WITH_NONE) < 0) {
+        econf_plugin_close();
+        return 4;
+    }
+    do
+        econf_plugin_run();
+    while (poll(&ready, 1, -1) > 0 && (ready.revents & ~POLLIN) == 0);
+    econf_plugin_deactivate();
+    econf_plugin_close();
+    return 0;
+}
