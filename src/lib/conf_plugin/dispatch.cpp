@@ -155,7 +155,7 @@ public:
 
 private:
     const char* copy_children(xmlNode* result) const noexcept {
-        unique_node_list copies{xmlCopyNodeList(first_->children)};
+        unique_node_list copies{copy_siblings(first_->children)};
         if (!copies)
             return "Copy <data> xml node failed.";
         return attach_list(result, copies) ? nullptr : "Add <data> as children failed.";

@@ -41,10 +41,11 @@ bool holds_a_frame(const conf_buffer_t* buf) noexcept {
 // Short texts of a document are shared with equal texts and names, so the document is scrubbed only
 // once the copy has been made, or has failed.
 xmlNode* parse_body(const char* body, int bytes) noexcept {
+    xmlResetLastError();
     secret_doc doc{xmlReadMemory(body, bytes, nullptr, "utf-8", XML_PARSE_NOBLANKS)};
-    if (!doc)
+    if (!doc || lacked_memory())
         return plugin_failure("Translate rpc message to xml dom tree failed.");
-    xmlNode* copy = xmlCopyNode(xmlDocGetRootElement(doc.get()), 1);
+    xmlNode* copy = copy_tree(xmlDocGetRootElement(doc.get()));
     if (copy == nullptr)
         return plugin_failure("Copy node failed when parse plugin message.");
     return copy;

@@ -73,7 +73,7 @@ int parse_answer(const conf_plugin_data* plugin, xmlNode* reply, xmlNode** resul
 
 // Copies a list of siblings. Null, for an empty list too, is reported but is no failure.
 xmlNode* copy_list(const conf_plugin_data* plugin, xmlNode* first) noexcept {
-    xmlNode* copy = xmlCopyNodeList(first);
+    xmlNode* copy = copy_siblings(first);
     if (copy == nullptr)
         (void)plugin_failure("Plugin %s copy child list failed.", plugin->plugin_ctxt->name);
     return copy;
@@ -149,7 +149,7 @@ xmlNode* build_data_params(const char* path, const char* oper_word, xmlNode* dat
         (oper_word != nullptr && add_text(params.get(), "oper-type", oper_word) == nullptr))
         return nullptr;
     xmlNode* holder = add_empty(params.get(), "data");
-    secret_node_list copy{xmlCopyNodeList(data)};
+    secret_node_list copy{copy_siblings(data)};
     if (holder == nullptr || !copy || !attach_list(holder, copy))
         return nullptr;
     return params.release();

@@ -45,13 +45,29 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns
     return complete ? child : nullptr;
 }
 
+bool lacked_memory() noexcept {
+    const xmlError* last = xmlGetLastError();
+    return last != nullptr && last->code == XML_ERR_NO_MEMORY;
+}
+
 int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept {
     const int bytes = xmlNodeDump(buffer, nullptr, node, 0, 0);
     // When memory runs out on the way, libxml2 frees the text and leaves the buffer pointing at it.
-    const xmlError* last = xmlGetLastError();
-    if (bytes == 0 && last != nullptr && last->code == XML_ERR_NO_MEMORY)
+    if (bytes == 0 && lacked_memory())
         buffer->content = nullptr;
     return bytes;
+}
+
+xmlNode* copy_tree(xmlNode* node) noexcept {
+    xmlResetLastError();
+    secret_node copy{xmlCopyNode(node, 1)};
+    return lacked_memory() ? nullptr : copy.release();
+}
+
+xmlNode* copy_siblings(xmlNode* first) noexcept {
+    xmlResetLastError();
+    secret_node_list copy{xmlCopyNodeList(first)};
+    return lacked_memory() ? nullptr : copy.release();
 }
 
 } // namespace conf

@@ -81,6 +81,15 @@ inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr
     return add_text(parent, name, nullptr, ns);
 }
 
+// Whether libxml2 has lacked memory since xmlResetLastError(). What it returns then may look whole
+// and have pieces missing.
+bool lacked_memory() noexcept;
+
+// Copies of a tree and of a list of siblings.
+// @return null for null, or without memory for all of it
+xmlNode* copy_tree(xmlNode* node) noexcept;
+xmlNode* copy_siblings(xmlNode* first) noexcept;
+
 // Hangs a child below parent, which owns it from then on.
 template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
     if (xmlAddChild(parent, child.get()) == nullptr)
