@@ -47,8 +47,10 @@ static int uptime(char* path, char* filter, xmlNode** status) {
     return 0;
 }
 
-/* One node is handed back, and its children are the answer. */
+/* The children of the one node that is handed back are the answer; it must have some. */
 static int repeat(xmlNode* input, xmlNode** output) {
+    if (input == NULL)
+        return 0;
     *output = xmlNewNode(NULL, BAD_CAST "output");
     xmlAddChildList(*output, xmlCopyNodeList(input));
     return 0;
