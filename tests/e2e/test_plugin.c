@@ -6,7 +6,6 @@
  */
 #define _GNU_SOURCE
 
-#include <conf_agent.h>
 #include <conf_api.h>
 #include <conf_debug.h>
 #include <conf_misc.h>
@@ -62,44 +61,6 @@ static int status(int session_id, const char* path, const char* filter, xmlNode*
     return 0;
 }
 
-static int notify(const char* text) {
-    char name[] = "test";
-    char data[64];
-    snprintf(data, sizeof data, "%s", text);
-    return conf_notify_nonblock(name, data);
-}
-
-/* As an agent: opens a session, asks and subscribes, and gives back the answers and a notification. */
-static void be_agent(xmlNode* output) {
-    conf_buffer_t* queue = conf_buffer_create(0);
-    conf_buffer_t* received = conf_buffer_create(0);
-    int agent = conf_agent_init();
-    char bytes[4096];
-    msg_head_t head;
-
-    conf_agent_build_session(&queue, 1);
-    conf_agent_build_capability(&queue, 2);
-    conf_agent_build_notify_rpc(&queue, 3);
-    if (write(agent, conf_buffer_data(queue), (size_t)conf_buffer_length(queue)) < 0)
-        abort();
-    for (int frames = 0; frames < 4;) {
-        ssize_t count = read(agent, bytes, sizeof bytes);
-        if (count <= 0)
-            abort();
-        conf_buffer_append(&received, bytes, (int)count);
-        while (conf_buffer_length(received) >= (int)sizeof head &&
-               (memcpy(&head, conf_buffer_data(received), sizeof head),
-                (int)head.length + (int)sizeof head <= conf_buffer_length(received))) {
-            xmlAddChild(output, plugin_parse_message(&received));
-            if (++frames == 3)
-                notify("<link-up/>");
-        }
-    }
-    conf_agent_exit(agent);
-    conf_buffer_destroy(queue);
-    conf_buffer_destroy(received);
-}
-
 static int write_to_daemon(int as_frame, const char* text) {
     msg_head_t head = {CONF_MSG_MAGIC, (u32_t)strlen(text), 0, 0};
     return (as_frame && write(sock, &head, sizeof head) < 0) || write(sock, text, strlen(text)) < 0;
@@ -124,10 +85,6 @@ static int do_one(xmlNode* order, xmlNode* output) {
         result = econf_plugin_save_deployment();
     else if (is(order, "copy"))
         result = econf_plugin_copy_running_to_deployment(atoi(text));
-    else if (is(order, "notify"))
-        result = notify(text);
-    else if (is(order, "agent"))
-        be_agent(output);
     else if (is(order, "exit"))
         _exit(atoi(text));
     else if (is(order, "garbage") || is(order, "frame"))

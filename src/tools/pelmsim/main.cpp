@@ -117,7 +117,7 @@ int serve(const options& given, inputs read) {
     try {
         server.open();
         if (!given.plugin.empty())
-            processes.start(given.plugin);
+            processes.start(given.plugin, "plugin");
         if (!given.script.empty())
             commands.run_script(given.script, read.script);
         else if (isatty(STDIN_FILENO) == 1)

@@ -77,7 +77,7 @@ process_table::~process_table() {
             (void)kill(-each.pid, SIGKILL);
 }
 
-void process_table::start(const std::vector<std::string>& words) {
+void process_table::start(const std::vector<std::string>& words, std::string name) {
     fd_pair output = output_channel();
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
@@ -96,7 +96,9 @@ void process_table::start(const std::vector<std::string>& words) {
     }
     (void)setpgid(pid, pid); // the child does so too: whoever comes first
     fcntl(output.ours.get(), F_SETFL, O_NONBLOCK);
-    all_.push_back({pid, words[0].substr(words[0].rfind('/') + 1), std::move(output.ours)});
+    if (name.empty())
+        name = words[0].substr(words[0].rfind('/') + 1);
+    all_.push_back({pid, std::move(name), std::move(output.ours)});
     process& made = all_.back();
     loop_.watch(made.output.get(), POLLIN, [this, &made](short) { read_output(made); });
 }

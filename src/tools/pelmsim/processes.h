@@ -30,8 +30,9 @@ public:
     process_table& operator=(const process_table&) = delete;
     ~process_table(); // kills what still runs
 
-    // Starts a program in a process group of its own. Throws problem when it cannot be run.
-    void start(const std::vector<std::string>& words);
+    // Starts a program in a process group of its own, by default under the name of its file. Throws
+    // problem when it cannot be run.
+    void start(const std::vector<std::string>& words, std::string name = {});
 
     // The last one started under that name, or null.
     process* find(const std::string& name);

@@ -60,7 +60,7 @@ std::string cover(const char* place, const char* options) {
 std::string enter_private_world() {
     if (std::string problem = enter_namespaces(); !problem.empty())
         return problem;
-    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+    if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0)
         return failed("cannot keep mounts private (in a chroot, / must be a mount point)");
     for (const auto& [place, options] :
          {std::pair{"/mnt", "mode=0755"}, {"/var/tmp", "mode=1777"}, {"/var/log", "mode=0755"}})
