@@ -40,16 +40,19 @@ void delete_long_log() noexcept {
     }
 }
 
-// The stream buffers the line whole, so that it reaches the file in one write.
+// The stream has room for the longest line, whatever memory there is, so that each line reaches the
+// file in one write.
 [[gnu::format(printf, 2, 0)]] void write_line(int level, const char* format,
                                               va_list arguments) noexcept {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     (void)localtime_r(&now, &local);
     delete_long_log();
+    char line[2 * text_room];
     unique_file file{std::fopen(log_path, "ae")};
     char text[text_room];
-    if (!file || memset_s(text, sizeof text, 0, sizeof text) < 0 || format == nullptr)
+    if (!file || setvbuf(file.get(), line, _IOFBF, sizeof line) != 0 ||
+        memset_s(text, sizeof text, 0, sizeof text) < 0 || format == nullptr)
         return;
     (void)vsprintf_s(text, sizeof text, format, arguments); // what does not fit leaves it empty
     char stamp[64];
