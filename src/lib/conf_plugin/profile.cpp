@@ -58,13 +58,10 @@ private:
 };
 
 // Shows where the parser stopped, as far as the line of the log has room for it.
-failure parse_failure(std::string_view text) noexcept {
+failure parse_failure(std::string_view rest) noexcept {
     constexpr std::size_t room = 255 - (sizeof "Json parse error()." - 1);
-    const char* rest = cJSON_GetErrorPtr();
-    if (rest == nullptr)
-        rest = text.data();
-    const auto left = static_cast<std::size_t>(text.data() + text.size() - rest);
-    return plugin_failure("Json parse error(%.*s).", static_cast<int>(std::min(left, room)), rest);
+    return plugin_failure("Json parse error(%.*s).", static_cast<int>(std::min(rest.size(), room)),
+                          rest.data());
 }
 
 bool is_working_dir(const cJSON* member) noexcept {
@@ -125,9 +122,10 @@ int conf_load_config(char** workding_dir) {
         return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).",
                               strerror(errno));
     const std::string_view text = mapping.text();
-    const unique_json profile{cJSON_ParseWithLength(text.data(), text.size())};
+    const char* stop = nullptr;
+    const unique_json profile{cJSON_ParseWithLengthOpts(text.data(), text.size(), &stop, 0)};
     if (!profile)
-        return parse_failure(text);
+        return parse_failure({stop, static_cast<std::size_t>(text.end() - stop)});
     const char* directory;
     if (find_working_dir(profile.get(), &directory) < 0)
         return -1;
