@@ -1,8 +1,8 @@
 // The dispatch loop: each request is parsed, handled, answered and freed before the next is looked at.
 //
-// A callback is foreign code and may end its own plugin, or end it and register anew. After each one
-// the count of lost entries tells whether the context is still there; when it is not, nothing of it
-// is touched, the request gets no answer, and the loop ends.
+// A callback is foreign code: it may end its own plugin, even register anew, or return in a child that
+// it made. After each one the life of the plugin tells whether the context is still the one being
+// served; when it is not, nothing of it is touched, the request gets no answer, and the loop ends.
 #include "conf_api.h"
 #include "conf_misc.h"
 #include "conf_plugin/log.h"
@@ -120,9 +120,9 @@ void _publish_config_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNo
                         shown(change.path.get()), change.oper, change.priority);
         _plugin_set_error(plugin, -1, "Cann't find the callback function.");
     } else {
-        const u32_t lost = lost_entries();
+        const life serving = this_life();
         const int result = run_config_callback(ctxt->version, callback, sid, change);
-        if (lost != lost_entries())
+        if (serving != this_life())
             return;
         if (result == 0)
             ctxt->err_code = 0;
@@ -132,45 +132,22 @@ void _publish_config_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNo
     send_publish_reply(plugin, msgid);
 }
 
-// What an operation handed back: a list of nodes, or one node in the older API.
-class operation_output {
-public:
-    explicit operation_output(int version) noexcept : version_(version) {}
-    operation_output(const operation_output&) = delete;
-    operation_output& operator=(const operation_output&) = delete;
-    ~operation_output() {
-        if (version_ == legacy_version)
-            xmlFreeNode(first_);
-        else
-            xmlFreeNodeList(first_);
-    }
-    xmlNode** out() noexcept { return &first_; }
+// The older API hands back one node, whose children are the answer.
+const char* copy_output(xmlNode* result, const xmlNode* output) noexcept {
+    unique_node_list copies{copy_siblings(output->children)};
+    if (!copies)
+        return "Copy <data> xml node failed.";
+    return attach_list(result, copies) ? nullptr : "Add <data> as children failed.";
+}
 
-    // Moves the output into "result". @return null, or what went wrong
-    const char* move_to(xmlNode* result) noexcept {
-        if (first_ == nullptr)
-            return add_empty(result, "ok") != nullptr ? nullptr : "New <ok> xml node failed.";
-        return version_ == legacy_version ? copy_children(result) : move_list(result);
-    }
-
-private:
-    const char* copy_children(xmlNode* result) const noexcept {
-        unique_node_list copies{copy_siblings(first_->children)};
-        if (!copies)
-            return "Copy <data> xml node failed.";
-        return attach_list(result, copies) ? nullptr : "Add <data> as children failed.";
-    }
-
-    const char* move_list(xmlNode* result) noexcept {
-        if (xmlAddChildList(result, first_) == nullptr)
-            return "add <output> xml node failed.";
-        first_ = nullptr;
-        return nullptr;
-    }
-
-    const int version_;
-    xmlNode* first_ = nullptr;
-};
+// Fills "result" with what an operation handed back. @return null, or what went wrong
+const char* fill_output(xmlNode* result, int version, unique_node_list& output) noexcept {
+    if (!output)
+        return add_empty(result, "ok") != nullptr ? nullptr : "New <ok> xml node failed.";
+    if (version == legacy_version)
+        return copy_output(result, output.get());
+    return attach_list(result, output) ? nullptr : "add <output> xml node failed.";
+}
 
 int _publish_operate_proc_func(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
                                xmlNode** output) noexcept {
@@ -184,21 +161,22 @@ int _publish_operate_proc_func(conf_plugin_data* plugin, int sid, u32_t cb_idx, 
         _plugin_set_error(plugin, -1, "Cann't find the callback function.");
         return -1;
     }
-    const u32_t lost = lost_entries();
+    const life serving = this_life();
     const int result =
         ctxt->version == legacy_version
             ? callback_cast<conf_operate_cb_t>(callback)(info->children, output)
             : callback_cast<econf_operate_cb_t>(callback)(sid, info->children, output);
-    if (result != 0 && lost == lost_entries())
+    if (result != 0 && serving == this_life())
         record_result(plugin, result);
     return result;
 }
 
 // @return false, with the error recorded, when there is no success to be sent
-bool send_operation_result(conf_plugin_data* plugin, operation_output& output,
+bool send_operation_result(conf_plugin_data* plugin, unique_node_list& output,
                            u32_t msgid) noexcept {
     unique_node result{new_element("result")};
-    const char* fault = result ? output.move_to(result.get()) : "New <result> xml node failed.";
+    const char* fault = result ? fill_output(result.get(), plugin->plugin_ctxt->version, output)
+                               : "New <result> xml node failed.";
     if (fault == nullptr)
         return send_result(plugin, result, msgid);
     _plugin_set_error(plugin, -1, "%s", fault);
@@ -207,10 +185,10 @@ bool send_operation_result(conf_plugin_data* plugin, operation_output& output,
 
 void _publish_operate_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
                            u32_t msgid) noexcept {
-    operation_output output{plugin->plugin_ctxt->version};
-    const u32_t lost = lost_entries();
+    unique_node_list output;
+    const life serving = this_life();
     const int result = _publish_operate_proc_func(plugin, sid, cb_idx, info, output.out());
-    if (lost != lost_entries())
+    if (serving != this_life())
         return;
     if (result == 0 && send_operation_result(plugin, output, msgid))
         return;
@@ -234,13 +212,15 @@ void _method_publish_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid
         else if (is_named(child, "callback") && text != nullptr)
             cb_idx = index_of(text);
     }
-    if (info != nullptr && type != nullptr && std::strcmp(type, "config") == 0)
+    if (info == nullptr || type == nullptr) {
+        _plugin_set_error(plugin, -1, "Error publish rpc message.");
+        return send_publish_reply(plugin, msgid);
+    }
+    if (std::strcmp(type, "config") == 0)
         return _publish_config_proc(plugin, sid, cb_idx, info, msgid);
-    if (info != nullptr && type != nullptr && std::strcmp(type, "operate") == 0)
+    if (std::strcmp(type, "operate") == 0)
         return _publish_operate_proc(plugin, sid, cb_idx, info, msgid);
-    const bool complete = info != nullptr && type != nullptr;
-    _plugin_set_error(plugin, -1, "%s",
-                      complete ? "Unknown publish type." : "Error publish rpc message.");
+    _plugin_set_error(plugin, -1, "Unknown publish type.");
     send_publish_reply(plugin, msgid);
 }
 
@@ -271,31 +251,31 @@ int _method_subscribe_parse_args(conf_plugin_data* plugin, xmlNode* params, char
         _plugin_set_error(plugin, -1, "Cann't find the callback function.");
         return -1;
     }
-    const u32_t lost = lost_entries();
+    const life serving = this_life();
     const int result =
         ctxt->version == legacy_version
             ? callback_cast<conf_status_cb_t>(callback)(*opath, filter, status)
             : callback_cast<econf_status_cb_t>(callback)(sid, *opath, filter, status);
-    if (result != 0 && lost == lost_entries())
+    if (result != 0 && serving == this_life())
         record_result(plugin, result);
     return result;
 }
 
 // Builds "path" (not in the older API) and "data" below "result". @return null, or what went wrong
 const char* fill_status(xmlNode* result, int version, const char* path,
-                        unique_node& status) noexcept {
+                        unique_node_list& status) noexcept {
     if (version != legacy_version && add_text(result, "path", path) == nullptr)
         return "New <path> xml node failed.";
     xmlNode* data = add_empty(result, "data");
     if (data == nullptr)
         return "New <data> xml node failed.";
-    if (status && !attach(data, status))
+    if (status && !attach_list(data, status))
         return "Add status as a child failed.";
     return nullptr;
 }
 
 // @return false, with the error recorded, when there is no success to be sent
-bool send_status_result(conf_plugin_data* plugin, const char* path, unique_node& status,
+bool send_status_result(conf_plugin_data* plugin, const char* path, unique_node_list& status,
                         u32_t msgid) noexcept {
     unique_node result{new_element("result")};
     const char* fault = result
@@ -309,10 +289,10 @@ bool send_status_result(conf_plugin_data* plugin, const char* path, unique_node&
 
 void _method_subscribe_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {
     char* path = nullptr;
-    unique_node status;
-    const u32_t lost = lost_entries();
+    unique_node_list status;
+    const life serving = this_life();
     const int result = _method_subscribe_parse_args(plugin, params, &path, status.out());
-    if (lost != lost_entries())
+    if (serving != this_life())
         return;
     if (result == 0 && send_status_result(plugin, path, status, msgid))
         return;
@@ -323,9 +303,9 @@ void _method_kickoff_proc(conf_plugin_data* plugin, xmlNode* /*params*/, u32_t m
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Plugin %s kickoff now.", ctxt->name);
     if (const econf_subpub_cb_t callback = find_callback(ctxt, 0, slot_kind::kick_off)) {
-        const u32_t lost = lost_entries();
+        const life serving = this_life();
         callback_cast<void (*)()>(callback)();
-        if (lost != lost_entries())
+        if (serving != this_life())
             return;
     }
     ctxt->err_code = 0;
@@ -390,8 +370,8 @@ void econf_plugin_run(void) {
         (void)plugin_failure("Plugin context is not ready or not be activated.");
         return;
     }
-    const u32_t lost = lost_entries();
+    const life serving = this_life();
     bool_t ready = 0;
-    while (lost == lost_entries() && _recv_message(plugin, &ready) == 0 && ready)
+    while (serving == this_life() && _recv_message(plugin, &ready) == 0 && ready)
         serve_frame(plugin);
 }

@@ -68,9 +68,9 @@ void serve_what_has_arrived(const conf_plugin_context_t* ctxt) noexcept {
 
 // Serves requests until the connection ends, or a callback ends the plugin: the set is empty then.
 void serve_events(const conf_plugin_context_t* ctxt, int epoll) noexcept {
-    const u32_t lost = lost_entries();
+    const life serving = this_life();
     serve_what_has_arrived(ctxt);
-    while (lost == lost_entries()) {
+    while (serving == this_life()) {
         epoll_event event;
         const int count = epoll_wait(epoll, &event, 1, -1);
         if (count < 0 && errno == EINTR)

@@ -61,7 +61,7 @@ slot_kind kind_of(u32_t index) noexcept {
 
 } // namespace
 
-u32_t lost_entries() noexcept { return process.lost_entries; }
+life this_life() noexcept { return {getpid(), process.lost_entries}; }
 
 void record_slots(u32_t configs, u32_t statuses) noexcept {
     process.config_end = 1 + configs;
@@ -86,7 +86,6 @@ void _free_plugin_context() noexcept {
     error_text_traits::close(ctxt->err_msg);
     std::free(ctxt);
     plugin->plugin_ctxt = nullptr;
-    record_slots(0, 0);
     del_plugin_from_hash();
 }
 

@@ -5,6 +5,7 @@
 #include "support/handle.h"
 
 #include <cstdlib>
+#include <sys/types.h>
 
 namespace conf {
 
@@ -29,9 +30,14 @@ using error_text = unique_handle<error_text_traits>;
 // afterwards. Does nothing without a context.
 void _free_plugin_context() noexcept;
 
-// Counts the entries that this process has lost. Whoever runs a plugin's own code compares it, to
-// know whether the entry and the context are still there.
-u32_t lost_entries() noexcept;
+// Tells one life of a plugin from the next: another process, or an entry lost since. Whoever runs a
+// plugin's own code compares it, to know whether the entry and the context are still its own.
+struct life {
+    pid_t process;
+    u32_t lost_entries;
+    bool operator==(const life&) const = default;
+};
+life this_life() noexcept;
 
 // The kind of a callback follows from its slot: configuration first, then status, then operations.
 // It is kept beside the context, whose layout is fixed.

@@ -98,9 +98,12 @@ template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
     return true;
 }
 
-// Hangs a list of siblings below parent, which owns them from then on.
+// Hangs a list of siblings below parent, which owns them from then on. What was parsed shares its
+// texts with its document, so a copy takes its place.
 template <class Handle> bool attach_list(xmlNode* parent, Handle& first) noexcept {
-    if (xmlAddChildList(parent, first.get()) == nullptr)
+    if (first.get()->doc != nullptr)
+        first.reset(copy_siblings(first.get()));
+    if (!first || xmlAddChildList(parent, first.get()) == nullptr)
         return false;
     (void)first.release();
     return true;
