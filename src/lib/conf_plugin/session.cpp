@@ -82,11 +82,9 @@ int _init_plugin_context(conf_plugin_data* plugin, const char* name,
 
 // Adds an element whose content is read for entity references, as paths are written with them.
 bool add_value(xmlNode* parent, const char* name, const char* value) noexcept {
-    const xmlNode* child = xmlNewChild(parent, nullptr, BAD_CAST name, BAD_CAST value);
-    if (child == nullptr)
-        return false;
-    // Only a bare ampersand empties a value; otherwise it is memory that was missing.
-    return child->children != nullptr || *value == '\0' || strchr(value, '&') != nullptr;
+    xmlResetLastError();
+    return xmlNewChild(parent, nullptr, BAD_CAST name, BAD_CAST value) != nullptr &&
+           !lacked_memory();
 }
 
 bool add_number(xmlNode* parent, const char* name, long number) noexcept {
@@ -220,17 +218,14 @@ int register_plugin(conf_plugin_data* plugin, const char* name,
 
 void _plugin_set_error(conf_plugin_data* plugin, int err_code, const char* err_msg, ...) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    error_text_traits::close(ctxt->err_msg);
-    ctxt->err_code = err_code;
-    ctxt->err_msg = default_error();
-    if (err_msg == nullptr)
-        return;
     char* text = nullptr;
     va_list arguments;
     va_start(arguments, err_msg);
-    if (vasprintf(&text, err_msg, arguments) >= 0)
-        ctxt->err_msg = text;
+    if (err_msg == nullptr || vasprintf(&text, err_msg, arguments) < 0)
+        text = default_error();
     va_end(arguments);
+    ctxt->err_code = err_code;
+    error_text_traits::close(std::exchange(ctxt->err_msg, text)); // the new text may quote the old
 }
 
 } // namespace conf
