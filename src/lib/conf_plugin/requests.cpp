@@ -108,18 +108,17 @@ int pull(int old_flag, const char* path, xmlNode** out) noexcept {
     return 0;
 }
 
-// The text is escaped before it becomes content, since content is read for entity references.
+// The content of a node is read for entity references, a text of its own is not.
 void unquote_position(xmlNode* node) noexcept {
     const char* text = conf_get_node_content(node);
     if (text == nullptr)
         return;
     const unique_string path{datastore_path_rm_quotes(strdup(text))};
-    if (!path)
+    unique_node content{path ? xmlNewText(BAD_CAST path.get()) : nullptr};
+    if (!content || content.get()->content == nullptr)
         return;
-    xmlChar* escaped = xmlEncodeSpecialChars(nullptr, BAD_CAST path.get());
-    if (escaped != nullptr)
-        xmlNodeSetContent(node, escaped);
-    xmlFree(escaped);
+    xmlNodeSetContent(node, nullptr);
+    (void)attach(node, content);
 }
 
 int locate(int old_flag, const char* path, xmlNode** out) noexcept {
