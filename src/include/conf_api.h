@@ -69,7 +69,8 @@ typedef int (*econf_config_cb_t)(int session_id, int oper, int more, int priorit
  * @param path    valid during the call; may be null
  * @param filter  valid during the call; may be null
  * @param status  receives one new node, the library's from then on whatever is returned; null at
- *                the start, and may stay so
+ *                the start, and may stay so. A node of a parsed document is copied into the answer
+ *                and freed; unlink it from its document
  * @return as econf_config_cb_t
  */
 typedef int (*econf_status_cb_t)(int session_id, const char* path, const char* filter,
@@ -148,6 +149,9 @@ CONF_API void econf_plugin_close(void);
  * Serves every request that has arrived, one after the other, and returns when the socket holds no
  * more; it never waits for input. Suits level- and edge-triggered readiness alike. The end of the
  * connection is not told from an empty socket: watch for the hang-up yourself.
+ *
+ * Call it once after econf_plugin_activate() too, and after a request made outside a callback: what
+ * came behind the daemon's answer waits in the library, where the descriptor does not show it.
  */
 CONF_API void econf_plugin_run(void);
 
@@ -268,7 +272,7 @@ typedef struct _conf_context {
 } conf_context_t;
 
 /** A value: a "data" element, or null. */
-typedef struct _conf_val {
+typedef struct _conf_val_t {
     xmlNode* data;
 } conf_val_t;
 
@@ -320,7 +324,7 @@ CONF_API int conf_plg_get_hconf(conf_context_t* ctxt);
  * Serves requests.
  *
  * @param with_block  0 to serve what has arrived and return; anything else to serve until the
- *                    connection ends
+ *                    connection ends or a callback closes the plugin
  * @return 0; -1 when there is no plugin to wait for or the wait cannot be set up
  */
 CONF_API int conf_run(conf_context_t* ctxt, int with_block);

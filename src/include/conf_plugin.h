@@ -112,7 +112,7 @@ CONF_API xmlNode* plugin_build_reply_message(xmlNode* result, u32_t id);
  * @param buf  handle of a buffer that begins with a complete frame, which is removed in every case;
  *             the mark of the header is not looked at. A buffer without a complete frame is left
  *             alone.
- * @return the body's root element, to be given to xmlFreeNode(); null when it is no XML
+ * @return the body's root element, to be given to xmlFreeNode(); null when it is no XML, or without memory
  */
 CONF_API xmlNode* plugin_parse_message(conf_buffer_t** buf);
 
