@@ -1,5 +1,6 @@
 #include "conf_buffer.h"
 
+#include "buffer_parts.h"
 #include "support/bounded.h"
 #include "support/report.h"
 
@@ -84,11 +85,50 @@ int put(conf_buffer_t** handle, int offset, const void* context, int len) noexce
     return 0;
 }
 
+// A buffer shrinks when it is at most half full. None is smaller than a page less its counters, 4088,
+// so that of one page counts as well.
+bool is_half_empty(const conf_buffer_t* buf) noexcept {
+    return buf->total > 4087 && buf->total >= std::int64_t{buf->used} * 2;
+}
+
 bool can_put(conf_buffer_t** buf, const void* context, int len) noexcept {
     return buf != nullptr && *buf != nullptr && context != nullptr && len >= 0;
 }
 
 } // namespace
+
+namespace conf {
+
+char* _buffer_room(conf_buffer_t* buf, int len) noexcept {
+    return len < buf->total - buf->used ? buf->buf + buf->used : nullptr;
+}
+
+void _buffer_added(conf_buffer_t* buf, int count) noexcept {
+    buf->used += count;
+    buf->buf[buf->used] = '\0';
+}
+
+void _buffer_consume(conf_buffer_t* buf, int len) noexcept {
+    const int left = buf->used - len;
+    (void)memmove_s(buf->buf, bytes(buf->used), buf->buf + len, bytes(left));
+    (void)memset_s(buf->buf + left, bytes(len), 0, bytes(len));
+    buf->used = left;
+    const std::int64_t length = round_up_to_page(bytes_with(left));
+    if (!is_half_empty(buf) || bytes(length) == mapping_bytes(buf))
+        return;
+    if (mremap(buf, mapping_bytes(buf), bytes(length), 0) == MAP_FAILED)
+        return; // the buffer serves as it is
+    set_capacity(buf, length);
+}
+
+void _buffer_cut(conf_buffer_t** buf, int len) noexcept {
+    if (mapping_bytes(*buf) == bytes(page_bytes))
+        return _buffer_consume(*buf, len);
+    conf_buffer_remove(*buf, 0, len);
+    conf_buffer_slim(buf);
+}
+
+} // namespace conf
 
 conf_buffer_t* conf_buffer_create(int size) {
     const std::int64_t length = round_up_to_page(bytes_with(size));
@@ -157,8 +197,7 @@ void conf_buffer_slim(conf_buffer_t** buf) {
         return;
     }
     conf_buffer_t* old = *buf;
-    // No buffer is smaller than a page less its counters, 4088: that of one page moves as well.
-    if (old->total <= 4087 || old->total < std::int64_t{old->used} * 2)
+    if (!is_half_empty(old))
         return;
     conf_buffer_t* slim = conf_buffer_create(old->used);
     if (slim == nullptr)

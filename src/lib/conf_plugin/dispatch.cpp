@@ -6,6 +6,7 @@
 #include "conf_api.h"
 #include "conf_misc.h"
 #include "conf_plugin/log.h"
+#include "conf_plugin/message.h"
 #include "conf_plugin/paths.h"
 #include "conf_plugin/registry.h"
 #include "conf_plugin/session.h"
@@ -345,7 +346,7 @@ void serve(conf_plugin_data* plugin, const char* method, xmlNode* params, u32_t 
 // Paths and filters point into the request, so it is wiped once the answer has been sent.
 void serve_frame(conf_plugin_data* plugin) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const secret_node rpc{plugin_parse_message(&ctxt->recv_buf)};
+    const secret_node rpc{_take_message(ctxt->recv_buf)};
     if (!rpc) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse message failed.", ctxt->name);
         return;

@@ -1,3 +1,6 @@
+#include "conf_plugin/message.h"
+
+#include "buffer_parts.h"
 #include "conf_misc.h"
 #include "conf_plugin.h"
 #include "conf_plugin/log.h"
@@ -75,8 +78,14 @@ xmlNode* plugin_parse_message(conf_buffer_t** buf) {
         return nullptr;
     const int length = static_cast<int>(front_header(*buf).length);
     xmlNode* root = parse_body((*buf)->buf + header_bytes, length);
-    conf_buffer_remove(*buf, 0, header_bytes + length);
-    conf_buffer_slim(buf);
+    _buffer_cut(buf, header_bytes + length);
+    return root;
+}
+
+xmlNode* conf::_take_message(conf_buffer_t* buf) noexcept {
+    const int length = static_cast<int>(front_header(buf).length);
+    xmlNode* root = parse_body(buf->buf + header_bytes, length);
+    _buffer_consume(buf, header_bytes + length);
     return root;
 }
 

@@ -1,7 +1,9 @@
 #include "conf_plugin/transport.h"
 
+#include "buffer_parts.h"
 #include "conf_misc.h"
 #include "conf_plugin/log.h"
+#include "conf_plugin/message.h"
 #include "conf_plugin/registry.h"
 #include "frame.h"
 #include "support/xml.h"
@@ -20,14 +22,11 @@ constexpr int answer_timeout_ms = 30000;
 constexpr int write_timeout_ms = 15000;
 static_assert(connection_lost == (EPOLLERR | EPOLLHUP | EPOLLRDHUP));
 
-// Forgets what a buffer holds; giving the pages back wipes it.
-void discard(conf_buffer_t** buf) noexcept {
-    conf_buffer_flush(*buf);
-    conf_buffer_slim(buf);
-}
+// Forgets and wipes what a buffer holds.
+void discard(conf_buffer_t* buf) noexcept { _buffer_consume(buf, buf->used); }
 
 void discard_queue(conf_plugin_context_t* ctxt) noexcept {
-    discard(&ctxt->send_buf);
+    discard(ctxt->send_buf);
     ctxt->send_pos = 0;
 }
 
@@ -46,7 +45,7 @@ void skip_to_mark(conf_buffer_t* buf) noexcept {
         if (const void* found = memmem(buf->buf + 1, room, &mark, sizeof mark))
             garbage = static_cast<int>(static_cast<const char*>(found) - buf->buf);
     }
-    conf_buffer_remove(buf, 0, garbage);
+    _buffer_consume(buf, garbage);
 }
 
 // Skips what cannot be a frame. Twelve bytes without the mark are never a header, whatever their
@@ -67,7 +66,7 @@ bool frame_is_ready(conf_buffer_t* buf) noexcept {
 }
 
 int receive_failure(conf_plugin_context_t* ctxt) noexcept {
-    discard(&ctxt->recv_buf);
+    discard(ctxt->recv_buf);
     return -1;
 }
 
@@ -121,7 +120,7 @@ int take_answer(conf_plugin_data* plugin, u32_t awaited, xmlNode** reply) noexce
                         static_cast<u32_t>(ready));
         if (!ready)
             return 0;
-        secret_node message{plugin_parse_message(&plugin->plugin_ctxt->recv_buf)};
+        secret_node message{_take_message(plugin->plugin_ctxt->recv_buf)};
         if (message && awaited != 0 && plugin_get_msgid(message.get()) == awaited) {
             *reply = message.release();
             return 0;
@@ -212,8 +211,7 @@ int _send_message(conf_plugin_data* plugin) noexcept {
         ctxt->send_pos += static_cast<u32_t>(written);
         return 0;
     }
-    conf_buffer_remove(ctxt->send_buf, 0, static_cast<int>(frame));
-    conf_buffer_slim(&ctxt->send_buf);
+    _buffer_consume(ctxt->send_buf, static_cast<int>(frame));
     ctxt->send_pos = 0;
     advance_id(ctxt);
     return 0;
@@ -223,16 +221,21 @@ int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     *ready = 0;
     while (!frame_is_ready(ctxt->recv_buf)) {
+        // Straight into the buffer; by way of another area where the buffer may have to grow.
         char piece[piece_bytes];
-        const ssize_t count = read(ctxt->sock, piece, sizeof piece);
+        char* room = _buffer_room(ctxt->recv_buf, piece_bytes);
+        const ssize_t count = read(ctxt->sock, room != nullptr ? room : piece, piece_bytes);
         if (count == 0 || (count < 0 && errno == EAGAIN))
             return 0;
         if (count < 0) {
             (void)plugin_failure("Read message from pelmd failed(%s).", strerror(errno));
             return receive_failure(ctxt);
         }
-        _conf_write_log(DBG_INFO, "Read message from pelmd(%d bytes).", static_cast<int>(count));
-        if (conf_buffer_append(&ctxt->recv_buf, piece, static_cast<int>(count)) < 0) {
+        const int bytes = static_cast<int>(count);
+        _conf_write_log(DBG_INFO, "Read message from pelmd(%d bytes).", bytes);
+        if (room != nullptr) {
+            _buffer_added(ctxt->recv_buf, bytes);
+        } else if (conf_buffer_append(&ctxt->recv_buf, piece, bytes) < 0) {
             (void)plugin_failure("Cache receive message failed.");
             return receive_failure(ctxt);
         }
@@ -256,7 +259,7 @@ int _syn_send_rpc(conf_plugin_data* plugin, xmlNode* rpc, xmlNode** reply) noexc
     if (wait_for(ctxt->sock, events, answer_timeout_ms, on_event) == 0)
         return 0;
     discard_queue(ctxt);
-    discard(&ctxt->recv_buf);
+    discard(ctxt->recv_buf);
     return -1;
 }
 
