@@ -19,6 +19,7 @@
 #ifndef CONF_API_H
 #define CONF_API_H
 
+#include "conf_debug.h"
 #include "conf_def.h"
 
 #include <libxml/tree.h>
