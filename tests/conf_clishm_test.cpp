@@ -3,7 +3,6 @@
 #include "support/faults.h"
 #include "support/reports.h"
 
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -21,38 +20,30 @@ namespace {
 using testing::ElementsAre;
 
 constexpr const char* profile = "/mnt/squash/local/etc/pelmd/pelmd.conf";
-
-std::string error(const std::string& words) { return "<11>[ERROR] " + words + ".\n"; }
-
-std::string failed(const char* what, int error_number) {
-    return error(text("%s failed(%s)", what, strerror(error_number)));
-}
-
 const std::string no_lock = "<12>[WARN] Try to lock share memory failed(Invalid argument).\n";
 const std::string not_found = "<12>[WARN] Get client info from sshd(5) failed.\n";
-const std::string full_0 = error("Share memory for client info is full(0)");
-const std::string full_2 = error("Share memory for client info is full(2)");
+const std::string refused = "<11>[ERROR] Input parameter is not valid.\n";
+const std::string full_0 = "<11>[ERROR] Share memory for client info is full(0).\n";
+const std::string full_2 = "<11>[ERROR] Share memory for client info is full(2).\n";
 
-// A record as it lies in memory.
-using words = std::array<u32_t, 6>;
+std::string failed(const char* what, int error) {
+    return text("<11>[ERROR] %s failed(%s).\n", what, strerror(error));
+}
 
-conf_cli_info_t* as_record(words& raw) { return reinterpret_cast<conf_cli_info_t*>(raw.data()); }
-
-// Bits that have no name are set too.
-words record_of(int key, u32_t valid) {
+bool save(int key, u32_t port = 7) {
     const auto n = static_cast<u32_t>(key);
-    return {n, 0x5A000000 | n << 2 | 2 | valid, n, 2, 3, ~n};
+    const u32_t words[] = {n, 0x5A000002 | port << 2, n, 2, 3, ~n}; // nameless bits are set too
+    conf_cli_info_t record;
+    std::memcpy(&record, words, sizeof record);
+    return conf_save_client_info(&record) == 0;
 }
 
-bool save(int key) {
-    words record = record_of(key, 0);
-    return conf_save_client_info(as_record(record)) == 0;
-}
-
-// Whether the table gives back every bit that save() has put there.
-bool holds(int key) {
-    words found{};
-    return conf_get_client_info(key, as_record(found)) == 0 && found == record_of(key, 1);
+// Whether the table gives back what save() has put there.
+bool holds(int key, u32_t port = 7) {
+    const auto n = static_cast<u32_t>(key);
+    conf_cli_info_t found;
+    return conf_get_client_info(key, &found) == 0 && found.valid == 1 && found.ipv6 == 1 &&
+           found.cli_port == port && found.addr_buf[0] == n && found.addr_buf[3] == ~n;
 }
 
 int segment() { return shmget(ftok(profile, 0), 0, 0); }
@@ -112,61 +103,49 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadIt) {
     ASSERT_EQ(conf_clishm_create(2), 0);
     for (const int slots : {0, INT_MIN, 178956971}) {
         EXPECT_EQ(conf_clishm_create(slots), -1);
-        EXPECT_THAT(captured_syslog(),
-                    ElementsAre(error(text("Input parameter is not valid(num=%d)", slots))));
+        EXPECT_THAT(
+            captured_syslog(),
+            ElementsAre(text("<11>[ERROR] Input parameter is not valid(num=%d).\n", slots)));
     }
-    ASSERT_TRUE(save(0x8001));
+    ASSERT_TRUE(save(100, 0x8001));
     shmid_ds memory;
     semid_ds lock;
     shmctl(segment(), IPC_STAT, &memory);
     semctl(semaphore(), 0, IPC_STAT, &lock);
-    EXPECT_EQ(memory.shm_segsz, 52u);
     EXPECT_TRUE((memory.shm_perm.mode & 0777) == 0660 && (lock.sem_perm.mode & 0777) == 0660);
     EXPECT_TRUE(lock.sem_nsems == 1 && semctl(semaphore(), 0, GETVAL) == 1);
+    EXPECT_EQ(memory.shm_segsz, 52u);
     const auto* at = static_cast<u32_t*>(shmat(segment(), nullptr, SHM_RDONLY));
     EXPECT_THAT(std::vector(at, at + 13),
-                ElementsAre(2, 0x8001, 0x5A020007, 0x8001, 2, 3, 0xFFFF7FFE, 0, 0, 0, 0, 0, 0));
+                ElementsAre(2, 100, 0x5A020007, 100, 2, 3, ~100u, 0, 0, 0, 0, 0, 0));
     shmdt(at);
 }
 
-TEST_F(Table, IsFullForEachProcessWithTheNumberItKnows) {
+TEST_F(Table, KeepsEntriesUntilItIsFull) {
     create_elsewhere(2);
-    EXPECT_TRUE(save(1) && save(2) && !save(3));
+    EXPECT_TRUE(save(5, 1) && save(5, 2) && !save(6) && holds(5, 1));
     EXPECT_EQ(conf_clishm_create(2), -1); // which removes the table that is there
     ASSERT_EQ(conf_clishm_create(2), 0);
-    EXPECT_TRUE(save(1) && save(2) && !save(3));
-    EXPECT_THAT(
-        captured_syslog(),
-        ElementsAre(full_0, failed("Allocate share memory for client-info", EEXIST), full_2));
-    const auto is_attached = [] { return !save(3) && captured_syslog() == std::vector{full_2}; };
-    EXPECT_EQ(result_of(start(is_attached)), 0);
-    conf_free_client_info(1);
-    EXPECT_TRUE(save(3) && holds(2) && holds(3) && !holds(1));
-}
-
-TEST_F(Table, KeepsEntriesOfOneKeyApart) {
-    ASSERT_EQ(conf_clishm_create(2), 0);
-    words other = record_of(5, 1);
-    other[2] = 7;
-    EXPECT_TRUE(save(5) && conf_save_client_info(as_record(other)) == 0 && holds(5));
+    EXPECT_TRUE(save(5, 1) && save(5, 2) && !save(6) && holds(5, 1));
+    const auto is_full_in_child = [] { return !save(6) && captured_syslog().back() == full_2; };
+    EXPECT_EQ(result_of(start(is_full_in_child)), 0);
     conf_free_client_info(5);
-    words found{};
-    EXPECT_TRUE(conf_get_client_info(5, as_record(found)) == 0 && found == other);
+    EXPECT_TRUE(holds(5, 2) && save(6) && holds(6));
     conf_free_client_info(5);
     conf_free_client_info(5);
     EXPECT_FALSE(holds(5));
     EXPECT_TRUE(conf_get_client_info(5, nullptr) == -1 && conf_save_client_info(nullptr) == -1);
-    const std::string refused = error("Input parameter is not valid");
-    EXPECT_THAT(captured_syslog(), ElementsAre(not_found, refused, refused));
+    EXPECT_THAT(captured_syslog(),
+                ElementsAre(full_0, failed("Allocate share memory for client-info", EEXIST), full_2,
+                            not_found, refused, refused));
 }
 
 TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
-    const std::pair<call, const char*> failures[] = {
-        {call::shmget, "Allocate share memory for client-info"},
-        {call::shmat, "Attach share memory of client-info"},
-        {call::semget, "Allocate semaphore for client-info"},
-        {call::semctl, "Initailize semaphore for client-info"}};
-    for (const auto& [which, what] : failures) {
+    for (const auto& [which, what] :
+         {std::pair{call::shmget, "Allocate share memory for client-info"},
+          {call::shmat, "Attach share memory of client-info"},
+          {call::semget, "Allocate semaphore for client-info"},
+          {call::semctl, "Initailize semaphore for client-info"}}) {
         const fault one(which, ENOSPC);
         EXPECT_EQ(conf_clishm_create(3), -1);
         EXPECT_THAT(captured_syslog(), ElementsAre(failed(what, ENOSPC)));
@@ -177,17 +156,16 @@ TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
 TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
     create_elsewhere(2);
     int* const count = static_cast<int*>(shmat(segment(), nullptr, 0));
-    for (*count = 0; *count > -2; --*count) {
+    for (*count = 0; *count > -2; --*count)
         EXPECT_FALSE(save(5));
-        EXPECT_THAT(captured_syslog(), ElementsAre(full_0));
-    }
+    EXPECT_THAT(captured_syslog(), ElementsAre(full_0, full_0));
     const std::tuple<const char*, int, std::function<void()>> failures[] = {
         {"Attach share memory of client-info", EINVAL, [=] { *count = 3; }},
         {"Get semaphore of client-info", ENOENT, [] { semctl(semaphore(), 0, IPC_RMID); }},
         {"Get share memory of client-info", ENOENT, [] { shmctl(segment(), IPC_RMID, nullptr); }},
         {"Generated share memory key", ENOENT, [] { std::filesystem::remove(profile); }}};
-    for (const auto& [what, error_number, spoil] : failures) {
-        const std::string report = failed(what, error_number);
+    for (const auto& [what, error, spoil] : failures) {
+        const std::string report = failed(what, error);
         spoil();
         EXPECT_FALSE(save(5) || holds(5));
         conf_free_client_info(5);
@@ -205,13 +183,13 @@ TEST_F(Table, OutlivesSignalsAndReportsALockThatFails) {
     ASSERT_EQ(conf_clishm_create(2), 0);
     const fault interrupted(call::semop, EINTR);
     EXPECT_TRUE(save(5) && interrupted.hit());
-    const fault unlocking(call::semop, ENOMEM, 1);
+    const fault unlocking(call::semop, EIDRM, 1);
     EXPECT_TRUE(save(6));
     EXPECT_EQ(result_of(start([] { return conf_clishm_destroy(), true; })), 0);
     EXPECT_FALSE(save(7));
     EXPECT_THAT(captured_syslog(),
-                ElementsAre("<12>[WARN] Unlock share memory failed(Cannot allocate memory).\n",
-                            no_lock, full_2));
+                ElementsAre("<12>[WARN] Unlock share memory failed(Identifier removed).\n", no_lock,
+                            full_2));
 }
 
 TEST_F(Table, GoesWithItsCreatorAlthoughTheProfileWasReplaced) {
