@@ -44,9 +44,9 @@ bool holds_a_frame(const conf_buffer_t* buf) noexcept {
 // Short texts of a document are shared with equal texts and names, so the document is scrubbed only
 // once the copy has been made, or has failed.
 xmlNode* parse_body(const char* body, int bytes) noexcept {
-    xmlResetLastError();
+    const memory_watch watch;
     secret_doc doc{xmlReadMemory(body, bytes, nullptr, "utf-8", XML_PARSE_NOBLANKS)};
-    if (!doc || lacked_memory())
+    if (!doc || watch.ran_out())
         return plugin_failure("Translate rpc message to xml dom tree failed.");
     xmlNode* copy = copy_tree(xmlDocGetRootElement(doc.get()));
     if (copy == nullptr)

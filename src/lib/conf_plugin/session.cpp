@@ -82,9 +82,9 @@ int _init_plugin_context(conf_plugin_data* plugin, const char* name,
 
 // Adds an element whose content is read for entity references, as paths are written with them.
 bool add_value(xmlNode* parent, const char* name, const char* value) noexcept {
-    xmlResetLastError();
+    const memory_watch watch;
     return xmlNewChild(parent, nullptr, BAD_CAST name, BAD_CAST value) != nullptr &&
-           !lacked_memory();
+           !watch.ran_out();
 }
 
 bool add_number(xmlNode* parent, const char* name, long number) noexcept {

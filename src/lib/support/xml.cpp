@@ -3,7 +3,7 @@
 #include "support/bounded.h"
 
 #include <cstring>
-#include <libxml/xmlerror.h>
+#include <libxml/globals.h>
 
 namespace conf {
 
@@ -45,29 +45,40 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns
     return complete ? child : nullptr;
 }
 
-bool lacked_memory() noexcept {
-    const xmlError* last = xmlGetLastError();
-    return last != nullptr && last->code == XML_ERR_NO_MEMORY;
+memory_watch::memory_watch() noexcept
+    : host_handler_(xmlStructuredError), host_context_(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(this, note);
+}
+
+memory_watch::~memory_watch() { xmlSetStructuredErrorFunc(host_context_, host_handler_); }
+
+void memory_watch::note(void* watch, xmlError* error) noexcept {
+    auto* self = static_cast<memory_watch*>(watch);
+    if (error->code == XML_ERR_NO_MEMORY)
+        self->ran_out_ = true;
+    if (self->host_handler_ != nullptr)
+        self->host_handler_(self->host_context_, error);
 }
 
 int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept {
+    const memory_watch watch;
     const int bytes = xmlNodeDump(buffer, nullptr, node, 0, 0);
     // When memory runs out on the way, libxml2 frees the text and leaves the buffer pointing at it.
-    if (bytes == 0 && lacked_memory())
+    if (bytes == 0 && watch.ran_out())
         buffer->content = nullptr;
     return bytes;
 }
 
 xmlNode* copy_tree(xmlNode* node) noexcept {
-    xmlResetLastError();
+    const memory_watch watch;
     secret_node copy{xmlCopyNode(node, 1)};
-    return lacked_memory() ? nullptr : copy.release();
+    return watch.ran_out() ? nullptr : copy.release();
 }
 
 xmlNode* copy_siblings(xmlNode* first) noexcept {
-    xmlResetLastError();
+    const memory_watch watch;
     secret_node_list copy{xmlCopyNodeList(first)};
-    return lacked_memory() ? nullptr : copy.release();
+    return watch.ran_out() ? nullptr : copy.release();
 }
 
 } // namespace conf

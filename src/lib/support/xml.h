@@ -4,6 +4,7 @@
 #include "support/handle.h"
 
 #include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 
 namespace conf {
 
@@ -81,9 +82,25 @@ inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr
     return add_text(parent, name, nullptr, ns);
 }
 
-// Whether libxml2 has lacked memory since xmlResetLastError(). What it returns then may look whole
-// and have pieces missing.
-bool lacked_memory() noexcept;
+// Notices when libxml2 runs out of memory while it lives. What libxml2 returns then may look whole and
+// have pieces missing, and later errors of other kinds take the place of its last error. All of them
+// go on to the handler that the host has set, if any.
+class memory_watch {
+public:
+    memory_watch() noexcept;
+    memory_watch(const memory_watch&) = delete;
+    memory_watch& operator=(const memory_watch&) = delete;
+    ~memory_watch();
+
+    bool ran_out() const noexcept { return ran_out_; }
+
+private:
+    static void note(void* watch, xmlError* error) noexcept;
+
+    const xmlStructuredErrorFunc host_handler_;
+    void* const host_context_;
+    bool ran_out_ = false;
+};
 
 // Copies of a tree and of a list of siblings.
 // @return null for null, or without memory for all of it
