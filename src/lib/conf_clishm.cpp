@@ -183,7 +183,10 @@ bool store(const conf_cli_info_t& info) noexcept {
 bool look_up(pid_t sshd_pid, conf_cli_info_t* info) noexcept {
     const locked_table table;
     const conf_cli_info_t* entry = table.find_entry(sshd_pid);
-    return entry != nullptr && memcpy_s(info, sizeof *info, entry, sizeof *entry) == 0;
+    if (entry == nullptr)
+        return false;
+    (void)memcpy_s(info, sizeof *info, entry, sizeof *entry);
+    return true;
 }
 
 int create_segment(key_t key, int max_num) noexcept {

@@ -16,7 +16,9 @@ using namespace conf;
 namespace {
 
 int set_interest(int epfd, int action, int fd, int event, int para) noexcept {
-    epoll_event interest{.events = EPOLLET | EPOLLRDHUP, .data = {.u64 = 0}};
+    epoll_event interest;
+    (void)memset_s(&interest, sizeof interest, 0, sizeof interest);
+    interest.events = EPOLLET | EPOLLRDHUP;
     if ((event & CONF_EVENT_IN) != 0)
         interest.events |= EPOLLIN;
     if ((event & CONF_EVENT_OUT) != 0)

@@ -3,8 +3,8 @@
 
 #include "conf_buffer.h"
 #include "conf_def.h"
+#include "support/bounded.h"
 
-#include <cstring>
 #include <libxml/tree.h>
 
 namespace conf {
@@ -20,7 +20,7 @@ frame_fault append_frame(conf_buffer_t** out, xmlNode* root, u16_t seq) noexcept
 // Copies out the header at the front of a buffer that holds one; it may lie at any address.
 inline msg_head_t front_header(const conf_buffer_t* buf) noexcept {
     msg_head_t head;
-    std::memcpy(&head, buf->buf, sizeof head);
+    (void)memcpy_s(&head, sizeof head, buf->buf, sizeof head);
     return head;
 }
 
