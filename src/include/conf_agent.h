@@ -33,7 +33,8 @@ CONF_API void conf_agent_exit(int sock);
  * there is one. The profile is not read: call conf_load_config() first. The process's umask is
  * changed for a moment: call it before other threads create files.
  *
- * @return the descriptor, to be given to conf_agent_service_disable(); -1 on failure
+ * @return the descriptor, to be given to conf_agent_service_disable(); -1 on failure, which may
+ *         leave the file there: the next call replaces it
  */
 CONF_API int conf_agent_service_enable(void);
 

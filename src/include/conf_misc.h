@@ -84,7 +84,8 @@ typedef struct _conf_cli_info {
  * Creates the table of clients in shared memory, for all processes of the device; the caller stays
  * attached. When a table exists already, the call fails and removes it: call again for a new one.
  *
- * The segment and its semaphore are keyed by the daemon profile, which must exist.
+ * A table that the process still holds from earlier, under the key of a profile since replaced, is
+ * removed as well. The segment and its semaphore are keyed by the daemon profile, which must exist.
  *
  * @param max_num  slots
  * @return 0; -1 (reported to syslog) with nothing left behind. A max_num below 1, or one whose

@@ -165,7 +165,8 @@ CONF_API int conf_load_config(char** workding_dir);
  * listening, non-blocking, close-on-exec stream socket with mode 0660. The process's umask is
  * changed for a moment: call it before other threads create files.
  *
- * @return the descriptor, to be given to conf_plugin_service_disable(); -1 on failure
+ * @return the descriptor, to be given to conf_plugin_service_disable(); -1 on failure, which may
+ *         leave the file there: the next call replaces it
  */
 CONF_API int conf_plugin_service_enable(void);
 
@@ -176,7 +177,7 @@ CONF_API void conf_plugin_service_disable(int sock);
  * Makes the daemon's socket for notifications at g_conf_notifier_socket, like
  * conf_plugin_service_enable(), as a datagram socket with a receive buffer of 5120 bytes.
  *
- * @return the descriptor, to be given to conf_plugin_notifier_disable(); -1 on failure
+ * @return the descriptor, to be given to conf_plugin_notifier_disable(); -1 on failure, as above
  */
 CONF_API int conf_plugin_notifier_enable(void);
 
