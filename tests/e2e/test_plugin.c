@@ -11,6 +11,7 @@
 #include <conf_misc.h>
 #include <conf_plugin.h>
 
+#include <arpa/inet.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdio.h>
@@ -61,6 +62,11 @@ static int status(int session_id, const char* path, const char* filter, xmlNode*
     return 0;
 }
 
+static int record_client(int pid) {
+    conf_cli_info_t client = {.sshd_pid = pid, .cli_port = 2222, .addr_buf = {htonl(0xC0000207)}};
+    return conf_clishm_create(4) < 0 || conf_save_client_info(&client) < 0;
+}
+
 static int write_to_daemon(int as_frame, const char* text) {
     msg_head_t head = {CONF_MSG_MAGIC, (u32_t)strlen(text), 0, 0};
     return (as_frame && write(sock, &head, sizeof head) < 0) || write(sock, text, strlen(text)) < 0;
@@ -85,6 +91,8 @@ static int do_one(xmlNode* order, xmlNode* output) {
         result = econf_plugin_save_deployment();
     else if (is(order, "copy"))
         result = econf_plugin_copy_running_to_deployment(atoi(text));
+    else if (is(order, "client"))
+        result = record_client(atoi(text));
     else if (is(order, "exit"))
         _exit(atoi(text));
     else if (is(order, "garbage") || is(order, "frame"))

@@ -29,7 +29,7 @@ unique_node new_root(const char* name, const char* uri) {
     return root;
 }
 
-// Those that the reply's elements are in: its own namespace, which children take over.
+// An element without a namespace of its own is written, and so read, as being in the reply's.
 unique_node rpc_error(const char* type, const char* tag, const std::string& message) {
     unique_node error = new_element("rpc-error");
     add_element(error.get(), "error-type", type);
@@ -131,7 +131,8 @@ void agent_table::close() {
 
 void agent_table::welcome(unique_fd socket) {
     const auto gone = [this](agent& which) {
-        out_.report({which.label(), ' ', "agent hung up", ""});
+        if (which.session != 0 || which.subscribed)
+            out_.report({which.label(), ' ', "agent hung up", ""});
         std::erase_if(agents_, [&](const auto& each) { return each.get() == &which; });
     };
     agents_.push_back(std::make_shared<agent>(loop_, out_, std::move(socket), gone));

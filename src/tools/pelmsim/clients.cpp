@@ -75,12 +75,16 @@ client_table read_client_table() {
         return table;
     }
     const int segment = shmget(key, 0, 0);
-    void* const address = segment < 0 ? nullptr : shmat(segment, nullptr, SHM_RDONLY);
-    if (segment < 0 || reinterpret_cast<std::intptr_t>(address) == -1) {
+    if (segment < 0) {
         table.missing = errno == ENOENT ? "nobody has created it" : std::strerror(errno);
         return table;
     }
-    (void)shmctl(segment, IPC_STAT, &table.segment);
+    (void)shmctl(segment, IPC_STAT, &table.segment); // before this process counts as attached
+    void* const address = shmat(segment, nullptr, SHM_RDONLY);
+    if (reinterpret_cast<std::intptr_t>(address) == -1) {
+        table.missing = std::strerror(errno);
+        return table;
+    }
     if (table.segment.shm_segsz < sizeof table.count)
         table.missing = "its segment is too small for anything";
     else

@@ -286,6 +286,7 @@ void desk::restart(line_reader& words) {
     const milliseconds pause(words.number_or(0));
     out_.report({"pelmsim", ' ', "the daemon restarts", ""});
     server_.close();
+    trees_.old = tree();
     trees_.reload_deployment();
     (void)loop_.run_until([] { return false; }, pause);
     server_.open();

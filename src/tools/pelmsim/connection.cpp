@@ -2,7 +2,6 @@
 
 #include "xml.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <conf_plugin.h>
 #include <cstring>

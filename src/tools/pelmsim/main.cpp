@@ -41,10 +41,8 @@ inputs read_inputs(options& given, bool pipe_is_script) {
         read.configuration = tree::from_xml(read_file(given.config));
     if (given.script.empty() && pipe_is_script && isatty(STDIN_FILENO) == 0)
         given.script = "-";
-    if (given.script == "-")
-        given.script = "/dev/stdin";
     if (!given.script.empty())
-        read.script = read_file(given.script);
+        read.script = read_file(given.script == "-" ? "/dev/stdin" : given.script);
     return read;
 }
 

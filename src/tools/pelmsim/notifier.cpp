@@ -49,7 +49,8 @@ void notifier::take(const std::string& text) {
     const std::size_t agents = is_element ? pass_on(data.get()) : 0;
     out_.report({"notifier", '<', std::to_string(text.size()) + " bytes",
                  agents == 0 ? "" : "passed on to " + std::to_string(agents)});
-    out_.print(pretty(data.get()));
+    if (data != nullptr)
+        out_.print(pretty(data.get()));
 }
 
 } // namespace pelmsim

@@ -14,6 +14,7 @@ struct outcome {
     std::string xml;   // the data that came, in one line
     std::string shown; // what the command had to show, in lines
 
+    static outcome ok(std::string remark) { return {verdict::ok, 0, std::move(remark), {}, {}}; }
     static outcome error(int code, std::string text) {
         return {verdict::error, code, std::move(text), {}, {}};
     }

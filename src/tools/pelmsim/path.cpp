@@ -16,12 +16,13 @@ public:
         std::vector<path_step> steps;
         if (text_ == "/")
             return steps;
+        if (at('/'))
+            ++at_;
+        steps.push_back(read_step());
         while (!at_end()) {
             expect('/');
             steps.push_back(read_step());
         }
-        if (steps.empty())
-            refuse("it is empty");
         return steps;
     }
 
@@ -118,6 +119,10 @@ std::string prefix_of(const xmlNode* element) {
     return {};
 }
 
+bool agree(const std::string& one_prefix, const std::string& other) {
+    return one_prefix.empty() || other.empty() || one_prefix == other;
+}
+
 } // namespace
 
 data_path::data_path(std::string_view text) : steps(path_reader(text).read()) {}
@@ -146,17 +151,18 @@ std::string data_path::names() const {
 bool data_path::covers(const data_path& other) const {
     if (steps.size() > other.steps.size())
         return false;
-    return std::equal(steps.begin(), steps.end(), other.steps.begin(),
-                      [](const path_step& a, const path_step& b) { return a.name == b.name; });
+    for (std::size_t index = 0; index < steps.size(); ++index)
+        if (steps[index].name != other.steps[index].name ||
+            !agree(prefix_of(*this, index), prefix_of(other, index)))
+            return false;
+    return true;
 }
 
 bool matches(const data_path& path, std::size_t index, const xmlNode* element) {
     const path_step& step = path.steps[index];
     if (local_name(element) != step.name)
         return false;
-    const std::string wanted = prefix_of(path, index);
-    const std::string present = prefix_of(element);
-    if (!wanted.empty() && !present.empty() && wanted != present)
+    if (!agree(prefix_of(path, index), prefix_of(element)))
         return false;
     return std::ranges::all_of(step.keys, [&](const path_key& key) {
         return key.name == "." ? text_of(element) == key.value

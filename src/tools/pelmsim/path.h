@@ -24,7 +24,8 @@ class data_path {
 public:
     data_path() = default; // "/", which is everything
 
-    // Key values may stand in double or single quotes, or bare. Throws problem.
+    // The first slash may be missing, for operations often have but a name. Key values may stand in
+    // double or single quotes, or bare. Throws problem.
     explicit data_path(std::string_view text);
 
     std::vector<path_step> steps;

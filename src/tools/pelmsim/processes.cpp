@@ -92,7 +92,8 @@ void process_table::start(const std::vector<std::string>& words, std::string nam
     complain.reset();
     if (int error = 0; read(complaints.get(), &error, sizeof error) == sizeof error) {
         (void)waitpid(pid, nullptr, 0);
-        throw problem("cannot run " + words[0] + ": " + std::strerror(error));
+        throw problem("cannot run " + words[0] + ": " + std::strerror(error) +
+                      (error == ENOENT ? " (pelmsim run hides /mnt, /var/tmp and /var/log)" : ""));
     }
     (void)setpgid(pid, pid); // the child does so too: whoever comes first
     fcntl(output.ours.get(), F_SETFL, O_NONBLOCK);

@@ -3,7 +3,6 @@
 #include "problem.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <conf_api.h>
 
 namespace pelmsim {
@@ -105,14 +104,16 @@ outcome publisher::tell_all(const plan& all, bool until_refused, std::size_t& to
 outcome publisher::change(const std::function<void(tree&)>& edit) {
     tree changed = trees_.current;
     edit(changed);
+    if (changed.text() == trees_.current.text())
+        return outcome::ok("nothing has changed");
     trees_.keys.learn(changed);
     const plan all = plan_for(trees_.current, changed);
     tree standing_old = std::exchange(trees_.old, trees_.current);
     trees_.current = std::move(changed);
+    if (all.empty())
+        return outcome::ok("no active plugin is concerned");
     std::size_t told = 0;
     outcome total = tell_all(all, true, told);
-    if (all.empty())
-        total.text = "no active plugin is concerned";
     if (total.is_ok())
         return total;
     // From here on the tree that stands is the current one again, for those who pull.
