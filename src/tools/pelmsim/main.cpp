@@ -25,6 +25,7 @@ struct options {
     std::string script;
     std::string working_directory;
     bool trace = false;
+    bool here = false;
     int timeout_ms = 10000;
     std::vector<std::string> plugin;
 };
@@ -132,8 +133,9 @@ int serve(const options& given, inputs read) {
 
 int run(options& given) {
     inputs read = read_inputs(given, true);
-    if (const std::string why = pelm::enter_private_world(); !why.empty())
-        throw problem(why);
+    if (!given.here)
+        if (const std::string why = pelm::enter_private_world(); !why.empty())
+            throw problem(why);
     if (!given.working_directory.empty())
         write_profile(given.working_directory);
     return serve(given, std::move(read));
@@ -158,6 +160,8 @@ int run_command(int argc, char** argv) {
     add_serving_options(in_private, given);
     in_private.add_option("--working-dir", given.working_directory,
                           "Directory of the sockets, to be named in a profile");
+    in_private.add_flag("--here", given.here,
+                        "Stay in the world it is started in, which is private already");
     in_private.add_option("plugin", given.plugin, "The plugin and its arguments, after --");
     CLI::App& in_public =
         *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");
