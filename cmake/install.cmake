@@ -1,0 +1,25 @@
+# What "cmake --install" puts where, for users of pkg-config and of CMake.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/pelmconf)
+set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/pelmconf)
+# An export for each, since only users of the static library need libcjson for themselves.
+foreach(library pelmconf pelmconf_static)
+  install(TARGETS ${library} EXPORT ${library} INCLUDES DESTINATION ${header_directory})
+  install(EXPORT ${library} NAMESPACE pelmconf:: DESTINATION ${package_directory}
+          FILE ${library}-targets.cmake)
+endforeach()
+install(DIRECTORY src/include/ DESTINATION ${header_directory})
+
+write_basic_package_version_file(pelmconf-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES cmake/pelmconf-config.cmake ${PROJECT_BINARY_DIR}/pelmconf-config-version.cmake
+        DESTINATION ${package_directory})
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX OUTPUT_VARIABLE up_to_prefix
+           BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+configure_file(cmake/pelmconf.pc.in pelmconf.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/pelmconf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+        FILES_MATCHING PATTERN *.c PATTERN demo.*)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
