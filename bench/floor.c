@@ -185,11 +185,13 @@ static void pull(void) {
 static void answer(const struct load* load) {
     xmlNode* const rpc = parse_frame();
     xmlNode* const params = child_of(rpc, "params");
-    xmlNode* const result = xmlNewNode(NULL, BAD_CAST "result");
     if (load->pull)
         pull();
-    if (load->operate)
-        (void)xmlAddChildList(result, xmlCopyNodeList(child_of(params, "info")->children));
+    xmlNode* const output =
+        load->operate ? xmlCopyNodeList(child_of(params, "info")->children) : NULL;
+    xmlNode* const result = xmlNewNode(NULL, BAD_CAST "result");
+    if (output != NULL)
+        (void)xmlAddChildList(result, output);
     xmlNode* const reply = xmlNewNode(NULL, BAD_CAST "reply");
     (void)xmlAddChild(reply, result);
     (void)xmlNewTextChild(reply, NULL, BAD_CAST "id", child_of(rpc, "id")->children->content);

@@ -2,17 +2,19 @@
 # Measures all contestants in turn, round after round, and prints the medians: first with both sides
 # on one CPU, then on two. Ratios are taken within a round, against the design floor.
 #
-# usage: bench/run.sh DIRECTORY-OF-PROGRAMS [--brief] [--write]
+# usage: bench/run.sh DIRECTORY-OF-PROGRAMS [--brief] [--rounds=N] [--write]
 #   --brief  a second or two in all, to see that everything still runs
+#   --rounds=N  instead of seven
 #   --write  also puts the tables into docs/performance.md
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 programs=$1
 shift
-rounds=9 scale=1 brief='' write=''
+rounds=7 scale=1 brief='' write=''
 for option in "$@"; do
     case $option in
         --brief) rounds=1 scale=200 brief=yes ;;
+        --rounds=*) rounds=${option#*=} ;;
         --write) write=yes ;;
         *) sed -n 's/^# usage/usage/p' "$0" >&2; exit 2 ;;
     esac
@@ -62,7 +64,7 @@ measure() { # CPU-OF-PLUGIN
     done
 }
 
-# Reads "load round program mode rps p50 p99 daemon plugin peak", prints a row of medians for each.
+# Reads "load round program mode rps p50 p99 daemon plugin peak own", prints a row of medians for each.
 tabulate() {
     awk -v calls_file="$results/all_calls" '
         function median(list, values, n, i, j, t) {
@@ -75,14 +77,14 @@ tabulate() {
         }
         BEGIN {
             while ((getline line < calls_file) > 0) { split(line, f, " "); calls[f[1] " " f[2] " " f[3]] = f[4] }
-            print "| load | contestant | requests/s | time / floor | p50 us | p99 us | daemon CPU us | plugin CPU us | calls | peak MiB |"
-            print "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|"
+            print "| load | contestant | requests/s | time / floor | p50 us | p99 us | daemon CPU us | plugin CPU us | calls | peak MiB | own MiB |"
+            print "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|"
         }
         {
             key = $1 " " $3 " " $4
             if (!(key in seen)) { order[++rows] = key; seen[key] = 1 }
-            for (i = 5; i <= 10; ++i) all[key, i] = all[key, i] " " $i
-            rate[key, $2] = $5
+            for (i = 5; i <= 11; ++i) all[key, i] = all[key, i] " " $i
+            typical[key, $2] = $6
             if ($2 > rounds) rounds = $2
         }
         END {
@@ -91,11 +93,13 @@ tabulate() {
                 split(key, part, " ")
                 ratios = ""
                 for (i = 1; i <= rounds; ++i)
-                    if (rate[key, i] > 0) ratios = ratios " " rate[part[1] " floor floor", i] / rate[key, i]
+                    if (typical[part[1] " floor floor", i] > 0)
+                        ratios = ratios " " typical[key, i] / typical[part[1] " floor floor", i]
                 name = part[2] == "floor" || part[2] == "plugin" ? part[3] : part[2] " (" part[3] ")"
-                printf "| %s | %s | %.0f | %.3f | %.1f | %.1f | %.1f | %.1f | %s | %.2f |\n", part[1], name,
+                printf "| %s | %s | %.0f | %.3f | %.1f | %.1f | %.1f | %.1f | %s | %.2f | %.2f |\n", part[1], name,
                     median(all[key, 5]), median(ratios), median(all[key, 6]), median(all[key, 7]),
-                    median(all[key, 8]), median(all[key, 9]), calls[key], median(all[key, 10]) / 1024
+                    median(all[key, 8]), median(all[key, 9]), calls[key], median(all[key, 10]) / 1024,
+                    median(all[key, 11]) / 1024
             }
         }'
 }
@@ -130,7 +134,7 @@ report() {
             [[ -n $brief ]] || echo "${load%% *} $contestant $(calls $contestant "${load%% *}")"
         done
     done >"$results/all_calls"
-    echo "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), $(nproc) CPUs, Linux $(uname -r),"
+    printf '\n%s\n' "$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), $(nproc) CPUs, Linux $(uname -r),"
     echo "$(cc --version | head -1), libxml2 $(pkg-config --modversion libxml-2.0), $(date -u +%F), load $(cut -d' ' -f1 /proc/loadavg)."
     printf '\n### Both sides on one CPU\n\n'
     measure 0 | tabulate
