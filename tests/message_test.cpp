@@ -1,0 +1,270 @@
+#include "conf_plugin.h"
+
+#include "conf_api.h"
+#include "conf_debug.h"
+#include "conf_misc.h"
+#include "frame.h"
+#include "support/faults.h"
+#include "support/peer.h"
+#include "support/reports.h"
+#include "support/xml.h"
+
+#include <cerrno>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <libxml/parser.h>
+#include <malloc.h>
+#include <memory>
+#include <random>
+#include <set>
+
+using namespace std::string_literals;
+using conf::unique_node;
+using testing::ElementsAre;
+
+namespace {
+
+[[maybe_unused]] const int log_is_on = econf_plugin_config_debug(DBG_ALL, 1);
+
+// Bytes as they arrive, or as they go out.
+struct buffer {
+    explicit buffer(std::string bytes) {
+        conf_buffer_append(&handle, bytes.data(), static_cast<int>(bytes.size()));
+    }
+    ~buffer() { conf_buffer_destroy(handle); }
+    std::string bytes() const { return {handle->buf, static_cast<std::size_t>(handle->used)}; }
+
+    conf_buffer_t* handle = conf_buffer_create(0);
+};
+
+unique_node tree(const std::string& xml) {
+    const conf::secret_doc doc{xmlReadDoc(BAD_CAST xml.c_str(), nullptr, nullptr, 0)};
+    return unique_node{xmlCopyNode(xmlDocGetRootElement(doc.get()), 1)};
+}
+
+std::string dump(xmlNode* node) {
+    const conf::unique_xml_buffer out{xmlBufferCreate()};
+    if (node == nullptr || conf::dump_node(out.get(), node) <= 0)
+        return "null";
+    return reinterpret_cast<const char*>(xmlBufferContent(out.get()));
+}
+
+int freed_secrets; // blocks that libxml2 gave back with a secret at their beginning
+
+void free_watched(void* block) {
+    freed_secrets += malloc_usable_size(block) > 6 && std::memcmp(block, "secret", 6) == 0;
+    std::free(block);
+}
+
+} // namespace
+
+TEST(Message, IsBuiltAndFramedToTheByte) {
+    const std::string params = "<params>" + std::string(20000, 'x') + "</params>";
+    const unique_node rpc{plugin_build_rpc_message("<&", tree(params).release(), 7)};
+    const std::string body = "<rpc><method>&lt;&amp;</method>" + params + "<id>7</id></rpc>";
+    EXPECT_EQ(dump(rpc.get()), body);
+    const unique_node reply{plugin_build_reply_message(tree("<result/>").release(), 65535)};
+    EXPECT_EQ(dump(reply.get()), "<reply><result/><id>65535</id></reply>");
+    fail_each(call::xml, ENOMEM, [&](const fault& no_memory) {
+        buffer out("before");
+        const conf::frame_fault result = conf::append_frame(&out.handle, rpc.get(), 65535);
+        EXPECT_EQ(result == conf::frame_fault::none, !no_memory.hit());
+        EXPECT_EQ(out.bytes(), no_memory.hit() ? "before" : "before" + frame_of(body, 65535));
+    });
+    // A page has room for 4087 bytes of content.
+    for (const auto& [used, result] :
+         {std::pair{4076u, conf::frame_fault::no_header}, {4075u, conf::frame_fault::no_body}}) {
+        buffer full(std::string(used, 'x'));
+        const fault no_memory(call::mremap, ENOMEM);
+        EXPECT_EQ(conf::append_frame(&full.handle, rpc.get(), 1), result);
+        EXPECT_EQ(full.bytes(), std::string(used, 'x'));
+    }
+}
+
+TEST(Message, IsMadeWholeOrNotAtAll) {
+    // Without siblings: out of memory, libxml2 itself loses those that it has copied already.
+    static const std::string body = "<a n=\"v\"><b>secret of some length</b></a>";
+    using maker = xmlNode* (*)(xmlNode*);
+    const maker rpc = [](xmlNode* child) { return plugin_build_rpc_message("pull", child, 7); };
+    const maker reply = [](xmlNode* child) { return plugin_build_reply_message(child, 8); };
+    const maker parse = [](xmlNode* child) {
+        const conf::secret_node unused{child};
+        buffer from(frame_of(body) + frame_of("<next/>"));
+        xmlNode* root = plugin_parse_message(&from.handle);
+        EXPECT_EQ(from.bytes(), frame_of("<next/>"));
+        return root;
+    };
+    std::set<std::string> reports;
+    for (const maker make : {rpc, reply, parse}) {
+        const unique_node whole{make(tree(body).release())};
+        bool has_failed = true;
+        for (int skip = 0; has_failed; ++skip) {
+            xmlNode* child = tree(body).release();
+            auto no_memory = std::make_unique<fault>(call::xml, ENOMEM, skip);
+            xmlFree = make == rpc ? free_watched : std::free;
+            const unique_node made{make(child)};
+            xmlFree = std::free;
+            has_failed = no_memory->hit();
+            no_memory.reset();
+            EXPECT_TRUE(made || has_failed);
+            EXPECT_EQ(dump(made.get()), made ? dump(whole.get()) : "null") << skip;
+            EXPECT_EQ(freed_secrets, 0) << skip;
+            for (const std::string& report : plugin_log())
+                reports.insert(report);
+        }
+    }
+    EXPECT_THAT(reports, ElementsAre("ERROR - Build reply message failed.",
+                                     "ERROR - Build rpc <method = pull> message failed.",
+                                     "ERROR - Copy node failed when parse plugin message.",
+                                     "ERROR - Translate rpc message to xml dom tree failed."));
+}
+
+TEST(Message, IsCutOffTheFrontOnceItIsComplete) {
+    const auto parsed = [](const std::string& body) {
+        buffer from("junk" + frame_of(body).substr(4) + frame_of("<next/>", 2));
+        const unique_node root{plugin_parse_message(&from.handle)};
+        EXPECT_EQ(from.bytes(), frame_of("<next/>", 2));
+        EXPECT_EQ(from.handle->total, 4088);
+        return dump(root.get());
+    };
+    EXPECT_EQ(parsed("<a> <b> x </b>\n</a>"), "<a><b> x </b></a>");
+    EXPECT_EQ(parsed("<?xml version='1.0'?><a p='v'/>"), "<a p=\"v\"/>");
+    EXPECT_EQ(parsed("<!DOCTYPE a [<!ENTITY e 'x'><!ENTITY f '&e;'>]><a>&f;</a>"), "<a>&f;</a>");
+    EXPECT_THAT(plugin_log(), ElementsAre());
+    std::string nested;
+    for (int depth = 0; depth < 3000; ++depth)
+        nested.insert(0, "<a>").append("</a>");
+    for (const std::string& body :
+         {"nonsense"s, "<a/"s, "<a/><b/>"s, "<a>\xFF</a>"s, "<a>&e;</a>"s, nested})
+        EXPECT_EQ(parsed(body), "null");
+    buffer bare(frame_of(""));
+    EXPECT_EQ(plugin_parse_message(&bare.handle), nullptr);
+    EXPECT_EQ(bare.bytes(), "");
+    EXPECT_EQ(plugin_log().size(), 7u);
+    for (const std::string& bytes : {frame_of("").substr(0, 11), frame_of("<a/>").substr(0, 15),
+                                     header_of(0x80000000) + "<a/>", header_of(0xFFFFFFF4) + "<a/>",
+                                     header_of(0xFFFFFFFF) + "<a/>"}) {
+        buffer from(bytes);
+        EXPECT_EQ(plugin_parse_message(&from.handle), nullptr);
+        EXPECT_EQ(from.bytes(), bytes);
+    }
+    conf_buffer_t* none = nullptr;
+    EXPECT_EQ(plugin_parse_message(&none), nullptr);
+    EXPECT_EQ(plugin_parse_message(nullptr), nullptr);
+    EXPECT_THAT(plugin_log(), ElementsAre());
+}
+
+TEST(Message, LeavesErrorsOfTheParserToTheHost) {
+    int errors = 0;
+    xmlSetStructuredErrorFunc(&errors, [](void* count, auto*) { ++*static_cast<int*>(count); });
+    buffer from(frame_of("nonsense"));
+    EXPECT_EQ(plugin_parse_message(&from.handle), nullptr);
+    EXPECT_GT(errors, 0);
+    EXPECT_EQ(xmlStructuredErrorContext, &errors);
+    xmlSetStructuredErrorFunc(nullptr, nullptr);
+    EXPECT_EQ(plugin_log().size(), 1u);
+}
+
+TEST(Message, MayHoldAnyBytes) {
+    econf_plugin_config_debug(0, 0);
+    const std::string pieces[] = {"<result>", "</result>", "<error/>", "&e;",  "<![CDATA[", "]]>",
+                                  "<!--",     "-->",       "x",        "\xC3", {'\0'}};
+    std::mt19937 random(21);
+    for (int round = 0; round < 3000; ++round) {
+        std::string body = "<!DOCTYPE r [<!ENTITY e '<a>x&#38;e;</a>'>]><r>";
+        for (auto left = random() % 8; left > 0; --left)
+            body += pieces[random() % std::size(pieces)];
+        body += "</r>";
+        const std::size_t length = body.size() + (round % 8 == 0 ? 8 - random() % 64 : 0);
+        const std::string frame = header_of(static_cast<u32_t>(length)) + body;
+        buffer from(frame);
+        const conf::secret_node root{plugin_parse_message(&from.handle)};
+        ASSERT_EQ(from.bytes(), length > body.size() ? frame : body.substr(length));
+        xmlNode *result = nullptr, *error = nullptr;
+        const bool is_answer = plugin_parse_reply(root.get(), &result, &error) == 0;
+        ASSERT_EQ(is_answer, (result == nullptr) != (error == nullptr));
+    }
+    econf_plugin_config_debug(DBG_ALL, 1);
+}
+
+TEST(Message, IsTakenApartByNames) {
+    constexpr const char* no_rpc = "ERROR - Invalid rpc message(without <method> or <params>).";
+    constexpr const char* both = "ERROR - Invalid reply message(both <error> and <result>).";
+    constexpr const char* neither = "ERROR - Invalid reply message(without <error> and <result>).";
+    // A tree, and what it is as a request and as an answer.
+    constexpr const char* cases[][3] = {
+        {"<r/>", no_rpc, neither},
+        {"<r><method>a</method><params/><method/></r>", no_rpc, neither},
+        {"<r><params>1</params><params/><method>a</method></r>", "a<params/>", neither},
+        {"<r xmlns:n='u'><n:method>a</n:method><n:params/></r>", "a<n:params/>", neither},
+        {"<r><result>1</result><error2/><result>2</result></r>", no_rpc, "<result>2</result>null"},
+        {"<r><method>a</method><error/></r>", no_rpc, "null<error/>"},
+        {"<r><error/><params/><result/></r>", no_rpc, both}};
+    const char* name;
+    xmlNode *first, *second;
+    for (const auto& [xml, request, answer] : cases) {
+        const unique_node root = tree(xml);
+        const bool is_request = plugin_parse_rpc(root.get(), &name, &second) == 0;
+        EXPECT_EQ(is_request ? name + dump(second) : plugin_log().at(0), request);
+        const bool is_answer = plugin_parse_reply(root.get(), &first, &second) == 0;
+        EXPECT_EQ(is_answer ? dump(first) + dump(second) : plugin_log().at(0), answer);
+    }
+    EXPECT_EQ(plugin_parse_rpc(tree("<r/>").get(), &name, nullptr), -1);
+    EXPECT_EQ(plugin_parse_reply(tree("<r/>").get(), nullptr, &second), -1);
+    EXPECT_EQ(plugin_log().size(), 2u);
+    EXPECT_EQ(plugin_parse_rpc(nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(plugin_parse_reply(nullptr, nullptr, nullptr), -1);
+    EXPECT_THAT(
+        plugin_log(),
+        ElementsAre("ERROR - Input parameters error(rpc=(nil), method=(nil), params=(nil)).",
+                    "ERROR - Input parameters error(reply=(nil), result=(nil), error=(nil))."));
+}
+
+TEST(Message, GivesNumbersAndTextOfTheFirstElement) {
+    const auto values = [](xmlNode* node) {
+        const char* message = plugin_get_reply_errmsg(node);
+        return text("%u %d ", plugin_get_msgid(node), plugin_get_reply_errcode(node)) +
+               (message != nullptr ? message : "null");
+    };
+    constexpr const char* cases[][2] = {
+        {"<e><id>12abc</id><code> -3</code><message>m</message></e>", "12 -3 m"},
+        {"<e><id/><code/><message/><id>5</id><code>5</code><message>m</message></e>", "0 -1 null"},
+        {"<e><code>x</code><id>-1</id><id>2</id><message>&lt;</message></e>", "4294967295 0 <"}};
+    for (const auto& [xml, expected] : cases)
+        EXPECT_EQ(values(tree(xml).get()), expected);
+    EXPECT_EQ(values(nullptr), "0 -1 null");
+}
+
+TEST(Message, LosesItsTextsAndKeepsItsShape) {
+    const unique_node root =
+        tree("<r>1<x>2</x><a p='v'>three<b>4<!--c--><![CDATA[d]]></b></a>5<z>6</z></r>");
+    xmlNode* from = root.get()->children->next->next;
+    const xmlChar* three = from->children->content;
+    conf::clean_xml_content(from);
+    EXPECT_EQ(dump(root.get()),
+              "<r>1<x>2</x><a p=\"v\"><b><!--c--><![CDATA[d]]></b></a><z></z></r>");
+    EXPECT_EQ(std::string(three, three + 5), std::string(5, '\0'));
+    xmlNode* deepest = root.get();
+    for (int depth = 0; depth < 100000; ++depth)
+        deepest = conf::add_text(deepest, "deep", "text");
+    conf::clean_xml_content(root.get());
+    EXPECT_STREQ(conf_get_node_content(deepest), "");
+    conf::clean_xml_content(nullptr);
+}
+
+TEST(Message, IsWipedBeforeItIsFreed) {
+    const std::string params = "<params>secret of some length</params>";
+    xmlFree = free_watched;
+    EXPECT_EQ(plugin_build_rpc_message(nullptr, tree(params).release(), 7), nullptr);
+    EXPECT_EQ(plugin_build_rpc_message("a", nullptr, 7), nullptr);
+    EXPECT_EQ(plugin_build_reply_message(nullptr, 7), nullptr);
+    EXPECT_THAT(plugin_log(), ElementsAre("ERROR - Build rpc <method = (null)> message failed.",
+                                          "ERROR - Build rpc <method = a> message failed.",
+                                          "ERROR - Build reply message failed."));
+    buffer from(frame_of(params));
+    unique_node root{plugin_parse_message(&from.handle)};
+    EXPECT_EQ(freed_secrets, 0);
+    root.reset();
+    EXPECT_EQ(freed_secrets, 1); // which shows that they are noticed
+    xmlFree = std::free;
+}
