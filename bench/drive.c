@@ -13,9 +13,7 @@
 #include <time.h>
 #include <unistd.h>
 
-void must(int succeeded, const char* step) {
-    if (succeeded)
-        return;
+void give_up(const char* step) {
     (void)fprintf(stderr, "bench: %s failed (%s)\n", step, strerror(errno));
     exit(1);
 }
@@ -29,7 +27,7 @@ static double seconds(clockid_t clock) {
 static void pin(const char* cpu) {
     cpu_set_t one;
     CPU_ZERO(&one);
-    CPU_SET((unsigned)atoi(cpu), &one);
+    CPU_SET(strtoul(cpu, NULL, 10), &one);
     must(sched_setaffinity(0, sizeof one, &one) == 0, "sched_setaffinity");
 }
 
@@ -44,7 +42,7 @@ static struct load load_of(const char* mode, const char* name, long requests) {
                          .requests = requests};
 }
 
-static void give_up(int signal_number) {
+static void on_child(int signal_number) {
     static const char reason[] = "bench: the plugin has ended early\n";
     (void)signal_number;
     (void)!write(STDERR_FILENO, reason, sizeof reason - 1);
@@ -71,8 +69,7 @@ static pid_t start_plugin(char** argv, char* total, char* directory) {
     char* const rest[] = {program, argv[1], argv[2], total, role, directory};
     memcpy(words + count, rest, sizeof rest);
     execvp(words[0], words);
-    must(0, words[0]);
-    return -1;
+    give_up(words[0]);
 }
 
 static int earlier(const void* left, const void* right) {
@@ -101,7 +98,7 @@ static long memory_of(pid_t plugin, const char* kind) {
 // first all that was resident and then without the pages of program files, which processes share.
 static void measure(const struct load* load, long count, pid_t plugin) {
     double* taken = calloc((size_t)count, sizeof *taken);
-    clockid_t plugin_clock;
+    clockid_t plugin_clock = 0;
     must(taken != NULL && clock_getcpuclockid(plugin, &plugin_clock) == 0, "preparing");
     const double own = seconds(CLOCK_PROCESS_CPUTIME_ID);
     const double others = seconds(plugin_clock);
@@ -143,7 +140,7 @@ int main(int argc, char** argv) {
     must(mkdtemp(directory) != NULL && chdir(directory) == 0, "mkdtemp");
     pin(argv[4]);
     open_door(&load, directory);
-    (void)signal(SIGCHLD, give_up);
+    (void)signal(SIGCHLD, on_child);
     const pid_t plugin = start_plugin(argv, total, directory);
     meet(&load);
     for (long done = 0; done < warm_up; ++done)

@@ -23,5 +23,9 @@ void meet(const struct load* load);
 // One request, to its whole answer.
 void ask(void);
 
-// Ends the program, with the reason, when a step has failed.
-void must(int succeeded, const char* step);
+// Ends the program with a reason: always, or when a step has failed.
+__attribute__((noreturn)) void give_up(const char* step);
+static inline void must(int succeeded, const char* step) {
+    if (!succeeded)
+        give_up(step);
+}

@@ -58,9 +58,9 @@ static void answer(int pulled) {
     static struct text ready; // a pull's answer, in which all ids have five digits
     if (ready.bytes == NULL)
         ready = framed(reply_body("00000", 1));
-    char* const digits = ready.bytes + ready.used - strlen("00000</id></reply>");
-    memset(digits, '0', 5);
-    memcpy(digits + 5 - strlen(id), id, strlen(id));
+    char digits[16];
+    (void)snprintf(digits, sizeof digits, "%05d", (int)strtol(id, NULL, 10));
+    memcpy(ready.bytes + ready.used - strlen("00000</id></reply>"), digits, 5);
     write_all(ready);
 }
 

@@ -75,8 +75,9 @@ void open_door(const struct load* load, const char* directory) {
     memset(text, 'x', load->bytes);
     memcpy(text, head, sizeof head - 1);
     memcpy(text + load->bytes - (sizeof tail - 1), tail, sizeof tail - 1);
-    rpc = nc_rpc_act_generic_xml(text, NC_PARAMTYPE_FREE);
+    rpc = nc_rpc_act_generic_xml(text, NC_PARAMTYPE_DUP_AND_FREE);
     must(rpc != NULL, "nc_rpc_act_generic_xml");
+    free(text);
 }
 
 void meet(const struct load* load) {
