@@ -21,3 +21,9 @@ if(PELM_SANITIZE)
   target_compile_options(pelm_flags INTERFACE ${sanitize} -fno-omit-frame-pointer)
   target_link_options(pelm_flags INTERFACE ${sanitize})
 endif()
+
+# What the distribution hardens its own packages with.
+if(CMAKE_BUILD_TYPE MATCHES "Rel")
+  target_compile_options(pelm_flags INTERFACE -fstack-protector-strong -D_FORTIFY_SOURCE=2)
+  target_link_options(pelm_flags INTERFACE LINKER:-z,relro,-z,now)
+endif()
