@@ -16,6 +16,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -30,7 +31,22 @@ std::array<plan, static_cast<std::size_t>(call::count)> plans;
 
 plan& plan_of(call which) { return plans[static_cast<std::size_t>(which)]; }
 
+std::function<void(call)> watcher;
+bool is_watching = false; // what the watcher does itself is not told to it
+int wait_limit_ms = 0;
+
+int limited(int wait_ms) {
+    wait_limit_ms = wait_ms;
+    return watcher ? 0 : wait_ms;
+}
+
 bool fails(call which) {
+    if (watcher && !std::exchange(is_watching, true)) {
+        const int saved = errno;
+        watcher(which);
+        errno = saved;
+        is_watching = false;
+    }
     plan& current = plan_of(which);
     if (!current.armed || current.skip-- > 0)
         return false;
@@ -62,6 +78,10 @@ fault::~fault() { plan_of(which_).armed = false; }
 
 bool fault::hit() const { return plan_of(which_).hit; }
 
+void observe(std::function<void(call)> watch) { watcher = std::move(watch); }
+
+int last_wait_ms() { return wait_limit_ms; }
+
 // The linker sends each reference to NAME here (--wrap, set up from the lines that begin with
 // WRAP), and __real_NAME to where it led before.
 #define WRAP(name, result, failed, parameters, ...)                     \
@@ -77,7 +97,7 @@ WRAP(calloc, void*, nullptr, (std::size_t count, std::size_t size), count, size)
 WRAP(connect, int, -1, (int fd, const sockaddr* address, socklen_t size), fd, address, size)
 WRAP(epoll_create1, int, -1, (int flags), flags)
 WRAP(epoll_ctl, int, -1, (int epoll, int action, int fd, epoll_event* event), epoll, action, fd, event)
-WRAP(epoll_wait, int, -1, (int epoll, epoll_event* events, int room, int wait_ms), epoll, events, room, wait_ms)
+WRAP(epoll_wait, int, -1, (int epoll, epoll_event* events, int room, int wait_ms), epoll, events, room, limited(wait_ms))
 WRAP(fcntl, int, -1, (int fd, int action, long argument), fd, action, argument)
 WRAP(fopen, FILE*, nullptr, (const char* path, const char* mode), path, mode)
 WRAP(fstat, int, -1, (int fd, struct stat* status), fd, status)

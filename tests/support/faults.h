@@ -2,6 +2,8 @@
 // themselves can fail; what the C library and libxml2 do inside stays as it is.
 #pragma once
 
+#include <functional>
+
 // A failing xml call stands for libxml2's allocations, all others for the function of that name.
 // clang-format off
 enum class call {
@@ -26,6 +28,14 @@ public:
 private:
     call which_;
 };
+
+// From here on, tells watch of each use of a call before it happens, until watch is null again. Nobody
+// waits meanwhile: an epoll_wait that finds no event has run into its limit at once, since whatever
+// the other side does it does in watch.
+void observe(std::function<void(call)> watch);
+
+// The limit of the last epoll_wait.
+int last_wait_ms();
 
 // Lets the first use of a call fail, then the second, until run gets by without a failure. It is
 // given the fault, and may ask it afterwards whether this run was the one without.

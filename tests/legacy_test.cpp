@@ -1,0 +1,192 @@
+// Plugins of the older API: callbacks without a session, answers in their own shapes, a loop that
+// waits.
+#include "support/plugin.h"
+
+#include <optional>
+#include <sys/socket.h>
+
+using namespace conf;
+
+namespace {
+
+int on_config(int oper, int more, int priority, char* path) {
+    return callbacks.run(text("config %d %d %d %s", oper, more, priority, path));
+}
+int on_status(char* path, char* filter, xmlNode** out) {
+    return callbacks.run(text("status %s %s", path, filter), out);
+}
+int on_operate(xmlNode* input, xmlNode** out) {
+    return callbacks.run("operate " + text_of(input), out);
+}
+void on_kick_off() { (void)callbacks.run("kick-off"); }
+
+char name[] = "ntp";
+char path[] = "/a";
+const std::string kick_off = frame_of(rpc("kickoff", "", 9));
+
+class Legacy : public PluginTest {
+protected:
+    Legacy() {
+        config_callback_t configs[] = {{path, 1, on_config}, {}};
+        status_callback_t statuses[] = {{path, on_status}, {}};
+        rpc_callback_t rpcs[] = {{path, on_operate}, {}};
+        conf_plugin_info_t info{configs, statuses, rpcs, on_kick_off, nullptr};
+        daemon_.will_answer(answer("<result/>", 1));
+        handle_ = conf_plugin_init(name, &info);
+        daemon_.will_answer(answer("<result/>", 2));
+        EXPECT_EQ(conf_start_session(handle_, ACTIVATE_WITH_CFGR), 0);
+        (void)plugin_log();
+    }
+
+    conf_context_t* handle_;
+};
+
+} // namespace
+
+TEST_F(Legacy, RegistersItsTablesAsTheyStand) {
+    EXPECT_EQ(static_cast<void*>(handle_), context());
+    EXPECT_EQ(handle_->stub, 1);
+    EXPECT_EQ(conf_plg_get_hconf(nullptr), context()->sock);
+    EXPECT_EQ(
+        daemon_.received(),
+        R"(<rpc><method>register</method><params><plugin-name>ntp</plugin-name><config-subscribe><subscriber><path>/a</path><priority>1</priority><callback>1</callback></subscriber></config-subscribe><status-publish><publisher><path>/a</path><callback>2</callback></publisher></status-publish><operate-subscribe><subscriber><path>/a</path><callback>3</callback></subscriber></operate-subscribe></params><id>1</id></rpc>)" +
+            rpc("activate", "<with-cfgr/>", 2));
+    EXPECT_EQ(conf_plugin_init(name, nullptr), nullptr);
+    EXPECT_EQ(conf_plugin_close(nullptr), 0);
+    EXPECT_EQ(conf_plg_get_hconf(handle_) + conf_run(handle_, 1) + conf_run(handle_, 0), -2);
+}
+
+TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
+    const int recoveries = conf_recovery_status();
+    for (const auto& [method, params, nodes, result, calls, outcome] : table<6>(R"(
+        publish   | <type>config</type><callback>1</callback><info><oper-type>16385</oper-type><path>/a[b="c"]</path></info> || 0 | config 16385 0 0 /a[b=c]; | <result/>
+        publish   | <type>config</type><callback>1</callback><info><oper-type>16385</oper-type><path>/a[b="c"]</path></info> || 4 | config 16385 0 0 /a[b=c]; | <error><code>4</code><message>Service process failed.</message></error>
+        subscribe | <callback>2</callback><path>/a[b="c"]</path><filter>f</filter> | <s/> | 0 | status /a[b="c"] f; | <result><data><s/></data></result>
+        subscribe | <callback>2</callback><path>/a</path><filter>f</filter>        |      | 0 | status /a f; | <result><data/></result>
+        subscribe | <callback>2</callback><path>/a</path><filter>f</filter>        | <s/> | 4 | status /a f; | <error><code>4</code><message>Service process failed.</message></error>
+        publish   | <type>operate</type><callback>3</callback><info><i/></info> | <data><a/>t</data> | 0 | operate <i/>; | <result><a/>t</result>
+        publish   | <type>operate</type><callback>3</callback><info><i/></info> |                    | 0 | operate <i/>; | <result><ok/></result>
+        publish   | <type>operate</type><callback>3</callback><info><i/></info> | <data/>            | 0 | operate <i/>; | <error><code>-1</code><message>Copy &lt;data&gt; xml node failed.</message></error>
+        publish   | <type>operate</type><callback>3</callback><info><i/></info> | <data><a/></data>  | 4 | operate <i/>; | <error><code>4</code><message>Service process failed.</message></error>)")) {
+        callbacks.nodes = nodes;
+        callbacks.act = [&result] { return std::stoi(result); };
+        (void)daemon_.received();
+        daemon_.send(frame_of(rpc(method, params, 9)));
+        EXPECT_EQ(conf_run(nullptr, 0), 0);
+        EXPECT_EQ(std::exchange(callbacks.calls, ""), calls);
+        EXPECT_EQ(daemon_.received(), reply(outcome, 9));
+    }
+    EXPECT_EQ(conf_recovery_status(), recoveries);
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(Legacy, TheLoopServesUntilTheConnectionEnds) {
+    (void)econf_plugin_config_debug(DBG_ERROR, 1);
+    callbacks.act = [this] { // after the frame that it does not see yet
+        if (callbacks.calls == "kick-off;")
+            daemon_.will_answer(kick_off);
+        return 0;
+    };
+    daemon_.send(kick_off);
+    const fault interrupted(call::epoll_wait, EINTR);
+    EXPECT_EQ(conf_run(handle_, 1), 0);
+    EXPECT_EQ(callbacks.calls, "kick-off;kick-off;");
+    EXPECT_EQ(last_wait_ms(), -1);
+    EXPECT_TRUE(log().starts_with("Epoll wait failed("));
+    daemon_.send(kick_off);
+    ASSERT_EQ(shutdown(daemon_.fd(), SHUT_WR), 0);
+    EXPECT_EQ(conf_run(handle_, 1), 0);
+    EXPECT_EQ(callbacks.calls, "kick-off;kick-off;");
+    EXPECT_EQ(log(), "An error epoll event occur(0x2001).");
+}
+
+TEST_F(Legacy, TheLoopBeginsWithWhatIsLeftAndEndsWithItsPlugin) {
+    (void)econf_plugin_config_debug(DBG_ERROR, 1);
+    daemon_.will_answer(answer("<result/>", 3) + kick_off);
+    EXPECT_EQ(conf_get_config(path), nullptr);
+    EXPECT_EQ(conf_run(handle_, 1), 0);
+    EXPECT_EQ(callbacks.calls, "kick-off;");
+    (void)log();
+    const call calls[] = {call::epoll_wait, call::epoll_create1, call::epoll_ctl};
+    const call* which = calls;
+    for (const auto& [result, report] : table<2>(R"(
+        0  | Epoll wait failed(Cannot allocate memory).
+        -1 | Create epoll fd failed(Cannot allocate memory).
+        -1 | Add socket to epoll fd failed(Cannot allocate memory).)")) {
+        const fault one(*which++, ENOMEM);
+        EXPECT_EQ(std::to_string(conf_run(handle_, 1)), result);
+        EXPECT_EQ(log(), report);
+    }
+    daemon_.send(kick_off + kick_off);
+    callbacks.act = [] { return conf_plugin_close(nullptr); };
+    EXPECT_EQ(conf_run(handle_, 1), 0);
+    EXPECT_EQ(callbacks.calls, "kick-off;kick-off;");
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(Legacy, ReadsAndWritesValues) {
+    const unique_node node{nodes_of("<x/>")};
+    conf_val_t val{node.get()};
+    const std::function<int()> calls[] = {
+        [&] { return conf_plg_get_value(handle_, path, &val); },
+        [&] { return conf_plg_get_old_value(handle_, path, &val); },
+        [&] { return (val.data = conf_get_config(path)), 0; },
+        [&] { return (val.data = conf_get_old_config(path)), 0; },
+        [&] { return conf_set_config(path, val.data); },
+        [&] { return conf_plg_set_value(handle_, 7, path, &val); },
+    };
+    for (const auto& [i, method, params, outcome, data] : table<5>(R"(
+        4 | push | <path>/a</path><data><x/></data> | <result/>                            | <x/>
+        5 | push | <path>/a</path><data><x/></data> | <result/>                            | <x/>
+        0 | pull | <path>/a</path>                  | <result><data><a/>t<b/></data></result> | <data><a/>t<b/></data>
+        0 | pull | <path>/a</path>                  | <result><data/></result>             |
+        0 | pull | <path>/a</path>                  | <x/>                                 |
+        1 | pull | <old/><path>/a</path>            | <result><data><a/></data></result>   | <data><a/></data>
+        2 | pull | <path>/a</path>                  | <result><data><a/></data></result>   | <a/>
+        3 | pull | <old/><path>/a</path>            | <result><data><a/></data></result>   | <a/>)")) {
+        const std::string request = rpc(method, params, context()->rpc_id);
+        (void)daemon_.received();
+        daemon_.will_answer(answer(outcome, context()->rpc_id));
+        EXPECT_EQ(calls[std::stoi(i)](), 0);
+        EXPECT_EQ(daemon_.received(), request);
+        EXPECT_EQ(text_of(val.data), data);
+        if (method == "pull")
+            xmlFreeNode(std::exchange(val.data, node.get()));
+    }
+    EXPECT_EQ(conf_set_error(4, "a"), 0);
+    EXPECT_EQ(conf_plg_set_error(handle_, 5, name), 0);
+    EXPECT_EQ(text("%d %s", context()->err_code, context()->err_msg), "5 ntp");
+}
+
+TEST_F(Legacy, RefusesWhatIsMissing) {
+    conf_val_t val{};
+    EXPECT_EQ(conf_plg_set_value(handle_, 7, path, &val), -1);
+    EXPECT_EQ(conf_plg_set_value(handle_, 7, nullptr, &val), -1);
+    EXPECT_EQ(conf_plg_get_value(handle_, nullptr, &val), -1);
+    EXPECT_EQ(conf_plg_get_old_value(handle_, path, nullptr), -1);
+    const std::regex address("0x[0-9a-f]+");
+    EXPECT_EQ(rows(";" + std::regex_replace(log(), address, "P"), ';'), rows(R"(
+        Input parameters error(path=P, result=(nil)).
+        Input parameters error(path=(nil), val=P).
+        Input parameters error(path=(nil), val=P).
+        Input parameters error(path=P, val=(nil)).)"));
+    pelmd_plugin_callback_t hooks{};
+    hooks.conf_plugin_pull = [](bool_t, const char*, xmlNode** out) {
+        return callbacks.run("", out);
+    };
+    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), -1);
+    EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
+    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), -1);
+    get_plugin_hooks()->conf_plugin_reply = [](int id, xmlNode*, xmlNode*) { return id + 1; };
+    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), 7);
+    std::optional<fault> no_memory;
+    callbacks.nodes = "<a/>";
+    callbacks.act = [&no_memory] { return no_memory.emplace(call::xml, ENOMEM), 0; };
+    EXPECT_EQ(conf_plg_get_value(handle_, path, &val), -1);
+    EXPECT_EQ(val.data, nullptr);
+    EXPECT_EQ(rows(";" + log(), ';'), rows(R"(
+        WARN: conf_send_reply is obsolete.
+        WARN: conf_send_reply is obsolete.
+        WARN: conf_send_reply is obsolete.
+        Create <data> node failed.)"));
+}

@@ -1,0 +1,102 @@
+// A registered plugin, and the daemon's end of its connection in the same thread.
+#pragma once
+
+#include "support/faults.h"
+#include "support/peer.h"
+#include "support/reports.h"
+
+#include "conf_api.h"
+#include "conf_plugin.h"
+#include "support/xml.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <regex>
+#include <vector>
+
+using lines = std::vector<std::string>;
+
+// The lines of a text, or what stands between other marks, without blanks around. The first character
+// is left out, so a raw string begins with a line end. And those of a table, cell by cell.
+lines rows(const std::string& text, char mark = '\n');
+template <std::size_t Columns> auto table(const std::string& text) {
+    std::vector<std::array<std::string, Columns>> result;
+    for (const std::string& row : rows(text))
+        std::ranges::copy(rows("|" + row, '|'), result.emplace_back().begin());
+    return result;
+}
+
+// A request with what stands in "params", and an answer; and the same as a frame.
+std::string rpc(const std::string& method, const std::string& params, int id);
+std::string reply(const std::string& outcome, int id);
+inline std::string answer(const std::string& outcome, int id) {
+    return frame_of(reply(outcome, id));
+}
+
+// New nodes for what stands in a text, and the text of a list of nodes.
+xmlNode* nodes_of(const std::string& text);
+std::string text_of(xmlNode* first);
+
+// The daemon: takes its turn whenever the plugin is about to wait. It then reads whatever has come,
+// and sends its answer once a whole frame is there.
+class daemon_side {
+public:
+    daemon_side();
+    ~daemon_side();
+
+    void will_answer(std::string bytes) { answer_ = std::move(bytes); }
+    // As much as the socket takes now, the rest turn by turn.
+    void send(const std::string& bytes);
+    void fall_asleep() { is_awake_ = false; }
+    // Once the plugin is connected, before its next call of the system, or a later one.
+    void hang_up(int calls = 1) { calls_left_ = calls; }
+
+    // The bodies of the frames that came since the last time, one behind the other.
+    std::string received();
+    int fd() const { return connection_.get(); }
+
+private:
+    void on_call(call which);
+    void read();
+
+    conf::unique_fd listener_{conf_plugin_service_enable()};
+    conf::unique_fd connection_;
+    std::string input_, output_, received_, answer_;
+    bool is_awake_ = true;
+    int calls_left_ = 0;
+};
+
+// What the callbacks of a plugin do: they note how they were called, hand nodes back, and act.
+struct callback_script {
+    std::string calls;
+    std::string nodes;
+    std::function<int()> act = [] { return 0; };
+
+    int run(const std::string& call, xmlNode** out = nullptr);
+};
+extern callback_script callbacks;
+
+// The plugin log takes everything, and all is gone again at the end.
+class PluginTest : public testing::Test {
+protected:
+    PluginTest();
+    ~PluginTest() override;
+
+    // Registers "ntp" and makes it active. What is sent and logged meanwhile is dropped.
+    void start(econf_plugin_subpub_info_t info = {}, bool is_active = true);
+
+    static conf_plugin_context_t* context() { return get_plugin_context(); }
+
+    // The plugin log since the last call, without the lines that each message, a new entry and the
+    // missing profile bring, or whole. Errors stand by their words alone.
+    static std::string log(bool is_whole = false);
+
+    // Those logs of run, once for each allocation of libxml2 that fails it. Like ones count once, and
+    // one of the two steps of making a frame is enough.
+    static lines logs_without_memory(const std::function<void()>& run);
+
+    descriptor_watch watch_;
+    daemon_side daemon_;
+};
