@@ -28,7 +28,8 @@ void start_bus(const char* directory) {
     if (child == 0) {
         (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
         (void)dup2(ready[1], STDOUT_FILENO);
-        (void)freopen("/dev/null", "w", stderr); // it may not raise its limits, and says so
+        if (freopen("/dev/null", "w", stderr) == NULL) // it may not raise its limits, and says so
+            _exit(127);
         (void)execlp("dbus-daemon", "dbus-daemon", config, "--nofork", "--print-address",
                      (char*)NULL);
         _exit(127);
