@@ -232,6 +232,7 @@ TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
 }
 
 TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
+    const conf_plugin_context_t* before = context();
     pid_t child = -1;
     callbacks.act = [&child] { return child = fork(), 0; };
     daemon_.send(frame_of(rpc("kickoff", "", 9)));
@@ -240,6 +241,7 @@ TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
         _exit(0);
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
     EXPECT_EQ(daemon_.received(), reply("<result/>", 9));
+    EXPECT_EQ(context(), before);
 }
 
 TEST_F(Dispatch, AnswersWithTheStepThatFailed) {

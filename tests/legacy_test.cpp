@@ -69,7 +69,7 @@ TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
         publish   | <type>operate</type><callback>3</callback><info><i/></info> | <data/>            | 0 | operate <i/>; | <error><code>-1</code><message>Copy &lt;data&gt; xml node failed.</message></error>
         publish   | <type>operate</type><callback>3</callback><info><i/></info> | <data><a/></data>  | 4 | operate <i/>; | <error><code>4</code><message>Service process failed.</message></error>)")) {
         callbacks.nodes = nodes;
-        callbacks.act = [&result] { return std::stoi(result); };
+        callbacks.act = [code = std::stoi(result)] { return code; };
         (void)daemon_.received();
         daemon_.send(frame_of(rpc(method, params, 9)));
         EXPECT_EQ(conf_run(nullptr, 0), 0);

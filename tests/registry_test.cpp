@@ -24,6 +24,7 @@ TEST_F(Registry, AProcessHasOneEntryMadeOnFirstUse) {
 
 TEST_F(Registry, AChildHasAnEntryOfItsOwn) {
     start();
+    const conf_plugin_context_t* before = context();
     const pid_t child = fork();
     if (child == 0)
         _exit(get_plugin_context() == nullptr ? 0 : 1);
@@ -31,6 +32,7 @@ TEST_F(Registry, AChildHasAnEntryOfItsOwn) {
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(plugin_log(), lines{text("INFO - Hash key = plugin_tid_%d.", child)});
+    EXPECT_EQ(context(), before);
 }
 
 TEST_F(Registry, TakesHooksOnce) {

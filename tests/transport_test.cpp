@@ -248,7 +248,7 @@ TEST_F(Transport, AnAnswerTakesTheErrorAlongInEveryCase) {
         EXPECT_EQ(daemon_.received(), body);
         EXPECT_TRUE(context()->err_code == 0 && context()->err_msg == nullptr);
     }
-    const auto respond = [this] { (void)_plugin_single_reply_send(plugin(), 1); };
+    const auto respond = [] { (void)_plugin_single_reply_send(plugin(), 1); };
     EXPECT_EQ(logs_without_memory([&] { context()->err_code = 5, respond(); }), rows(R"(
         Create <error> node failed.
         Create <code> node failed.
