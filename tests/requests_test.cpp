@@ -32,7 +32,7 @@ class Requests : public PluginTest {
 protected:
     // What was handed back, if anything.
     std::string taken() {
-        const std::string text = text_of(out_);
+        std::string text = text_of(out_);
         xmlFreeNodeList(std::exchange(out_, nullptr));
         return text;
     }
