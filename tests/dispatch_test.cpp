@@ -247,7 +247,7 @@ TEST_F(Dispatch, AnswersWithTheStepThatFailed) {
             is_hit = no_memory->hit() ? 1 : 0;
             no_memory.reset();
         }
-    found.erase(std::ranges::unique(found).begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     EXPECT_EQ(found, rows(R"(
         <error><code>-1</code><message>New &lt;result&gt; xml node failed.</message></error>
         <error><code>-1</code><message>New &lt;ok&gt; xml node failed.</message></error>
