@@ -1,7 +1,7 @@
 #include "conf_misc.h"
 
 #include "support/faults.h"
-#include "support/peer.h"
+#include "support/handle.h"
 #include "support/reports.h"
 
 #include <cerrno>
@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
 #include <sys/epoll.h>
+#include <sys/socket.h>
 
 TEST(Descriptor, StopsBlockingAndKeepsItsOtherFlags) {
     const conf::unique_fd fd{open("/var/tmp/flags", O_RDWR | O_CREAT | O_APPEND, 0600)};
@@ -25,9 +26,9 @@ TEST(Descriptor, StopsBlockingAndKeepsItsOtherFlags) {
 }
 
 TEST(Events, AreEdgeTriggeredAndCarryTheirIdentity) {
-    const auto ends = make_socket_pair();
+    const conf::unique_fd sock{socket(AF_UNIX, SOCK_STREAM, 0)};
     const conf::unique_fd set{epoll_create1(EPOLL_CLOEXEC)};
-    const int fd = ends.ours.get();
+    const int fd = sock.get();
     EXPECT_EQ(conf_event_reset(set.get(), fd, 3, -7), -1);
     constexpr std::tuple<int, int, unsigned int, unsigned long long> cases[] = {
         {0, 5, 0x80002000, 5},

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <grp.h>
 #include <libxml/xmlmemory.h>
 #include <pthread.h>
 #include <pwd.h>
@@ -21,9 +20,8 @@
 namespace {
 
 struct plan {
-    bool armed = false;
     bool hit = false;
-    int skip = 0;
+    int skip = -1; // nothing is to fail
     int error = 0;
 };
 
@@ -48,9 +46,8 @@ bool fails(call which) {
         is_watching = false;
     }
     plan& current = plan_of(which);
-    if (!current.armed || current.skip-- > 0)
+    if (current.skip < 0 || current.skip-- > 0)
         return false;
-    current.armed = false;
     current.hit = true;
     errno = current.error;
     return true;
@@ -71,10 +68,10 @@ char* xml_strdup(const char* text) { return fails(call::xml) ? nullptr : strdup(
 } // namespace
 
 fault::fault(call which, int error, int skip) : which_(which) {
-    plan_of(which) = {.armed = true, .hit = false, .skip = skip, .error = error};
+    plan_of(which) = {.hit = false, .skip = skip, .error = error};
 }
 
-fault::~fault() { plan_of(which_).armed = false; }
+fault::~fault() { plan_of(which_).skip = -1; }
 
 bool fault::hit() const { return plan_of(which_).hit; }
 
@@ -101,7 +98,6 @@ WRAP(epoll_wait, int, -1, (int epoll, epoll_event* events, int room, int wait_ms
 WRAP(fcntl, int, -1, (int fd, int action, long argument), fd, action, argument)
 WRAP(fopen, FILE*, nullptr, (const char* path, const char* mode), path, mode)
 WRAP(fstat, int, -1, (int fd, struct stat* status), fd, status)
-WRAP(getgrnam, group*, nullptr, (const char* name), name)
 WRAP(getpwuid, passwd*, nullptr, (uid_t uid), uid)
 WRAP(listen, int, -1, (int fd, int backlog), fd, backlog)
 WRAP(malloc, void*, nullptr, (std::size_t size), size)
@@ -110,11 +106,9 @@ WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_si
 WRAP(open, int, -1, (const char* path, int flags, mode_t mode), path, flags, mode)
 WRAP(pthread_mutex_init, int, errno, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), mutex, attributes)
 WRAP(read, ssize_t, -1, (int fd, void* bytes, std::size_t size), fd, bytes, size)
-WRAP(realloc, void*, nullptr, (void* memory, std::size_t size), memory, size)
 WRAP(semctl, int, -1, (int id, int index, int action, void* argument), id, index, action, argument)
 WRAP(semget, int, -1, (key_t key, int count, int flags), key, count, flags)
 WRAP(semop, int, -1, (int id, sembuf* operations, std::size_t count), id, operations, count)
-WRAP(sendto, ssize_t, -1, (int fd, const void* bytes, std::size_t size, int flags, const sockaddr* to, socklen_t to_size), fd, bytes, size, flags, to, to_size)
 WRAP(setsockopt, int, -1, (int fd, int level, int option, const void* value, socklen_t size), fd, level, option, value, size)
 WRAP(shmat, void*, MAP_FAILED, (int id, const void* at, int flags), id, at, flags)
 WRAP(shmget, int, -1, (key_t key, std::size_t size, int flags), key, size, flags)

@@ -4,11 +4,11 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <mutex>
 #include <regex>
 #include <utility>
 
@@ -16,24 +16,14 @@ namespace {
 
 constexpr const char* plugin_log_file = "/var/log/conf_plugin.log";
 
-std::mutex syslog_mutex;
 std::vector<std::string> syslog_lines;
 
 [[gnu::format(printf, 1, 0)]] std::string text_of(const char* format, va_list arguments) {
-    va_list again;
-    va_copy(again, arguments);
-    std::string result(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, again)), '\0');
-    va_end(again);
-    (void)std::vsnprintf(result.data(), result.size() + 1, format, arguments);
+    char* bytes = nullptr;
+    const int length = vasprintf(&bytes, format, arguments);
+    std::string result(bytes, static_cast<std::size_t>(length));
+    std::free(bytes);
     return result;
-}
-
-[[gnu::format(printf, 2, 0)]] void capture(int priority, const char* format, va_list arguments) {
-    const int saved = errno;
-    std::string line = "<" + std::to_string(priority) + ">" + text_of(format, arguments);
-    const std::lock_guard lock(syslog_mutex);
-    syslog_lines.push_back(std::move(line));
-    errno = saved;
 }
 
 // Each with where it leads, so that a leak can be recognised. The listing's own one is left out.
@@ -54,39 +44,22 @@ std::vector<std::string> open_descriptors() {
 // The program's own definitions come before those of the C library, for the static and the shared
 // library alike. <syslog.h> would bring inline forms of the same names.
 extern "C" {
-[[gnu::format(printf, 2, 3)]] void syslog(int priority, const char* format, ...);
 [[gnu::format(printf, 2, 0)]] void vsyslog(int priority, const char* format, va_list arguments);
-[[gnu::format(printf, 3, 4)]] void __syslog_chk(int priority, int flag, const char* format, ...);
 [[gnu::format(printf, 3, 0)]] void __vsyslog_chk(int priority, int flag, const char* format,
                                                  va_list arguments);
 
-void syslog(int priority, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    capture(priority, format, arguments);
-    va_end(arguments);
-}
-
 void vsyslog(int priority, const char* format, va_list arguments) {
-    capture(priority, format, arguments);
-}
-
-void __syslog_chk(int priority, int, const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    capture(priority, format, arguments);
-    va_end(arguments);
+    const int saved = errno;
+    syslog_lines.push_back(text("<%d>", priority) + text_of(format, arguments));
+    errno = saved;
 }
 
 void __vsyslog_chk(int priority, int, const char* format, va_list arguments) {
-    capture(priority, format, arguments);
+    vsyslog(priority, format, arguments);
 }
 }
 
-std::vector<std::string> captured_syslog() {
-    const std::lock_guard lock(syslog_mutex);
-    return std::exchange(syslog_lines, {});
-}
+std::vector<std::string> captured_syslog() { return std::exchange(syslog_lines, {}); }
 
 void expect_errors(std::vector<std::string> texts, int line) {
     for (std::string& words : texts)
