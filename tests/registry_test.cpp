@@ -3,42 +3,24 @@
 
 #include "conf_plugin/registry.h"
 
-#include <sys/wait.h>
-
 using namespace conf;
 
 using Registry = PluginTest;
 
 TEST_F(Registry, AProcessHasOneEntryMadeOnFirstUse) {
-    EXPECT_EQ(get_plugin_hooks(), nullptr);
-    EXPECT_EQ(get_plugin_context(), nullptr);
     const conf_plugin_data* entry = get_plugin_from_hash();
     _free_plugin_context(); // there is none
     EXPECT_EQ(get_plugin_from_hash(), entry);
-    del_plugin_from_hash();
     del_plugin_from_hash();
     EXPECT_NE(get_plugin_from_hash(), nullptr);
     const std::string made = text("INFO - Hash key = plugin_tid_%d.", getpid());
     EXPECT_EQ(plugin_log(), (lines{made, made}));
 }
 
-TEST_F(Registry, AChildHasAnEntryOfItsOwn) {
-    start();
-    const conf_plugin_context_t* before = context();
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(get_plugin_context() == nullptr ? 0 : 1);
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(plugin_log(), lines{text("INFO - Hash key = plugin_tid_%d.", child)});
-    EXPECT_EQ(context(), before);
-}
-
 TEST_F(Registry, TakesHooksOnce) {
-    EXPECT_EQ(conf_plugin_init_api(nullptr), -1);
     pelmd_plugin_callback_t hooks{};
     hooks.conf_plugin_save_deployment = [] { return 1; };
+    EXPECT_EQ(conf_plugin_init_api(nullptr), -1);
     conf_hash_tbl_t* const others = std::exchange(g_plugin_hash, nullptr);
     for (const int skip : {0, 1, 1}) { // the registry, the entry, the hooks
         const fault no_memory(call::malloc, ENOMEM, skip);

@@ -28,10 +28,16 @@ template <std::size_t Columns> auto table(const std::string& text) {
     return result;
 }
 
+// The texts but for empty ones and those like the one before.
+lines without_repeats(lines texts);
+
+// The id of the next request that the plugin sends.
+int next_id();
+
 // A request with what stands in "params", and an answer; and the same as a frame.
-std::string rpc(const std::string& method, const std::string& params, int id);
-std::string reply(const std::string& outcome, int id);
-inline std::string answer(const std::string& outcome, int id) {
+std::string rpc(const std::string& method, const std::string& params, int id = next_id());
+std::string reply(const std::string& outcome, int id = next_id());
+inline std::string answer(const std::string& outcome, int id = next_id()) {
     return frame_of(reply(outcome, id));
 }
 
@@ -78,19 +84,24 @@ struct callback_script {
 };
 extern callback_script callbacks;
 
+// A plugin's callbacks, one of each kind. Slots: 0 kick-off, 1 configuration, 2 empty, 3 status,
+// 4 operation.
+extern econf_plugin_subpub_info_t one_of_each;
+
 // The plugin log takes everything, and all is gone again at the end.
 class PluginTest : public testing::Test {
 protected:
     PluginTest();
     ~PluginTest() override;
 
-    // Registers "ntp" and makes it active. What is sent and logged meanwhile is dropped.
-    void start(econf_plugin_subpub_info_t info = {}, bool is_active = true);
+    // Registers "ntp" with one_of_each and makes it active. What is sent and logged meanwhile is
+    // dropped.
+    void start(bool is_active = true);
 
     static conf_plugin_context_t* context() { return get_plugin_context(); }
 
     // The plugin log since the last call, without the lines that each message, a new entry and the
-    // missing profile bring, or whole. Errors stand by their words alone.
+    // missing profile bring, or whole. Errors stand by their words alone, and an address is P.
     static std::string log(bool is_whole = false);
 
     // Those logs of run, once for each allocation of libxml2 that fails it. Like ones count once, and
