@@ -8,10 +8,9 @@ ends() {
     local wanted=$1 text=$2 status=0 output
     shift 2
     output=$("$@" 2>&1 </dev/null) || status=$?
-    if [[ $status != "$wanted" || $output != *"$text"* ]]; then
-        printf 'expected status %s and "%s", got %s:\n%s\n' "$wanted" "$text" "$status" "$output"
-        exit 1
-    fi
+    [[ $status == "$wanted" && $output == *"$text"* ]] && return
+    printf 'expected status %s and "%s", got %s:\n%s\n' "$wanted" "$text" "$status" "$output"
+    exit 1
 }
 
 ends 1 'wrong.sim:2: expected active nobody, got nothing within 1 ms' "$1" run --script wrong.sim

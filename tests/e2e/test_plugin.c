@@ -24,34 +24,34 @@ static char refusal[64];
 
 static const char* attribute(xmlNode* element, const char* name) {
     xmlAttr* found = xmlHasProp(element, BAD_CAST name);
-    return found == NULL ? "" : (const char*)found->children->content;
+    return found == NULL ? NULL : (const char*)found->children->content;
 }
 
 static int is(const xmlNode* element, const char* name) {
     return strcmp((const char*)element->name, name) == 0;
 }
 
+/* Prints the configuration, or the old one, and tells whether it holds what is to be refused. */
+static int print_tree(const char* label, int is_old, const char* path) {
+    xmlNode* tree = NULL;
+    xmlBuffer* text = xmlBufferCreate();
+    int result = econf_plugin_pull(is_old, path, &tree);
+    xmlNodeDump(text, NULL, tree, 0, 0);
+    printf(" %s %s", label, (const char*)xmlBufferContent(text));
+    result |= strstr((const char*)xmlBufferContent(text), refusal) != NULL;
+    xmlBufferFree(text);
+    xmlFreeNodeList(tree);
+    return result;
+}
+
 static int config(int session_id, int oper, int more, int priority, const char* path) {
-    xmlNode* now = NULL;
-    xmlNode* old = NULL;
-    xmlBuffer* texts = xmlBufferCreate();
-    if (econf_plugin_pull(0, path, &now) < 0 || econf_plugin_pull(1, path, &old) < 0)
-        return -1;
-    xmlBufferCat(texts, BAD_CAST "new ");
-    if (now != NULL)
-        xmlNodeDump(texts, NULL, now, 0, 0);
-    int refused = strstr((const char*)xmlBufferContent(texts), refusal) != NULL;
-    xmlBufferCat(texts, BAD_CAST " old ");
-    if (old != NULL)
-        xmlNodeDump(texts, NULL, old, 0, 0);
-    printf("session %d oper %d more %d priority %d %s %s\n", session_id, oper, more, priority, path,
-           (const char*)xmlBufferContent(texts));
-    xmlBufferFree(texts);
-    xmlFreeNodeList(now);
-    xmlFreeNodeList(old);
-    if (refused)
+    printf("session %d oper %d more %d priority %d %s", session_id, oper, more, priority, path);
+    int result = print_tree("new", 0, path);
+    (void)print_tree("old", 1, path);
+    printf("\n");
+    if (result > 0)
         econf_plugin_error(5, "refused <as> told");
-    return refused;
+    return result;
 }
 
 static int status(int session_id, const char* path, const char* filter, xmlNode** state) {
@@ -67,50 +67,45 @@ static int record_client(int pid) {
     return conf_clishm_create(4) < 0 || conf_save_client_info(&client) < 0;
 }
 
-static int write_to_daemon(int as_frame, const char* text) {
+static int write_frame(const char* text) {
     msg_head_t head = {CONF_MSG_MAGIC, (u32_t)strlen(text), 0, 0};
-    return (as_frame && write(sock, &head, sizeof head) < 0) || write(sock, text, strlen(text)) < 0;
+    return write(sock, &head, sizeof head) < 0 || write(sock, text, strlen(text)) < 0;
 }
 
-static int do_one(xmlNode* order, xmlNode* output) {
+static int do_one(xmlNode* order, xmlNode** found) {
     const char* text = conf_get_node_content(order);
     const char* path = attribute(order, "path");
-    xmlNode* found = NULL;
-    int result = 0;
-
     if (is(order, "pull"))
-        result = econf_plugin_pull(*attribute(order, "old") == '1', text, &found);
-    else if (is(order, "locate"))
-        result = econf_plugin_locate(0, text, &found);
-    else if (is(order, "push"))
-        result = econf_plugin_push(path, order->children);
-    else if (is(order, "deploy"))
-        result =
-            econf_plugin_config_deployment(path, atoi(attribute(order, "oper")), order->children);
-    else if (is(order, "save"))
-        result = econf_plugin_save_deployment();
-    else if (is(order, "copy"))
-        result = econf_plugin_copy_running_to_deployment(atoi(text));
-    else if (is(order, "client"))
-        result = record_client(atoi(text));
-    else if (is(order, "exit"))
+        return econf_plugin_pull(0, text, found);
+    if (is(order, "locate"))
+        return econf_plugin_locate(0, text, found);
+    if (is(order, "push"))
+        return econf_plugin_push(path, order->children);
+    if (is(order, "deploy"))
+        return econf_plugin_config_deployment(path, atoi(attribute(order, "oper")),
+                                              order->children);
+    if (is(order, "save"))
+        return econf_plugin_save_deployment();
+    if (is(order, "copy"))
+        return econf_plugin_copy_running_to_deployment(atoi(text));
+    if (is(order, "client"))
+        return record_client(atoi(text));
+    if (is(order, "frame"))
+        return write_frame(text);
+    if (is(order, "exit"))
         _exit(atoi(text));
-    else if (is(order, "garbage") || is(order, "frame"))
-        result = write_to_daemon(is(order, "frame"), text);
-    else if (is(order, "hang"))
-        (void)pause();
-    if (found != NULL)
-        xmlAddChildList(output, found);
-    return result;
+    return pause();
 }
 
 static int operate(int session_id, xmlNode* input, xmlNode** output) {
-    xmlNode* all = xmlNewNode(NULL, BAD_CAST "all");
     int result = 0;
     (void)session_id;
-    for (xmlNode* order = input; order != NULL && result == 0; order = order->next)
-        result = do_one(order, all);
-    *output = all;
+    *output = xmlNewNode(NULL, BAD_CAST "all");
+    for (xmlNode* order = input; order != NULL && result == 0; order = order->next) {
+        xmlNode* found = NULL;
+        result = do_one(order, &found);
+        xmlAddChildList(*output, found);
+    }
     return result;
 }
 
