@@ -11,6 +11,7 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <map>
+#include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
@@ -24,12 +25,10 @@ constexpr const char* profile = "/mnt/squash/local/etc/pelmd/pelmd.conf";
 const std::string no_lock = "<12>[WARN] Try to lock share memory failed(Invalid argument).\n";
 const std::string not_found = "<12>[WARN] Get client info from sshd(5) failed.\n";
 const std::string refused = "<11>[ERROR] Input parameter is not valid.\n";
+const std::string exists =
+    "<11>[ERROR] Allocate share memory for client-info failed(File exists).\n";
 const std::string full_0 = "<11>[ERROR] Share memory for client info is full(0).\n";
 const std::string full_2 = "<11>[ERROR] Share memory for client info is full(2).\n";
-
-std::string failed(const char* what, int error) {
-    return text("<11>[ERROR] %s failed(%s).\n", what, strerror(error));
-}
 
 bool save(int key, u32_t port = 7) {
     const auto n = static_cast<u32_t>(key);
@@ -90,7 +89,6 @@ class Table : public testing::Test {
 protected:
     Table() { std::ofstream(profile) << "{}"; }
     ~Table() override {
-        std::ofstream(profile) << "{}";
         conf_clishm_destroy();
         EXPECT_TRUE(segment() == -1 && semaphore() == -1);
         (void)captured_syslog();
@@ -99,7 +97,7 @@ protected:
 
 } // namespace
 
-TEST_F(Table, LiesInSharedMemoryAsOthersReadIt) {
+TEST_F(Table, LiesInSharedMemoryAsOthersReadItAndGoesWithItsCreator) {
     ASSERT_EQ(conf_clishm_create(2), 0);
     for (const int slots : {0, INT_MIN, 178956971}) {
         EXPECT_EQ(conf_clishm_create(slots), -1);
@@ -111,6 +109,13 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadIt) {
     EXPECT_THAT(std::vector(at, at + 13),
                 ElementsAre(2, 100, 0x5A020007, 100, 2, 3, ~100u, 0, 0, 0, 0, 0, 0));
     shmdt(at);
+    const int old_segment = segment();
+    const int old_semaphore = semaphore();
+    std::ofstream("/mnt/new") << "{}";
+    std::filesystem::rename("/mnt/new", profile); // and with it the key
+    conf_clishm_destroy();
+    EXPECT_EQ(shmat(old_segment, nullptr, 0), MAP_FAILED);
+    EXPECT_EQ(semctl(old_semaphore, 0, GETVAL), -1);
 }
 
 TEST_F(Table, KeepsEntriesUntilItIsFull) {
@@ -126,8 +131,7 @@ TEST_F(Table, KeepsEntriesUntilItIsFull) {
     EXPECT_FALSE(holds(5));
     EXPECT_TRUE(conf_get_client_info(5, nullptr) == -1 && conf_save_client_info(nullptr) == -1);
     EXPECT_THAT(captured_syslog(),
-                ElementsAre(full_0, failed("Allocate share memory for client-info", EEXIST), full_2,
-                            not_found, refused, refused));
+                ElementsAre(full_0, exists, full_2, not_found, refused, refused));
 }
 
 TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
@@ -139,7 +143,7 @@ TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
     for (const auto& [which, what] : steps) {
         const fault one(which, ENOSPC);
         EXPECT_EQ(conf_clishm_create(3), -1);
-        EXPECT_THAT(captured_syslog(), ElementsAre(failed(what, ENOSPC)));
+        expect_errors({text("%s failed(No space left on device).", what)});
         EXPECT_TRUE(segment() == -1 && semaphore() == -1);
     }
 }
@@ -149,14 +153,17 @@ TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
     int* const count = static_cast<int*>(shmat(segment(), nullptr, 0));
     *count = -1;
     EXPECT_FALSE(save(5));
-    EXPECT_THAT(captured_syslog(), ElementsAre(full_0));
-    const std::tuple<const char*, int, std::function<void()>> failures[] = {
-        {"Attach share memory of client-info", EINVAL, [=] { *count = 3; }},
-        {"Get semaphore of client-info", ENOENT, [] { semctl(semaphore(), 0, IPC_RMID); }},
-        {"Get share memory of client-info", ENOENT, [] { shmctl(segment(), IPC_RMID, nullptr); }},
-        {"Generated share memory key", ENOENT, [] { std::filesystem::remove(profile); }}};
-    for (const auto& [what, error, spoil] : failures) {
-        const std::string report = failed(what, error);
+    expect_errors({"Share memory for client info is full(0)."});
+    const std::pair<const char*, std::function<void()>> failures[] = {
+        {"Attach share memory of client-info failed(Invalid argument)", [=] { *count = 3; }},
+        {"Get semaphore of client-info failed(No such file or directory)",
+         [] { semctl(semaphore(), 0, IPC_RMID); }},
+        {"Get share memory of client-info failed(No such file or directory)",
+         [] { shmctl(segment(), IPC_RMID, nullptr); }},
+        {"Generated share memory key failed(No such file or directory)",
+         [] { std::filesystem::remove(profile); }}};
+    for (const auto& [words, spoil] : failures) {
+        const std::string report = text("<11>[ERROR] %s.\n", words);
         spoil();
         EXPECT_FALSE(save(5) || holds(5));
         conf_free_client_info(5);
@@ -166,29 +173,21 @@ TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
         EXPECT_TRUE(shmctl(segment(), IPC_STAT, &memory) == -1 || memory.shm_nattch == 1);
     }
     EXPECT_EQ(conf_clishm_create(2), -1);
-    EXPECT_THAT(captured_syslog(), ElementsAre(failed("Generated share memory key", ENOENT)));
+    expect_errors({"Generated share memory key failed(No such file or directory)."});
     shmdt(count);
 }
 
-// The profile was replaced meanwhile, and with it the key.
-TEST_F(Table, OutlivesSignalsAndGoesWithItsCreator) {
+TEST_F(Table, OutlivesSignalsAndReportsALockThatFails) {
     ASSERT_EQ(conf_clishm_create(2), 0);
     const fault interrupted(call::semop, EINTR);
     EXPECT_TRUE(save(5) && interrupted.hit());
     const fault unlocking(call::semop, EIDRM, 1);
     EXPECT_TRUE(save(6));
-    const int old_segment = segment();
-    std::ofstream("/mnt/new") << "{}";
-    std::filesystem::rename("/mnt/new", profile);
-    start([] { return conf_clishm_destroy(), true; });
-    EXPECT_THAT(ends(), ElementsAre(std::pair{0, 1}));
-    shmid_ds memory;
-    EXPECT_EQ(shmctl(old_segment, IPC_STAT, &memory), 0);
-    EXPECT_NE(memory.shm_perm.mode & SHM_DEST, 0);
-    EXPECT_FALSE(save(7));
+    const fault locking(call::semop, EINVAL);
+    EXPECT_FALSE(holds(6));
     EXPECT_THAT(captured_syslog(),
                 ElementsAre("<12>[WARN] Unlock share memory failed(Identifier removed).\n", no_lock,
-                            full_2));
+                            "<12>[WARN] Get client info from sshd(6) failed.\n"));
 }
 
 TEST_F(Table, LosesNothingWhenManyUseItAndSomeDieWithTheLock) {

@@ -1,7 +1,7 @@
 /*
  * A plugin that scripts steer: test_plugin NAME PRIORITY [MODE]
  *
- * It prints what it is told about, refuses a configuration that holds "refuse NAME", and carries out
+ * It prints what it is told about, refuses a configuration that holds its NAME, and carries out
  * what the input of its operation /test/do asks for, one element each.
  */
 #define _GNU_SOURCE
@@ -20,15 +20,15 @@
 #include <unistd.h>
 
 static int sock;
-static char refusal[64];
+static const char* name;
 
-static const char* attribute(xmlNode* element, const char* name) {
-    xmlAttr* found = xmlHasProp(element, BAD_CAST name);
+static const char* attribute(xmlNode* element, const char* key) {
+    xmlAttr* found = xmlHasProp(element, BAD_CAST key);
     return found == NULL ? NULL : (const char*)found->children->content;
 }
 
-static int is(const xmlNode* element, const char* name) {
-    return strcmp((const char*)element->name, name) == 0;
+static int is(const xmlNode* element, const char* order) {
+    return strcmp((const char*)element->name, order) == 0;
 }
 
 /* Prints the configuration, or the old one, and tells whether it holds what is to be refused. */
@@ -38,7 +38,7 @@ static int print_tree(const char* label, int is_old, const char* path) {
     int result = econf_plugin_pull(is_old, path, &tree);
     xmlNodeDump(text, NULL, tree, 0, 0);
     printf(" %s %s", label, (const char*)xmlBufferContent(text));
-    result |= strstr((const char*)xmlBufferContent(text), refusal) != NULL;
+    result |= strstr((const char*)xmlBufferContent(text), name) != NULL;
     xmlBufferFree(text);
     xmlFreeNodeList(tree);
     return result;
@@ -121,11 +121,11 @@ int main(int argc, char** argv) {
     econf_plugin_subpub_info_t info = {configs, states, operations, kick_off};
     struct pollfd ready = {.events = POLLIN | POLLRDHUP};
 
-    snprintf(refusal, sizeof refusal, "refuse %s", argv[1]);
+    name = argv[1];
     signal(SIGPIPE, SIG_IGN);
     setvbuf(stdout, NULL, _IOLBF, 0);
     econf_plugin_config_debug(DBG_ALL, 1);
-    sock = ready.fd = econf_plugin_init(argv[1], &info);
+    sock = ready.fd = econf_plugin_init(name, &info);
     if (sock < 0 || econf_plugin_activate(argc > 3 ? atoi(argv[3]) : ACTIVATE_WITH_NONE) < 0) {
         econf_plugin_close();
         return 4;

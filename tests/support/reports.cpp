@@ -1,6 +1,5 @@
 #include "support/reports.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -26,17 +25,9 @@ std::vector<std::string> syslog_lines;
     return result;
 }
 
-// Each with where it leads, so that a leak can be recognised. The listing's own one is left out.
-std::vector<std::string> open_descriptors() {
-    std::vector<std::string> result;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        std::error_code error;
-        const auto target = std::filesystem::read_symlink(entry.path(), error).string();
-        if (!target.ends_with("/fd"))
-            result.push_back(entry.path().filename().string() + " -> " + target);
-    }
-    std::ranges::sort(result);
-    return result;
+// With the listing's own one.
+std::ptrdiff_t open_descriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // What the library reports, and descriptors that it should have closed.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -27,5 +28,5 @@ public:
     ~descriptor_watch();
 
 private:
-    std::vector<std::string> before_;
+    std::ptrdiff_t before_;
 };
