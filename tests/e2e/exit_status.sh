@@ -20,6 +20,4 @@ ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
     bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
-ends 2 'cannot read none.xml' "$1" run --config none.xml
-ends 2 'subcommand' "$1"
 ends 0 '' "$1" run --working-dir /var/tmp/elsewhere -- true

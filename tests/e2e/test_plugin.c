@@ -19,7 +19,6 @@
 #include <string.h>
 #include <unistd.h>
 
-static int sock;
 static const char* name;
 
 static const char* attribute(xmlNode* element, const char* key) {
@@ -67,11 +66,6 @@ static int record_client(int pid) {
     return conf_clishm_create(4) < 0 || conf_save_client_info(&client) < 0;
 }
 
-static int write_frame(const char* text) {
-    msg_head_t head = {CONF_MSG_MAGIC, (u32_t)strlen(text), 0, 0};
-    return write(sock, &head, sizeof head) < 0 || write(sock, text, strlen(text)) < 0;
-}
-
 static int do_one(xmlNode* order, xmlNode** found) {
     const char* text = conf_get_node_content(order);
     const char* path = attribute(order, "path");
@@ -90,8 +84,6 @@ static int do_one(xmlNode* order, xmlNode** found) {
         return econf_plugin_copy_running_to_deployment(atoi(text));
     if (is(order, "client"))
         return record_client(atoi(text));
-    if (is(order, "frame"))
-        return write_frame(text);
     if (is(order, "exit"))
         _exit(atoi(text));
     return pause();
@@ -125,8 +117,8 @@ int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);
     setvbuf(stdout, NULL, _IOLBF, 0);
     econf_plugin_config_debug(DBG_ALL, 1);
-    sock = ready.fd = econf_plugin_init(name, &info);
-    if (sock < 0 || econf_plugin_activate(argc > 3 ? atoi(argv[3]) : ACTIVATE_WITH_NONE) < 0) {
+    ready.fd = econf_plugin_init(name, &info);
+    if (ready.fd < 0 || econf_plugin_activate(argc > 3 ? atoi(argv[3]) : ACTIVATE_WITH_NONE) < 0) {
         econf_plugin_close();
         return 4;
     }
