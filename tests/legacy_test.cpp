@@ -87,10 +87,10 @@ TEST_F(Legacy, TheLoopBeginsWithWhatIsLeftAndServesUntilTheConnectionEnds) {
     (void)log();
     callbacks.act = [this] { // after the frame that it does not see yet
         if (callbacks.calls == "kick-off;")
-            daemon_.send(kick_off);
+            daemon_.will_answer(kick_off);
         return 0;
     };
-    const fault interrupted(call::epoll_wait, EINTR);
+    const fault interrupted(call::epoll_wait, EINTR, 1); // behind the wait for the first answer
     EXPECT_EQ(conf_run(handle_, 1), 0);
     EXPECT_EQ(callbacks.calls, "kick-off;kick-off;");
     EXPECT_EQ(last_wait_ms(), -1);

@@ -8,25 +8,20 @@ namespace {
 
 xmlNode failed_result; // not for the caller to see
 
-int note(const std::string& call) { return (void)callbacks.run(call), 7; }
+std::string shown(long long number) { return std::to_string(number); }
+std::string shown(const char* text) { return text; }
+std::string shown(xmlNode* node) { return text_of(node); }
+std::string shown(xmlNode** out) {
+    *out = callbacks.nodes.empty() ? &failed_result : nodes_of(callbacks.nodes);
+    return "";
+}
 
-pelmd_plugin_callback_t all_hooks = {
-    [](bool_t old, const char* path, xmlNode** out) {
-        *out = &failed_result;
-        return note(text("%u%s", old, path));
-    },
-    [](bool_t old, const char* path, xmlNode** out) {
-        return callbacks.run(text("%u%s", old, path), out);
-    },
-    [](const char* path, xmlNode* data) { return note(path + text_of(data)); },
-    [](const char* path, int oper, xmlNode* data) {
-        return note(text("%s%d", path, oper) + text_of(data));
-    },
-    [] { return note("save"); },
-    [](int override) { return note(std::to_string(override)); },
-    [](int code, const char* message) { (void)note(std::to_string(code) + message); },
-    nullptr,
-};
+// Any of the hooks: notes what it is given.
+template <class Result, class... Arguments> Result hook(Arguments... arguments) {
+    return static_cast<Result>(callbacks.run((std::string() + ... + shown(arguments))));
+}
+
+pelmd_plugin_callback_t all_hooks = {hook, hook, hook, hook, hook, hook, hook, nullptr};
 
 class Requests : public PluginTest {
 protected:
@@ -53,7 +48,7 @@ protected:
         pull                       | 0/a;               | pull                      | <path>/a</path>
         push                       | /a<x>1</x>t&lt;;   | push                      | <path>/a</path><data><x>1</x>t&lt;</data>
         config_deployment          | /a-1<x>1</x>t&lt;; | config_deployment         | <path>/a</path><oper-type>update</oper-type><data><x>1</x>t&lt;</data>
-        save_deployment            | save;              | save_deployment           |
+        save_deployment            | ;                  | save_deployment           |
         copy_running_to_deployment | -1;                | copy_deployment_to_memory | <override>0</override>)");
 };
 
@@ -82,11 +77,12 @@ TEST_F(Requests, NeedAnActivePluginOrTheirHooks) {
 
 TEST_F(Requests, GoToTheHooksOfALocalPlugin) {
     EXPECT_EQ(conf_plugin_init_api(&all_hooks), 0);
-    callbacks.nodes = "<x/>";
     for (std::size_t i = 0; i < 6; ++i) {
-        EXPECT_EQ(calls_[i](), i == 1 ? 0 : 7);
+        callbacks.nodes = i == 1 ? "<x/>" : "";
+        callbacks.act = [i] { return i == 1 ? 0 : 7; };
+        EXPECT_EQ(calls_[i](), callbacks.act());
         EXPECT_EQ(std::exchange(callbacks.calls, ""), facts_[i][1]);
-        EXPECT_EQ(taken(), i == 1 ? "<x/>" : "");
+        EXPECT_EQ(taken(), callbacks.nodes);
     }
     econf_plugin_error(-3, "no%n");
     EXPECT_EQ(callbacks.calls, "-3no%n;");
