@@ -105,6 +105,7 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadItAndGoesWithItsCreator) {
                   text("<11>[ERROR] Input parameter is not valid(num=%d).\n", slots));
     }
     ASSERT_TRUE(save(100, 0x8001));
+    EXPECT_EQ(semctl(semaphore(), 0, GETVAL), 1);
     const auto* at = static_cast<u32_t*>(shmat(segment(), nullptr, SHM_RDONLY));
     EXPECT_THAT(std::vector(at, at + 13),
                 ElementsAre(2, 100, 0x5A020007, 100, 2, 3, ~100u, 0, 0, 0, 0, 0, 0));
