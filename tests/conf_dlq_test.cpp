@@ -3,6 +3,7 @@
 
 #include "support/reports.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 TEST(Queue, ReportsSomeBadArgumentsAndIgnoresOthers) {
@@ -28,16 +29,16 @@ TEST(Queue, ReportsSomeBadArgumentsAndIgnoresOthers) {
         EXPECT_EQ(conf_dlq_append(in, node), -1);
         expect_errors({report});
     }
-    const auto free_func = [](void*) { FAIL(); };
+    conf_dlq_init(nullptr);
+    conf_dlq_free(nullptr, free);
+    conf_dlq_free(&list, nullptr);
     EXPECT_EQ(conf_dlq_head(nullptr), nullptr);
     EXPECT_EQ(conf_dlq_tail(nullptr), nullptr);
-    conf_dlq_init(nullptr);
-    conf_dlq_free(nullptr, free_func);
-    conf_dlq_free(&list, nullptr);
-    void *list_address = &list, *func_address = reinterpret_cast<void*>(+free_func);
-    expect_errors({"Error input parameter.", "Error input parameter.",
+    void *list_address = &list, *func_address = reinterpret_cast<void*>(free);
+    expect_errors({"Error input parameter.",
                    text("Error input parameter(list=(nil), free_func=%p).", func_address),
-                   text("Error input parameter(list=%p, free_func=(nil)).", list_address)});
-    EXPECT_TRUE(list.num == 1 && list.head == &here && list.tail == &here);
-    EXPECT_TRUE(other.num == 1 && other.head == &there && other.tail == &there);
+                   text("Error input parameter(list=%p, free_func=(nil)).", list_address),
+                   "Error input parameter."});
+    for (const auto& [kept, node] : {std::pair{&list, &here}, {&other, &there}})
+        EXPECT_TRUE(kept->num == 1 && kept->head == node && kept->tail == node);
 }

@@ -95,11 +95,11 @@ TEST_F(Hash, ReportsNullArgumentsOfAddAlone) {
         {nullptr, key_, value_}, {table_, nullptr, value_}, {table_, key_, nullptr}};
     for (const auto& [table, key, value] : cases) {
         void *key_address = key, *value_address = value;
+        conf_hash_del(table, key);
+        EXPECT_EQ(conf_hash_get(table, key), nullptr);
         EXPECT_EQ(conf_hash_add(table, key, value, 0), -1);
         expect_errors(
             {text("Error input parameter(key=%p, data=%p).", key_address, value_address)});
-        EXPECT_EQ(conf_hash_get(table, key), nullptr);
-        conf_hash_del(table, key);
     }
     conf_hash_destroy(nullptr);
 }

@@ -10,29 +10,27 @@
 static constexpr u32_t most = (UINT32_MAX - sizeof(conf_vec_t)) / sizeof(conf_vec_node_t);
 
 TEST(Vector, ReportsBadArguments) {
-    for (u32_t size : {0u, most + 1, UINT32_MAX}) {
-        EXPECT_EQ(conf_vector_create(size), nullptr);
-        expect_errors({text("Error input parameter(size=%d).", static_cast<int>(size))});
-    }
     conf_vec_t *none = nullptr, *vector = conf_vector_create(2);
-    const std::pair<conf_vec_t**, void*> adds[] = {
-        {nullptr, &none}, {&none, &none}, {&vector, nullptr}};
-    for (const auto& [in, data] : adds) {
-        void* address = in;
-        EXPECT_EQ(conf_vector_add(in, data), -1);
-        expect_errors({text("Error input parameter(vector=%p, data=%p).", address, data)});
-    }
-    for (const auto& [in, idx] : {std::pair{vector, 2u}, {vector, UINT32_MAX}, {none, 0u}}) {
-        void* address = in;
-        const auto report =
-            text("Error input parameter(vector=%p, index=%d).", address, static_cast<int>(idx));
-        EXPECT_EQ(conf_vector_get(in, idx), nullptr);
-        EXPECT_EQ(conf_vector_remove(in, idx), -1);
-        expect_errors({report, report});
-    }
+    void *none_address = &none, *vector_address = &vector;
+    EXPECT_EQ(conf_vector_create(0), nullptr);
+    EXPECT_EQ(conf_vector_create(most + 1), nullptr);
+    EXPECT_EQ(conf_vector_create(UINT32_MAX), nullptr);
+    EXPECT_EQ(conf_vector_add(nullptr, &none), -1);
+    EXPECT_EQ(conf_vector_add(&none, &none), -1);
+    EXPECT_EQ(conf_vector_add(&vector, nullptr), -1);
+    EXPECT_EQ(conf_vector_get(nullptr, 0), nullptr);
+    EXPECT_EQ(conf_vector_remove(nullptr, UINT32_MAX), -1);
     EXPECT_EQ(conf_vector_size(nullptr), 0);
     conf_vector_destroy(nullptr, [](void*) { FAIL(); });
-    expect_errors({"Error input parameter(vector=(nil)).", "Error input parameter."});
+    expect_errors({"Error input parameter(size=0).",
+                   text("Error input parameter(size=%d).", static_cast<int>(most + 1)),
+                   "Error input parameter(size=-1).",
+                   text("Error input parameter(vector=(nil), data=%p).", none_address),
+                   text("Error input parameter(vector=%p, data=%p).", none_address, none_address),
+                   text("Error input parameter(vector=%p, data=(nil)).", vector_address),
+                   "Error input parameter(vector=(nil), index=0).",
+                   "Error input parameter(vector=(nil), index=-1).",
+                   "Error input parameter(vector=(nil)).", "Error input parameter."});
     conf_vector_destroy(vector, nullptr);
 }
 
