@@ -137,16 +137,25 @@ void use_table(input& in) {
     while (!in.is_used_up()) {
         const auto choice = in.below(255); // of few keys, so that most are met again
         std::string key(choice % 3, static_cast<char>(120 + choice % 16));
-        std::string value(in.below(4), static_cast<char>(choice));
+        std::string value(in.below(8), static_cast<char>(choice));
+        auto* const stored = static_cast<char*>(conf_hash_get(table, key.data()));
         const auto known = std::ranges::find(model, key, &entries::value_type::first);
-        require((conf_hash_get(table, key.data()) != nullptr) == (known != model.end()));
-        if (known != model.end())
+        require((stored != nullptr) == (known != model.end()));
+        const std::string old = stored != nullptr ? known->second : "";
+        if (stored != nullptr)
             model.erase(known);
         if (choice % 5 < 2) {
             conf_hash_del(table, key.data());
         } else {
-            require(conf_hash_add(table, key.data(), value.data(),
-                                  static_cast<u32_t>(value.size())) == 0);
+            char *from_key = key.data(), *from = value.data();
+            if (stored != nullptr && in.flag()) { // out of the entry's own block
+                from = from_key = stored - key.size() - 1;
+                value = std::string(from, std::min(value.size(), key.size() + 1 + old.size()));
+            }
+            const auto size = static_cast<u32_t>(value.size());
+            require(conf_hash_add(table, from_key, from, size) == 0);
+            const bool is_in_place = conf_hash_get(table, key.data()) == stored;
+            require(is_in_place == (stored != nullptr && value.size() == old.size()));
             model.emplace_back(key, value);
         }
         check_table(*table, model);

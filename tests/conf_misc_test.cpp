@@ -34,7 +34,7 @@ TEST(Events, AreEdgeTriggeredAndCarryTheirIdentity) {
         {0, 5, 0x80002000, 5},
         {1, 0, 0x80002001, 0},
         {2, INT_MAX, 0x80002004, INT_MAX},
-        {3, -1, 0x80002005, 0xFFFFFFFF},
+        {3, -1, 0x80002005, ~0u},
         {~3, 1, 0x80002000, 1}};
     for (const auto& [event, para, events, data] : cases) {
         EXPECT_EQ((para == 5 ? conf_event_add : conf_event_reset)(set.get(), fd, event, para), 0);
@@ -68,17 +68,16 @@ TEST(Clock, CountsMicrosecondsOfTheEpoch) {
 }
 
 TEST(NodeContent, IsTheFirstChildWhenThatIsAText) {
-    const std::string document =
-        "<r a='v'><t>abc<x/></t><n/><c><!--c-->abc</c><d><![CDATA[abc]]></d><e><x/>abc</e></r>";
-    xmlDoc* doc = xmlReadDoc(BAD_CAST document.c_str(), nullptr, nullptr, 0);
-    xmlNode* node = xmlDocGetRootElement(doc);
-    EXPECT_STREQ(conf_get_node_content(reinterpret_cast<xmlNode*>(node->properties)), "v");
-    node = node->children;
+    xmlDoc* doc = xmlReadDoc(
+        BAD_CAST "<r a='v'><t>abc<x/></t><n/><c><!--c-->abc</c><d><![CDATA[abc]]></d></r>", nullptr,
+        nullptr, 0);
+    xmlNode* root = xmlDocGetRootElement(doc);
+    EXPECT_STREQ(conf_get_node_content(reinterpret_cast<xmlNode*>(root->properties)), "v");
+    xmlNode* node = root->children;
     EXPECT_EQ(conf_get_node_content(node), reinterpret_cast<char*>(node->children->content));
     EXPECT_EQ(conf_get_node_content(node->children), nullptr); // not of the text itself
-    while ((node = node->next) != nullptr)
-        EXPECT_EQ(conf_get_node_content(node), nullptr) << node->name;
-    EXPECT_EQ(conf_get_node_content(nullptr), nullptr);
+    for (; node != nullptr; node = node->next)
+        EXPECT_EQ(conf_get_node_content(node->next), nullptr);
     xmlFreeDoc(doc);
 }
 
