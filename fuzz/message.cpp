@@ -10,6 +10,7 @@
 #include <deque>
 
 using conf::unique_node;
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -47,7 +48,7 @@ std::string arrived(input& in) {
         "<params>",  "</params>",   "&e;",      "&lt;",
         "<![CDATA[", "]]>",         "<!--",     "-->",
         "x",         "\xC3",        "<id/>",    "\n",
-        {"", 1}};
+        "\0"sv};
     const auto kind = in.below(8);
     if (kind == 0)
         return in.rest();
