@@ -10,7 +10,6 @@
 #include "support/xml.h"
 
 #include <cerrno>
-#include <cstring>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/socket.h>
@@ -30,6 +29,10 @@ void give_to_sudo(const char* path) noexcept {
     if (sudo != nullptr &&
         chown(unix_address(path).sun_path, static_cast<uid_t>(-1), sudo->gr_gid) < 0)
         syslog_warning("[WARN] Fail to change group into sudo for agent sock path\n");
+}
+
+failure child_failure(const char* name) noexcept {
+    return syslog_failure("[ERROR] Create child node <%s> failed.\n", name);
 }
 
 // Out of memory, libxml2 may hand out namespaces and attributes without their texts.
@@ -67,7 +70,7 @@ xmlNode* conf_agent_build_rpc(const char* oper_name, int msg_seq) noexcept {
     if (own == nullptr)
         return syslog_failure("[ERROR] Create namepsace <%s> failed.\n", private_uri);
     if (add_empty(rpc.get(), oper_name, own) == nullptr)
-        return syslog_failure("[ERROR] Create child node <%s> failed.\n", oper_name);
+        return child_failure(oper_name);
     return rpc.release();
 }
 
@@ -89,15 +92,22 @@ int conf_agent_dump_xml(conf_buffer_t** buffer, xmlNode* node, int seq) noexcept
     return -1;
 }
 
+// Appends a whole request.
+int put_rpc(conf_buffer_t** buffer, xmlNode* rpc, const char* name, int seq) noexcept {
+    if (conf_agent_dump_xml(buffer, rpc, seq) < 0)
+        return syslog_failure("[ERROR] Dump xml to message for <%s> failed.\n", name);
+    return 0;
+}
+
 } // namespace
 
 int conf_agent_init(void) {
     (void)conf_load_config(nullptr); // without a usable profile the built-in path is right
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!sock)
-        return syslog_failure("[ERROR] Create socket failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Create socket failed(%s).\n", errno_text());
     if (!connect_path(sock.get(), g_conf_agent_socket))
-        return syslog_failure("[ERROR] Connect to agent sock addr failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Connect to agent sock addr failed(%s).\n", errno_text());
     syslog_debug("[DEBUG] Agent connect to agent sock addr success.\n");
     return sock.release();
 }
@@ -111,12 +121,12 @@ void conf_agent_exit(int sock) {
 int conf_agent_service_enable(void) {
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!sock)
-        return syslog_failure("[ERROR] Create agent socket failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Create agent socket failed(%s).\n", errno_text());
     if (!bind_path(sock.get(), g_conf_agent_socket))
-        return syslog_failure("[ERROR] Bind agent socket failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Bind agent socket failed(%s).\n", errno_text());
     give_to_sudo(g_conf_agent_socket);
     if (listen(sock.get(), backlog) < 0)
-        return syslog_failure("[ERROR] Listen agent socket failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Listen agent socket failed(%s).\n", errno_text());
     if (conf_non_block_fd(sock.get()) < 0)
         return syslog_failure("[ERROR] Set agent service socket to nonblock failed.\n");
     return sock.release();
@@ -135,16 +145,13 @@ int conf_agent_build_session(conf_buffer_t** buffer, int msg_seq) {
     errno = 0; // stays so when the user is just unknown
     const passwd* user = getpwuid(getuid());
     if (user == nullptr)
-        return syslog_failure("[ERROR] Get login user information failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Get login user information failed(%s).\n", errno_text());
     xmlNode* session = rpc.get()->children;
     if (add_text(session, "username", user->pw_name) == nullptr)
-        return syslog_failure("[ERROR] Create child node <username> failed.\n");
-    char digits[64];
-    if (add_text(session, "agent-ppid", conf_itoa(getppid(), digits, sizeof digits)) == nullptr)
-        return syslog_failure("[ERROR] Create child node <agent-ppid> failed.\n");
-    if (conf_agent_dump_xml(buffer, rpc.get(), msg_seq) < 0)
-        return syslog_failure("[ERROR] Dump xml to message for <create-session> failed.\n");
-    return 0;
+        return child_failure("username");
+    if (add_number(session, "agent-ppid", getppid()) == nullptr)
+        return child_failure("agent-ppid");
+    return put_rpc(buffer, rpc.get(), "create-session", msg_seq);
 }
 
 int conf_agent_build_notify_rpc(conf_buffer_t** buffer, int seq) {
@@ -156,16 +163,12 @@ int conf_agent_build_notify_rpc(conf_buffer_t** buffer, int seq) {
         return syslog_failure("[ERROR] [RE]Create namepsace <%s> failed.\n", notification_uri);
     if (add_empty(rpc.get(), "create-subscription", notification) == nullptr)
         return syslog_failure("[ERROR] Create child node failed.\n");
-    if (conf_agent_dump_xml(buffer, rpc.get(), seq) < 0)
-        return syslog_failure("[ERROR] Dump xml to message for <create-subscription> failed.\n");
-    return 0;
+    return put_rpc(buffer, rpc.get(), "create-subscription", seq);
 }
 
 int conf_agent_build_capability(conf_buffer_t** buffer, int msg_seq) {
     const secret_node rpc{conf_agent_build_rpc("get-capability", msg_seq)};
     if (!rpc)
         return syslog_failure("[ERROR] Create root node <rpc> failed.\n");
-    if (conf_agent_dump_xml(buffer, rpc.get(), msg_seq) < 0)
-        return syslog_failure("[ERROR] Dump xml to message for <get-capability> failed.\n");
-    return 0;
+    return put_rpc(buffer, rpc.get(), "get-capability", msg_seq);
 }

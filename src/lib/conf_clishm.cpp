@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
@@ -72,7 +71,7 @@ bool use_existing_slots() noexcept {
     if (shmctl(client_info.shmid, IPC_STAT, &segment) < 0)
         return false;
     const long long room = static_cast<long long>(segment.shm_segsz) - count_bytes;
-    if (num > room / static_cast<long long>(sizeof(conf_cli_info_t))) {
+    if (static_cast<long long>(sizeof(conf_cli_info_t)) * num > room) {
         errno = EINVAL;
         return false;
     }
@@ -83,18 +82,17 @@ bool use_existing_slots() noexcept {
 int find_table() noexcept {
     const key_t key = table_key();
     if (key == no_key)
-        return syslog_failure("[ERROR] Generated share memory key failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Generated share memory key failed(%s).\n", errno_text());
     client_info.shmid = shmget(key, 0, access_mode);
     if (client_info.shmid < 0)
         return syslog_failure("[ERROR] Get share memory of client-info failed(%s).\n",
-                              strerror(errno));
+                              errno_text());
     client_info.semid = semget(key, 0, access_mode);
     if (client_info.semid < 0)
-        return syslog_failure("[ERROR] Get semaphore of client-info failed(%s).\n",
-                              strerror(errno));
+        return syslog_failure("[ERROR] Get semaphore of client-info failed(%s).\n", errno_text());
     if (!map_segment() || !use_existing_slots())
         return syslog_failure("[ERROR] Attach share memory of client-info failed(%s).\n",
-                              strerror(errno));
+                              errno_text());
     return 0;
 }
 
@@ -109,7 +107,7 @@ void conf_clishm_attach() noexcept {
         conf_clishm_dettach();
 }
 
-int move_semaphore(short step) noexcept {
+[[gnu::noinline]] int move_semaphore(short step) noexcept {
     sembuf operation{.sem_num = 0, .sem_op = step, .sem_flg = SEM_UNDO};
     return semop(client_info.semid, &operation, 1);
 }
@@ -118,7 +116,7 @@ bool conf_clishm_lock() noexcept {
     while (move_semaphore(-1) < 0) {
         if (errno == EINTR)
             continue;
-        syslog_warning("[WARN] Try to lock share memory failed(%s).\n", strerror(errno));
+        syslog_warning("[WARN] Try to lock share memory failed(%s).\n", errno_text());
         return false;
     }
     return true;
@@ -126,20 +124,21 @@ bool conf_clishm_lock() noexcept {
 
 void conf_clishm_unlock() noexcept {
     if (move_semaphore(1) < 0)
-        syslog_warning("[WARN] Unlock share memory failed(%s).\n", strerror(errno));
+        syslog_warning("[WARN] Unlock share memory failed(%s).\n", errno_text());
 }
 
 // The table for the time of one call: attached, unless the process is anyway, and locked.
 class locked_table {
 public:
-    locked_table() noexcept : attached_here_(client_info.info == nullptr) {
+    // In line, so that the object stays in registers.
+    [[gnu::always_inline]] locked_table() noexcept : attached_here_(client_info.info == nullptr) {
         if (attached_here_)
             conf_clishm_attach();
         locked_ = conf_clishm_lock();
     }
     locked_table(const locked_table&) = delete;
     locked_table& operator=(const locked_table&) = delete;
-    ~locked_table() {
+    [[gnu::always_inline]] ~locked_table() {
         if (locked_)
             conf_clishm_unlock();
         if (attached_here_)
@@ -194,7 +193,7 @@ int create_segment(key_t key, int max_num) noexcept {
     const int shmid = shmget(key, bytes, IPC_CREAT | IPC_EXCL | access_mode);
     if (shmid < 0)
         return syslog_failure("[ERROR] Allocate share memory for client-info failed(%s).\n",
-                              strerror(errno));
+                              errno_text());
     // A table that this process still holds has lost its key: the profile was replaced, or some
     // other process removed it.
     if (client_info.info != nullptr)
@@ -202,7 +201,7 @@ int create_segment(key_t key, int max_num) noexcept {
     client_info.shmid = shmid;
     if (!map_segment())
         return syslog_failure("[ERROR] Attach share memory of client-info failed(%s).\n",
-                              strerror(errno));
+                              errno_text());
     return 0;
 }
 
@@ -210,21 +209,21 @@ int create_semaphore(key_t key) noexcept {
     client_info.semid = semget(key, 1, IPC_CREAT | IPC_EXCL | access_mode);
     if (client_info.semid < 0)
         return syslog_failure("[ERROR] Allocate semaphore for client-info failed(%s).\n",
-                              strerror(errno));
+                              errno_text());
     const union {
         int val;
         semid_ds* buf; // gives the union the size that semctl() expects
     } unlocked{.val = 1};
     if (semctl(client_info.semid, 0, SETVAL, unlocked) < 0)
         return syslog_failure("[ERROR] Initailize semaphore for client-info failed(%s).\n",
-                              strerror(errno));
+                              errno_text());
     return 0;
 }
 
 int create_table(int max_num) noexcept {
     const key_t key = table_key();
     if (key == no_key)
-        return syslog_failure("[ERROR] Generated share memory key failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Generated share memory key failed(%s).\n", errno_text());
     if (create_segment(key, max_num) < 0 || create_semaphore(key) < 0)
         return -1;
     (void)memcpy_s(client_info.addr, count_bytes, &max_num, sizeof max_num);

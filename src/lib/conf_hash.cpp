@@ -4,7 +4,6 @@
 #include "support/handle.h"
 #include "support/report.h"
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -30,19 +29,25 @@ char* value_of(conf_hash_node_t* entry) noexcept { return key_of(entry) + entry-
 // The largest of 131, 1313, 13131, 131313 and so on that is not above the number of buckets, and 31
 // where all are.
 u32_t conf_hash_seed(u32_t bucket_num) noexcept {
-    if (bucket_num < 131)
-        return 31;
-    std::uint64_t above = 1313;
-    for (u32_t digit = 1; above <= bucket_num; digit = 4 - digit) // 1 and 3 in turn
-        above = above * 10 + digit;
-    return static_cast<u32_t>(above / 10);
+    u32_t seed = 31;
+    std::uint64_t next = 131;
+    for (u32_t digit = 3; next <= bucket_num; digit = 4 - digit) { // 3 and 1 in turn
+        seed = static_cast<u32_t>(next);
+        next = next * 10 + digit;
+    }
+    return seed;
+}
+
+// The device has no instruction to divide whole numbers; that of doubles is exact for 32 bits.
+u32_t remainder_of(u32_t number, u32_t divisor) noexcept {
+    return number - static_cast<u32_t>(static_cast<double>(number) / divisor) * divisor;
 }
 
 conf_dlq_list_t* conf_hash_bucket(conf_hash_tbl_t* hash_tbl, const char* key) noexcept {
     u32_t hash = 0;
     for (; *key != '\0'; ++key)
         hash = hash * hash_tbl->seed + static_cast<unsigned char>(*key);
-    return &hash_tbl->buckets[hash % hash_tbl->num];
+    return &hash_tbl->buckets[remainder_of(hash, hash_tbl->num)];
 }
 
 conf_hash_node_t* conf_hash_lookup(conf_dlq_list_t* bucket, const char* key) noexcept {
@@ -59,7 +64,7 @@ conf_hash_node_t* new_entry(std::uint64_t key_bytes, u32_t v_len) noexcept {
         return syslog_failure("[ERROR] Allocate memory size is less than 0.\n");
     void* memory = std::malloc(static_cast<std::size_t>(size));
     if (memory == nullptr)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", errno_text());
     return static_cast<conf_hash_node_t*>(memory);
 }
 
@@ -74,7 +79,7 @@ conf_hash_tbl_t* conf_hash_create(u32_t bucket_num) {
     const auto block = static_cast<std::size_t>(size);
     auto* hash_tbl = static_cast<conf_hash_tbl_t*>(std::malloc(block));
     if (hash_tbl == nullptr)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", strerror(errno));
+        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", errno_text());
     (void)memset_s(hash_tbl, block, 0, block);
     hash_tbl->num = bucket_num;
     hash_tbl->seed = conf_hash_seed(bucket_num);

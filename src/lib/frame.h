@@ -5,6 +5,8 @@
 #include "conf_def.h"
 #include "support/bounded.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <libxml/tree.h>
 
 namespace conf {
@@ -17,16 +19,22 @@ enum class frame_fault { none, no_xml_buffer, not_dumped, no_header, no_body };
 // Appends root as one frame. On a fault the buffer holds what it held before.
 frame_fault append_frame(conf_buffer_t** out, xmlNode* root, u16_t seq) noexcept;
 
-// Copies out the header at the front of a buffer that holds one; it may lie at any address.
-inline msg_head_t front_header(const conf_buffer_t* buf) noexcept {
-    msg_head_t head;
-    (void)memcpy_s(&head, sizeof head, buf->buf, sizeof head);
-    return head;
+// A word of the header at the front of a buffer that holds one; it may lie at any address.
+inline u32_t front_word(const conf_buffer_t* buf, std::size_t offset) noexcept {
+    u32_t word;
+    (void)memcpy_s(&word, sizeof word, buf->buf + offset, sizeof word);
+    return word;
+}
+inline u32_t front_magic(const conf_buffer_t* buf) noexcept {
+    return front_word(buf, offsetof(msg_head_t, magic));
+}
+inline u32_t front_length(const conf_buffer_t* buf) noexcept {
+    return front_word(buf, offsetof(msg_head_t, length));
 }
 
 // Bytes of the whole frame, header included; more than 32 bits can hold for a hostile length.
-inline std::uint64_t frame_bytes(const msg_head_t& head) noexcept {
-    return std::uint64_t{head.length} + sizeof head;
+inline std::uint64_t frame_bytes(u32_t length) noexcept {
+    return std::uint64_t{length} + header_bytes;
 }
 
 } // namespace conf

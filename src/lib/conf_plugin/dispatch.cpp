@@ -34,6 +34,17 @@ u32_t index_of(const char* text) noexcept {
     return number >= 0 && number < no_index ? static_cast<u32_t>(number) : no_index;
 }
 
+// @return the callback that a request names, or null with the error recorded
+econf_subpub_cb_t named_callback(conf_plugin_data* plugin, u32_t index, slot_kind kind) noexcept {
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const econf_subpub_cb_t callback = find_callback(ctxt, index, kind);
+    if (callback == nullptr)
+        _plugin_set_error(plugin, -1, "%s",
+                          index >= ctxt->cbs_nums ? "Callback index is invalid."
+                                                  : "Cann't find the callback function.");
+    return callback;
+}
+
 // Says what a callback's failure is answered with: what it recorded, or else its result.
 void record_result(conf_plugin_data* plugin, int result) noexcept {
     if (plugin->plugin_ctxt->err_msg == nullptr)
@@ -46,10 +57,19 @@ void send_publish_reply(conf_plugin_data* plugin, u32_t msgid) noexcept {
                              plugin->plugin_ctxt->name);
 }
 
-// Wraps and sends the answer of an operation or a status query, which leaves the error slot alone.
-// @return false, with the error recorded, when it could not be wrapped
-bool send_result(conf_plugin_data* plugin, unique_node& result, u32_t msgid) noexcept {
-    const unique_node reply{plugin_build_reply_message(result.release(), msgid)};
+constexpr const char* no_result = "New <result> xml node failed.";
+
+// Wraps and sends the answer of an operation or a status query, which leaves the error slot alone. The
+// result is ours, and fault says what is wrong with it, if anything is.
+// @return false, with the error recorded, when there is nothing to send
+bool send_result(conf_plugin_data* plugin, xmlNode* result, const char* fault,
+                 u32_t msgid) noexcept {
+    unique_node owned{result};
+    if (fault != nullptr) {
+        _plugin_set_error(plugin, -1, "%s", fault);
+        return false;
+    }
+    const unique_node reply{plugin_build_reply_message(owned.release(), msgid)};
     if (!reply) {
         _plugin_set_error(plugin, -1, "Build reply message failed.");
         return false;
@@ -90,6 +110,13 @@ bool read_change(const xmlNode* info, config_change* change) noexcept {
     return true;
 }
 
+// Rounds once, in hardware: the compiler's own way is a routine for floats without hardware.
+float to_float(long long number) noexcept {
+    return static_cast<float>(static_cast<double>(static_cast<std::int32_t>(number >> 32)) *
+                                  0x1p32 +
+                              static_cast<std::uint32_t>(number));
+}
+
 int run_config_callback(int version, econf_subpub_cb_t callback, int sid,
                         const config_change& change) noexcept {
     if (version == legacy_version)
@@ -98,7 +125,7 @@ int run_config_callback(int version, econf_subpub_cb_t callback, int sid,
     const long long start = conf_get_unix_time();
     const int result = callback_cast<econf_config_cb_t>(callback)(
         sid, change.oper, change.more, change.priority, change.path.get());
-    const auto elapsed = static_cast<float>(conf_get_unix_time() - start) / 1000000;
+    const auto elapsed = to_float(conf_get_unix_time() - start) / 1000000;
     _conf_write_log(
         DBG_DEBUG,
         "Service publish result: %d for path:%s oper:%d priority:%d time consumed:%.3f seconds",
@@ -153,15 +180,9 @@ const char* fill_output(xmlNode* result, int version, unique_node_list& output) 
 int _publish_operate_proc_func(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
                                xmlNode** output) noexcept {
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    if (cb_idx >= ctxt->cbs_nums) {
-        _plugin_set_error(plugin, -1, "Callback index is invalid.");
+    const econf_subpub_cb_t callback = named_callback(plugin, cb_idx, slot_kind::operate);
+    if (callback == nullptr)
         return -1;
-    }
-    const econf_subpub_cb_t callback = find_callback(ctxt, cb_idx, slot_kind::operate);
-    if (callback == nullptr) {
-        _plugin_set_error(plugin, -1, "Cann't find the callback function.");
-        return -1;
-    }
     const life serving = this_life();
     const int result =
         ctxt->version == legacy_version
@@ -176,12 +197,9 @@ int _publish_operate_proc_func(conf_plugin_data* plugin, int sid, u32_t cb_idx, 
 bool send_operation_result(conf_plugin_data* plugin, unique_node_list& output,
                            u32_t msgid) noexcept {
     unique_node result{new_element("result")};
-    const char* fault = result ? fill_output(result.get(), plugin->plugin_ctxt->version, output)
-                               : "New <result> xml node failed.";
-    if (fault == nullptr)
-        return send_result(plugin, result, msgid);
-    _plugin_set_error(plugin, -1, "%s", fault);
-    return false;
+    const char* fault =
+        result ? fill_output(result.get(), plugin->plugin_ctxt->version, output) : no_result;
+    return send_result(plugin, result.release(), fault, msgid);
 }
 
 void _publish_operate_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
@@ -243,15 +261,9 @@ int _method_subscribe_parse_args(conf_plugin_data* plugin, xmlNode* params, char
         else if (is_named(child, "callback") && text != nullptr)
             cb_idx = index_of(text);
     }
-    if (cb_idx >= ctxt->cbs_nums) {
-        _plugin_set_error(plugin, -1, "Callback index is invalid.");
+    const econf_subpub_cb_t callback = named_callback(plugin, cb_idx, slot_kind::status);
+    if (callback == nullptr)
         return -1;
-    }
-    const econf_subpub_cb_t callback = find_callback(ctxt, cb_idx, slot_kind::status);
-    if (callback == nullptr) {
-        _plugin_set_error(plugin, -1, "Cann't find the callback function.");
-        return -1;
-    }
     const life serving = this_life();
     const int result =
         ctxt->version == legacy_version
@@ -279,13 +291,9 @@ const char* fill_status(xmlNode* result, int version, const char* path,
 bool send_status_result(conf_plugin_data* plugin, const char* path, unique_node_list& status,
                         u32_t msgid) noexcept {
     unique_node result{new_element("result")};
-    const char* fault = result
-                            ? fill_status(result.get(), plugin->plugin_ctxt->version, path, status)
-                            : "New <result> xml node failed.";
-    if (fault == nullptr)
-        return send_result(plugin, result, msgid);
-    _plugin_set_error(plugin, -1, "%s", fault);
-    return false;
+    const char* fault =
+        result ? fill_status(result.get(), plugin->plugin_ctxt->version, path, status) : no_result;
+    return send_result(plugin, result.release(), fault, msgid);
 }
 
 void _method_subscribe_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {

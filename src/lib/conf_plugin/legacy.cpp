@@ -36,7 +36,7 @@ using namespace conf;
 
 namespace {
 
-xmlNode* pulled(int old_flag, const char* path) noexcept {
+[[gnu::noinline]] xmlNode* pulled(int old_flag, const char* path) noexcept {
     xmlNode* data = nullptr;
     (void)econf_plugin_pull(old_flag, path, &data); // which leaves null on failure
     return data;
@@ -76,7 +76,7 @@ void serve_events(const conf_plugin_context_t* ctxt, int epoll) noexcept {
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0) {
-            (void)plugin_failure("Epoll wait failed(%s).", strerror(errno));
+            (void)plugin_failure("Epoll wait failed(%s).", errno_text());
             return;
         }
         if (event.events != EPOLLIN) {
@@ -118,8 +118,8 @@ int conf_run(conf_context_t* /*ctxt*/, int with_block) {
     }
     if (plugin->plugin_ctxt == nullptr)
         return -1;
-    const unique_fd epoll =
-        watch_socket(conf_plg_get_hconf(nullptr), EPOLLIN | EPOLLRDHUP | EPOLLET);
+    const unique_fd epoll{
+        watch_socket(conf_plg_get_hconf(nullptr), EPOLLIN | EPOLLRDHUP | EPOLLET)};
     if (!epoll)
         return -1;
     serve_events(plugin->plugin_ctxt, epoll.get());

@@ -21,9 +21,7 @@ failure rpc_failure(const char* method) noexcept {
 failure reply_failure() noexcept { return plugin_failure("Build reply message failed."); }
 
 bool add_id(xmlNode* message, u32_t id) noexcept {
-    char digits[32];
-    return add_text(message, "id", conf_itoa(static_cast<long>(id), digits, sizeof digits)) !=
-           nullptr;
+    return add_number(message, "id", static_cast<long>(id)) != nullptr;
 }
 
 // The text of the first child of that name, even when that one has none.
@@ -38,7 +36,7 @@ const char* first_text(const xmlNode* parent, const char* name) noexcept {
 
 bool holds_a_frame(const conf_buffer_t* buf) noexcept {
     return buf->used >= header_bytes &&
-           static_cast<std::uint64_t>(buf->used) >= frame_bytes(front_header(buf));
+           static_cast<std::uint64_t>(buf->used) >= frame_bytes(front_length(buf));
 }
 
 // Short texts of a document are shared with equal texts and names, so the document is scrubbed only
@@ -76,14 +74,14 @@ xmlNode* plugin_build_reply_message(xmlNode* result, u32_t id) {
 xmlNode* plugin_parse_message(conf_buffer_t** buf) {
     if (buf == nullptr || *buf == nullptr || !holds_a_frame(*buf))
         return nullptr;
-    const int length = static_cast<int>(front_header(*buf).length);
+    const int length = static_cast<int>(front_length(*buf));
     xmlNode* root = parse_body((*buf)->buf + header_bytes, length);
     _buffer_cut(buf, header_bytes + length);
     return root;
 }
 
 xmlNode* conf::_take_message(conf_buffer_t* buf) noexcept {
-    const int length = static_cast<int>(front_header(buf).length);
+    const int length = static_cast<int>(front_length(buf));
     xmlNode* root = parse_body(buf->buf + header_bytes, length);
     _buffer_consume(buf, header_bytes + length);
     return root;

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cJSON.h>
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
@@ -93,8 +92,7 @@ int apply_working_dir(const char* directory, char** workding_dir) noexcept {
     if (workding_dir != nullptr) {
         unique_string copy{strdup(directory)};
         if (!copy)
-            return plugin_failure("Copy the working-dir(%s) failed(%s).", directory,
-                                  strerror(errno));
+            return plugin_failure("Copy the working-dir(%s) failed(%s).", directory, errno_text());
         std::free(*workding_dir);
         *workding_dir = copy.release();
     }
@@ -113,14 +111,13 @@ int conf_load_config(char** workding_dir) {
     unique_fd file{open(profile_path, O_RDONLY | O_CLOEXEC)};
     if (!file)
         return plugin_failure("Open default-pelmd-profile(%s) failed(%s).", profile_path,
-                              strerror(errno));
+                              errno_text());
     struct stat status;
     if (fstat(file.get(), &status) < 0 || status.st_size == 0)
         return plugin_failure("Pelmd's default-pelmd-profile is invalid.");
     const file_mapping mapping{file.get(), static_cast<std::size_t>(status.st_size)};
     if (!mapping)
-        return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).",
-                              strerror(errno));
+        return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).", errno_text());
     const std::string_view text = mapping.text();
     const char* stop = nullptr;
     const unique_json profile{cJSON_ParseWithLengthOpts(text.data(), text.size(), &stop, 0)};

@@ -43,8 +43,8 @@ struct registry_key {
     char text[32] = {};
 
     bool format() noexcept {
-        if (sprintf_s(text, sizeof text, "%s%lu", "plugin_tid_",
-                      static_cast<unsigned long>(getpid())) >= 0)
+        if (snprintf_s(text, sizeof text, sizeof text - 1, "plugin_tid_%lu",
+                       static_cast<unsigned long>(getpid())) >= 0)
             return true;
         (void)plugin_failure("build hash_key failed");
         return false;
@@ -61,7 +61,9 @@ slot_kind kind_of(u32_t index) noexcept {
 
 } // namespace
 
-life this_life() noexcept { return {getpid(), process.lost_entries}; }
+life this_life() noexcept {
+    return life{std::uint64_t{static_cast<u32_t>(getpid())} << 32 | process.lost_entries};
+}
 
 void record_slots(u32_t configs, u32_t statuses) noexcept {
     process.config_end = 1 + configs;

@@ -4,8 +4,8 @@
 #include "conf_plugin.h"
 #include "support/handle.h"
 
+#include <cstdint>
 #include <cstdlib>
-#include <sys/types.h>
 
 namespace conf {
 
@@ -32,11 +32,7 @@ void _free_plugin_context() noexcept;
 
 // Tells one life of a plugin from the next: another process, or an entry lost since. Whoever runs a
 // plugin's own code compares it, to know whether the entry and the context are still its own.
-struct life {
-    pid_t process;
-    u32_t lost_entries;
-    bool operator==(const life&) const = default;
-};
+enum class life : std::uint64_t {};
 life this_life() noexcept;
 
 // The kind of a callback follows from its slot: configuration first, then status, then operations.

@@ -32,6 +32,15 @@ conf_plugin_data* entry_for_call() noexcept {
     return plugin;
 }
 
+failure build_failure(const char* what, const conf_plugin_context_t* ctxt) noexcept {
+    return plugin_failure("Build %s rpc for plugin %s failed.", what, ctxt->name);
+}
+
+// A daemon's module has given hooks, but not this one.
+failure hook_failure(const char* function) noexcept {
+    return plugin_failure("Pelmd doesn't inject %s function.", function);
+}
+
 xmlNode* build_query_params(int old_flag, const char* path) noexcept {
     secret_node params{new_element("params")};
     if (!params || (old_flag != 0 && add_empty(params.get(), "old") == nullptr) ||
@@ -44,7 +53,7 @@ xmlNode* build_query(const conf_plugin_context_t* ctxt, const char* method, int 
                      const char* path) noexcept {
     xmlNode* params = build_query_params(old_flag, path);
     if (params == nullptr)
-        return plugin_failure("Build pull rpc for plugin %s failed.", ctxt->name);
+        return build_failure("pull", ctxt);
     return plugin_build_rpc_message(method, params, ctxt->rpc_id);
 }
 
@@ -56,7 +65,7 @@ xmlNode* ask(conf_plugin_data* plugin, const char* method, int old_flag,
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     const unique_node rpc{build_query(ctxt, method, old_flag, path)};
     if (!rpc)
-        return plugin_failure("Build pull rpc for plugin %s failed.", ctxt->name);
+        return build_failure("pull", ctxt);
     xmlNode* reply = nullptr;
     if (_syn_send_rpc(plugin, rpc.get(), &reply) < 0)
         return plugin_failure("Plugin %s send rpc to pelmd failed.", ctxt->name);
@@ -79,33 +88,12 @@ xmlNode* copy_list(const conf_plugin_data* plugin, xmlNode* first) noexcept {
     return copy;
 }
 
-const xmlNode* find_data(const xmlNode* result) noexcept {
-    if (result == nullptr)
-        return nullptr;
+// What the answer to a pull holds.
+xmlNode* copy_data(const conf_plugin_data* plugin, const xmlNode* result) noexcept {
     for (const xmlNode* child = result->children; child != nullptr; child = child->next)
         if (is_named(child, "data"))
-            return child;
+            return child->children != nullptr ? copy_list(plugin, child->children) : nullptr;
     return nullptr;
-}
-
-// The answer may hold configuration secrets, so it is wiped.
-int pull(int old_flag, const char* path, xmlNode** out) noexcept {
-    conf_plugin_data* plugin = get_plugin_from_hash();
-    if (plugin == nullptr || path == nullptr || out == nullptr)
-        return parameter_failure(path, out);
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_pull == nullptr)
-            return plugin_failure("Pelmd doesn't inject conf_plugin_pull function.");
-        return hooks->conf_plugin_pull(old_flag != 0 ? 1 : 0, path, out);
-    }
-    const secret_node reply{ask(plugin, "pull", old_flag, path)};
-    xmlNode* result;
-    if (!reply || parse_answer(plugin, reply.get(), &result) < 0)
-        return -1;
-    const xmlNode* data = find_data(result);
-    *out =
-        data != nullptr && data->children != nullptr ? copy_list(plugin, data->children) : nullptr;
-    return 0;
 }
 
 // The content of a node is read for entity references, a text of its own is not.
@@ -121,24 +109,48 @@ void unquote_position(xmlNode* node) noexcept {
     (void)attach(node, content);
 }
 
+// What the answer to a locate holds.
+xmlNode* copy_position(const conf_plugin_data* plugin, const xmlNode* result) noexcept {
+    xmlNode* position = copy_list(plugin, result->children);
+    for (xmlNode* node = position; node != nullptr; node = node->next)
+        if (is_named(node, "prev") || is_named(node, "next"))
+            unquote_position(node);
+    return position;
+}
+
+// The answer may hold configuration secrets, so it is wiped.
+int query(conf_plugin_data* plugin, const char* method, int old_flag, const char* path,
+          xmlNode* (*copy)(const conf_plugin_data*, const xmlNode*), xmlNode** out) noexcept {
+    const secret_node reply{ask(plugin, method, old_flag, path)};
+    xmlNode* result;
+    if (!reply || parse_answer(plugin, reply.get(), &result) < 0)
+        return -1;
+    *out = result != nullptr ? copy(plugin, result) : nullptr;
+    return 0;
+}
+
+int pull(int old_flag, const char* path, xmlNode** out) noexcept {
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || out == nullptr)
+        return parameter_failure(path, out);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
+        if (hooks->conf_plugin_pull == nullptr)
+            return hook_failure("conf_plugin_pull");
+        return hooks->conf_plugin_pull(old_flag != 0 ? 1 : 0, path, out);
+    }
+    return query(plugin, "pull", old_flag, path, copy_data, out);
+}
+
 int locate(int old_flag, const char* path, xmlNode** out) noexcept {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr || path == nullptr || out == nullptr)
         return parameter_failure(path, out);
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_locate == nullptr)
-            return plugin_failure("Pelmd doesn't inject conf_plugin_locate function.");
+            return hook_failure("conf_plugin_locate");
         return hooks->conf_plugin_locate(old_flag != 0 ? 1 : 0, path, out);
     }
-    const unique_node reply{ask(plugin, "locate", old_flag, path)};
-    xmlNode* result;
-    if (!reply || parse_answer(plugin, reply.get(), &result) < 0)
-        return -1;
-    *out = result != nullptr ? copy_list(plugin, result->children) : nullptr;
-    for (xmlNode* node = *out; node != nullptr; node = node->next)
-        if (is_named(node, "prev") || is_named(node, "next"))
-            unquote_position(node);
-    return 0;
+    return query(plugin, "locate", old_flag, path, copy_position, out);
 }
 
 // Builds "params" with the path, the operation's word if there is one, and a copy of the data.
@@ -157,7 +169,7 @@ xmlNode* build_data_params(const char* path, const char* oper_word, xmlNode* dat
 xmlNode* build_push(const conf_plugin_context_t* ctxt, const char* path, xmlNode* data) noexcept {
     xmlNode* params = build_data_params(path, nullptr, data);
     if (params == nullptr)
-        return plugin_failure("Build push rpc for plugin %s failed.", ctxt->name);
+        return build_failure("push", ctxt);
     return plugin_build_rpc_message("push", params, ctxt->rpc_id);
 }
 
@@ -176,13 +188,31 @@ xmlNode* build_deployment(const conf_plugin_context_t* ctxt, const char* path, i
                           xmlNode* data) noexcept {
     xmlNode* params = build_data_params(path, deployment_word(oper), data);
     if (params == nullptr)
-        return plugin_failure("Build config_deployment rpc for plugin %s failed.", ctxt->name);
+        return build_failure("config_deployment", ctxt);
     return plugin_build_rpc_message("config_deployment", params, ctxt->rpc_id);
 }
 
-// Sends a request that may not have been built: it is then not sent.
-int send_built(conf_plugin_data* plugin, const unique_node& rpc) noexcept {
-    return rpc ? _plugin_single_rpc_send(plugin, rpc.get()) : -1;
+// Sends a request that carries data, and takes it over. It may not have been built.
+int send_packet(conf_plugin_data* plugin, const char* what, xmlNode* request,
+                const char* content) noexcept {
+    const unique_node rpc{request};
+    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    if (!rpc)
+        return build_failure(what, ctxt);
+    _conf_write_log(DBG_INFO, "Begin to send %s packet, name:%s", what, ctxt->name);
+    const int ret = _plugin_single_rpc_send(plugin, rpc.get());
+    if (ret < 0)
+        (void)plugin_failure("Plugin %s publish %s failed.", ctxt->name, content);
+    _conf_write_log(DBG_INFO, "End to send %s packet, name:%s", what, ctxt->name);
+    return ret;
+}
+
+// Sends a request that carries none, and takes it over. It may not have been built.
+int send_order(conf_plugin_data* plugin, xmlNode* request, const char* content) noexcept {
+    const unique_node rpc{request};
+    if (!rpc || _plugin_single_rpc_send(plugin, rpc.get()) < 0)
+        return plugin_failure("Plugin %s %s data failed.", plugin->plugin_ctxt->name, content);
+    return 0;
 }
 
 } // namespace
@@ -210,22 +240,14 @@ int econf_plugin_push(const char* path, xmlNode* data) {
         return parameter_failure(path, data);
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_push == nullptr)
-            return plugin_failure("Pelmd doesn't inject conf_plugin_push function.");
+            return hook_failure("conf_plugin_push");
         return hooks->conf_plugin_push(path, data);
     }
     if (!is_active(plugin))
         return -1;
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Build push packet, path:%s, name:%s", path, ctxt->name);
-    const unique_node rpc{build_push(ctxt, path, data)};
-    if (!rpc)
-        return plugin_failure("Build push rpc for plugin %s failed.", ctxt->name);
-    _conf_write_log(DBG_INFO, "Begin to send push packet, name:%s", ctxt->name);
-    const int ret = _plugin_single_rpc_send(plugin, rpc.get());
-    if (ret < 0)
-        (void)plugin_failure("Plugin %s publish data failed.", ctxt->name);
-    _conf_write_log(DBG_INFO, "End to send push packet, name:%s", ctxt->name);
-    return ret;
+    return send_packet(plugin, "push", build_push(ctxt, path, data), "data");
 }
 
 int econf_plugin_config_deployment(const char* path, int oper, xmlNode* data) {
@@ -234,7 +256,7 @@ int econf_plugin_config_deployment(const char* path, int oper, xmlNode* data) {
         return parameter_failure(path, data);
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_config_deployment == nullptr)
-            return plugin_failure("Pelmd doesn't inject conf_plugin_config_deployment function.");
+            return hook_failure("conf_plugin_config_deployment");
         return hooks->conf_plugin_config_deployment(path, oper, data);
     }
     if (!is_active(plugin))
@@ -242,15 +264,8 @@ int econf_plugin_config_deployment(const char* path, int oper, xmlNode* data) {
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Build config deployment packet, path:%s, oper:%u, name:%s", path,
                     static_cast<u32_t>(oper), ctxt->name);
-    const unique_node rpc{build_deployment(ctxt, path, oper, data)};
-    if (!rpc)
-        return plugin_failure("Build config deployment rpc for plugin %s failed.", ctxt->name);
-    _conf_write_log(DBG_INFO, "Begin to send config deployment packet, name:%s", ctxt->name);
-    const int ret = _plugin_single_rpc_send(plugin, rpc.get());
-    if (ret < 0)
-        (void)plugin_failure("Plugin %s publish deployment data failed.", ctxt->name);
-    _conf_write_log(DBG_INFO, "End to send config deployment packet, name:%s", ctxt->name);
-    return ret;
+    return send_packet(plugin, "config deployment", build_deployment(ctxt, path, oper, data),
+                       "deployment data");
 }
 
 int econf_plugin_save_deployment(void) {
@@ -259,7 +274,7 @@ int econf_plugin_save_deployment(void) {
         return -1;
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_save_deployment == nullptr)
-            return plugin_failure("Pelmd doesn't inject conf_plugin_save_deployment function.");
+            return hook_failure("conf_plugin_save_deployment");
         return hooks->conf_plugin_save_deployment();
     }
     if (!is_active(plugin))
@@ -267,11 +282,9 @@ int econf_plugin_save_deployment(void) {
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     xmlNode* params = new_element("params");
     if (params == nullptr)
-        return plugin_failure("Build save_deployment rpc for plugin %s failed.", ctxt->name);
-    const unique_node rpc{plugin_build_rpc_message("save_deployment", params, ctxt->rpc_id)};
-    if (send_built(plugin, rpc) < 0)
-        return plugin_failure("Plugin %s save deployment data failed.", ctxt->name);
-    return 0;
+        return build_failure("save_deployment", ctxt);
+    return send_order(plugin, plugin_build_rpc_message("save_deployment", params, ctxt->rpc_id),
+                      "save deployment");
 }
 
 int econf_plugin_copy_running_to_deployment(int override) {
@@ -280,8 +293,7 @@ int econf_plugin_copy_running_to_deployment(int override) {
         return -1;
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_copy_running_to_deployment == nullptr)
-            return plugin_failure(
-                "Pelmd doesn't inject conf_plugin_copy_running_to_deployment function.");
+            return hook_failure("conf_plugin_copy_running_to_deployment");
         return hooks->conf_plugin_copy_running_to_deployment(override);
     }
     if (!is_active(plugin))
@@ -289,15 +301,13 @@ int econf_plugin_copy_running_to_deployment(int override) {
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     unique_node params{new_element("params")};
     if (!params)
-        return plugin_failure("Build copy_deployment_to_memory rpc for plugin %s failed.",
-                              ctxt->name);
+        return build_failure("copy_deployment_to_memory", ctxt);
     if (add_text(params.get(), "override", override == 1 ? "1" : "0") == nullptr)
         return -1;
-    const unique_node rpc{
-        plugin_build_rpc_message("copy_deployment_to_memory", params.release(), ctxt->rpc_id)};
-    if (send_built(plugin, rpc) < 0)
-        return plugin_failure("Plugin %s copy deployment to memory data failed.", ctxt->name);
-    return 0;
+    return send_order(
+        plugin,
+        plugin_build_rpc_message("copy_deployment_to_memory", params.release(), ctxt->rpc_id),
+        "copy deployment to memory");
 }
 
 void econf_plugin_error(int err_code, const char* err_msg) {
@@ -306,7 +316,7 @@ void econf_plugin_error(int err_code, const char* err_msg) {
         (void)plugin_failure("Can not get plugin information on error set.");
     } else if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_error == nullptr)
-            (void)plugin_failure("Pelmd doesn't inject conf_plugin_error function.");
+            (void)hook_failure("conf_plugin_error");
         else
             hooks->conf_plugin_error(err_code, err_msg);
     } else if (is_active(plugin)) {

@@ -8,7 +8,6 @@
 #include "support/socket.h"
 #include "support/xml.h"
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdio>
@@ -31,9 +30,9 @@ template <class Entry> u32_t count_entries(const Entry* entries) noexcept {
 int _connect_to_pelmd() noexcept {
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!sock)
-        return plugin_failure("Create socket failed(%s).", strerror(errno));
+        return plugin_failure("Create socket failed(%s).", errno_text());
     if (!connect_path(sock.get(), g_conf_plugin_socket))
-        return plugin_failure("Connect to pelmd failed(%s).", strerror(errno));
+        return plugin_failure("Connect to pelmd failed(%s).", errno_text());
     if (conf_non_block_fd(sock.get()) < 0)
         return plugin_failure("Set connect to pelmd sock to nonblock failed.");
     return sock.release();
@@ -87,66 +86,47 @@ bool add_value(xmlNode* parent, const char* name, const char* value) noexcept {
            !watch.ran_out();
 }
 
-bool add_number(xmlNode* parent, const char* name, long number) noexcept {
-    char digits[32];
-    return add_value(parent, name, conf_itoa(number, digits, sizeof digits));
-}
-
-// Takes the next slot for a callback and announces its index.
-bool add_slot(conf_plugin_context_t* ctxt, xmlNode* entry, econf_subpub_cb_t callback) noexcept {
-    if (!add_number(entry, "callback", static_cast<long>(ctxt->cbs_nums)))
+// Describes a callback, and gives it the next slot, whose index is announced.
+bool add_entry(conf_plugin_context_t* ctxt, xmlNode* section, const char* element, const char* path,
+               const int* priority, econf_subpub_cb_t callback) noexcept {
+    xmlNode* entry = add_empty(section, element);
+    if (entry == nullptr || !add_value(entry, "path", path) ||
+        (priority != nullptr && add_number(entry, "priority", *priority) == nullptr) ||
+        add_number(entry, "callback", static_cast<long>(ctxt->cbs_nums)) == nullptr)
         return false;
     ctxt->cbs[ctxt->cbs_nums++] = callback;
     return true;
 }
 
-template <class Callback>
-bool add_entry(conf_plugin_context_t* ctxt, xmlNode* section, const char* element, const char* path,
-               Callback callback) noexcept {
-    xmlNode* entry = add_empty(section, element);
-    return entry != nullptr && add_value(entry, "path", path) &&
-           add_slot(ctxt, entry, callback_cast<econf_subpub_cb_t>(callback));
-}
+const int* priority_of(const econf_config_cb_info_t& info) noexcept { return &info.priority; }
+template <class Info> const int* priority_of(const Info&) noexcept { return nullptr; }
 
-bool add_config_entry(conf_plugin_context_t* ctxt, xmlNode* section,
-                      const econf_config_cb_info_t& info) noexcept {
-    xmlNode* entry = add_empty(section, "subscriber");
-    return entry != nullptr && add_value(entry, "path", info.path) &&
-           add_number(entry, "priority", info.priority) &&
-           add_slot(ctxt, entry, callback_cast<econf_subpub_cb_t>(info.callback));
+template <class Info>
+int build_section(conf_plugin_context_t* ctxt, xmlNode* params, const char* name,
+                  const char* element, const Info* infos) noexcept {
+    xmlNode* section = add_empty(params, name);
+    if (section == nullptr)
+        return -1;
+    for (; infos->path != nullptr; ++infos)
+        if (!add_entry(ctxt, section, element, infos->path, priority_of(*infos),
+                       callback_cast<econf_subpub_cb_t>(infos->callback)))
+            return plugin_failure("Build %s on path %s failed.", name, infos->path);
+    return 0;
 }
 
 int _build_config_subscribe(conf_plugin_context_t* ctxt, xmlNode* params,
                             const econf_config_cb_info_t* infos) noexcept {
-    xmlNode* section = add_empty(params, "config-subscribe");
-    if (section == nullptr)
-        return -1;
-    for (; infos->path != nullptr; ++infos)
-        if (!add_config_entry(ctxt, section, *infos))
-            return plugin_failure("Build config-subscribe on path %s failed.", infos->path);
-    return 0;
+    return build_section(ctxt, params, "config-subscribe", "subscriber", infos);
 }
 
 int _build_status_publish(conf_plugin_context_t* ctxt, xmlNode* params,
                           const econf_status_cb_info_t* infos) noexcept {
-    xmlNode* section = add_empty(params, "status-publish");
-    if (section == nullptr)
-        return -1;
-    for (; infos->path != nullptr; ++infos)
-        if (!add_entry(ctxt, section, "publisher", infos->path, infos->callback))
-            return plugin_failure("Build status-publish on path %s failed.", infos->path);
-    return 0;
+    return build_section(ctxt, params, "status-publish", "publisher", infos);
 }
 
 int _build_operate_subscribe(conf_plugin_context_t* ctxt, xmlNode* params,
                              const econf_operate_cb_info_t* infos) noexcept {
-    xmlNode* section = add_empty(params, "operate-subscribe");
-    if (section == nullptr)
-        return -1;
-    for (; infos->path != nullptr; ++infos)
-        if (!add_entry(ctxt, section, "subscriber", infos->path, infos->callback))
-            return plugin_failure("Build operate-subscribe on path %s failed.", infos->path);
-    return 0;
+    return build_section(ctxt, params, "operate-subscribe", "subscriber", infos);
 }
 
 // Fills the callback slots on the way.

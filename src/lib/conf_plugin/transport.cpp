@@ -52,14 +52,14 @@ void skip_to_mark(conf_buffer_t* buf) noexcept {
 // length field says: they are kept, since the mark may begin in them.
 bool frame_is_ready(conf_buffer_t* buf) noexcept {
     while (buf->used >= header_bytes) {
-        const msg_head_t head = front_header(buf);
-        const bool marked = head.magic == CONF_MSG_MAGIC;
-        if (marked && head.length <= CONF_MSG_MAX_LENGTH)
-            return static_cast<std::uint64_t>(buf->used) >= frame_bytes(head);
+        const bool marked = front_magic(buf) == CONF_MSG_MAGIC;
+        const u32_t length = front_length(buf);
+        if (marked && length <= CONF_MSG_MAX_LENGTH)
+            return static_cast<std::uint64_t>(buf->used) >= frame_bytes(length);
         if (!marked && buf->used == header_bytes)
             return false;
         if (marked)
-            (void)plugin_failure("Message from pelmd is too long(%u bytes).", head.length);
+            (void)plugin_failure("Message from pelmd is too long(%u bytes).", length);
         skip_to_mark(buf);
     }
     return false;
@@ -70,27 +70,21 @@ int receive_failure(conf_plugin_context_t* ctxt) noexcept {
     return -1;
 }
 
-enum class progress { waiting, done, failed };
-
-// Waits for events of the socket, as long as timeout_ms for each, until on_event is done or fails.
-template <class Handler>
-int wait_for(int sock, std::uint32_t events, int timeout_ms, Handler on_event) noexcept {
-    const unique_fd epoll = watch_socket(sock, events);
-    if (!epoll)
-        return -1;
+// Waits for events of a connection. @return them, or 0 (reported) when none came in time, or when they
+// say that the connection is lost
+std::uint32_t next_events(int epoll, int timeout_ms) noexcept {
     for (;;) {
         epoll_event event;
-        const int count = epoll_wait(epoll.get(), &event, 1, timeout_ms);
+        const int count = epoll_wait(epoll, &event, 1, timeout_ms);
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0)
-            return plugin_failure("Epoll wait failed(%s).",
-                                  count == 0 ? "timeout" : strerror(errno));
-        if ((event.events & connection_lost) != 0)
-            return plugin_failure("An error epoll event occur(0x%x).", event.events);
-        const progress state = on_event(event.events);
-        if (state != progress::waiting)
-            return state == progress::done ? 0 : -1;
+            (void)plugin_failure("Epoll wait failed(%s).", count == 0 ? "timeout" : errno_text());
+        else if ((event.events & connection_lost) != 0)
+            (void)plugin_failure("An error epoll event occur(0x%x).", event.events);
+        else
+            return event.events;
+        return 0;
     }
 }
 
@@ -139,43 +133,38 @@ int _syn_send_rpc_on_recv_evt(conf_plugin_data* plugin, std::uint32_t events, u3
     return ret;
 }
 
-unique_node new_error(int code, const char* text) noexcept {
-    unique_node error{new_element("error")};
-    char digits[32];
-    if (!error)
-        (void)plugin_failure("Create <error> node failed.");
-    else if (add_text(error.get(), "code", conf_itoa(code, digits, sizeof digits)) == nullptr)
-        (void)plugin_failure("Create <code> node failed.");
-    else if (add_text(error.get(), "message", text) == nullptr)
-        (void)plugin_failure("Create <message> node failed.");
-    else
-        return error;
-    return unique_node{};
+failure node_failure(const char* name) noexcept {
+    return plugin_failure("Create <%s> node failed.", name);
 }
 
-unique_node new_result() noexcept {
-    unique_node result{new_element("result")};
-    if (!result)
-        (void)plugin_failure("Create <result> node failed.");
-    return result;
+xmlNode* new_error(int code, const char* text) noexcept {
+    unique_node error{new_element("error")};
+    if (!error)
+        return node_failure("error");
+    if (add_number(error.get(), "code", code) == nullptr)
+        return node_failure("code");
+    if (add_text(error.get(), "message", text) == nullptr)
+        return node_failure("message");
+    return error.release();
+}
+
+xmlNode* new_result() noexcept {
+    xmlNode* result = new_element("result");
+    return result != nullptr ? result : node_failure("result");
 }
 
 } // namespace
 
-unique_fd watch_socket(int sock, std::uint32_t events) noexcept {
+int watch_socket(int sock, std::uint32_t events) noexcept {
     unique_fd epoll{epoll_create1(EPOLL_CLOEXEC)};
-    if (!epoll) {
-        (void)plugin_failure("Create epoll fd failed(%s).", strerror(errno));
-        return epoll;
-    }
+    if (!epoll)
+        return plugin_failure("Create epoll fd failed(%s).", errno_text());
     epoll_event interest{};
     interest.events = events;
     interest.data.fd = sock;
-    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, sock, &interest) < 0) {
-        (void)plugin_failure("Add socket to epoll fd failed(%s).", strerror(errno));
-        epoll.reset();
-    }
-    return epoll;
+    if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, sock, &interest) < 0)
+        return plugin_failure("Add socket to epoll fd failed(%s).", errno_text());
+    return epoll.release();
 }
 
 int _cache_message(conf_plugin_data* plugin, xmlNode* root) noexcept {
@@ -199,13 +188,13 @@ int _send_message(conf_plugin_data* plugin) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     if (ctxt->send_buf->used == 0)
         return 0;
-    const auto frame = static_cast<std::size_t>(frame_bytes(front_header(ctxt->send_buf)));
+    const auto frame = static_cast<std::size_t>(frame_bytes(front_length(ctxt->send_buf)));
     const std::size_t rest = frame - ctxt->send_pos;
     const ssize_t written = write(ctxt->sock, ctxt->send_buf->buf + ctxt->send_pos, rest);
     if (written < 0 && errno == EAGAIN)
         return 0;
     if (written < 0)
-        return plugin_failure("Send message to pelmd failed(%s).", strerror(errno));
+        return plugin_failure("Send message to pelmd failed(%s).", errno_text());
     _conf_write_log(DBG_INFO, "Send message to pelmd.");
     if (static_cast<std::size_t>(written) < rest) {
         ctxt->send_pos += static_cast<u32_t>(written);
@@ -228,7 +217,7 @@ int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept {
         if (count == 0 || (count < 0 && errno == EAGAIN))
             return 0;
         if (count < 0) {
-            (void)plugin_failure("Read message from pelmd failed(%s).", strerror(errno));
+            (void)plugin_failure("Read message from pelmd failed(%s).", errno_text());
             return receive_failure(ctxt);
         }
         const int bytes = static_cast<int>(count);
@@ -248,16 +237,16 @@ int _syn_send_rpc(conf_plugin_data* plugin, xmlNode* rpc, xmlNode** reply) noexc
     if (_cache_message(plugin, rpc) < 0)
         return -1;
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const unique_fd epoll{watch_socket(ctxt->sock, EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET)};
     u32_t awaited = 0; // not known yet
-    const auto on_event = [&](std::uint32_t events) noexcept {
-        if (_syn_send_rpc_on_send_evt(plugin, events, &awaited) < 0 ||
+    while (epoll) {
+        const std::uint32_t events = next_events(epoll.get(), answer_timeout_ms);
+        if (events == 0 || _syn_send_rpc_on_send_evt(plugin, events, &awaited) < 0 ||
             _syn_send_rpc_on_recv_evt(plugin, events, awaited, reply) < 0)
-            return progress::failed;
-        return *reply != nullptr ? progress::done : progress::waiting;
-    };
-    constexpr std::uint32_t events = EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET;
-    if (wait_for(ctxt->sock, events, answer_timeout_ms, on_event) == 0)
-        return 0;
+            break;
+        if (*reply != nullptr)
+            return 0;
+    }
     discard_queue(ctxt);
     discard(ctxt->recv_buf);
     return -1;
@@ -267,16 +256,14 @@ int _syn_send_reply(conf_plugin_data* plugin, xmlNode* reply) noexcept {
     if (_cache_message(plugin, reply) < 0)
         return -1;
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const auto on_event = [&](std::uint32_t events) noexcept {
-        if ((events & EPOLLOUT) == 0)
-            return progress::waiting;
-        if (_send_message(plugin) < 0)
-            return progress::failed;
-        return ctxt->send_buf->used == 0 ? progress::done : progress::waiting;
-    };
-    constexpr std::uint32_t events = EPOLLOUT | EPOLLRDHUP | EPOLLET;
-    if (wait_for(ctxt->sock, events, write_timeout_ms, on_event) == 0)
-        return 0;
+    const unique_fd epoll{watch_socket(ctxt->sock, EPOLLOUT | EPOLLRDHUP | EPOLLET)};
+    while (epoll) {
+        const std::uint32_t events = next_events(epoll.get(), write_timeout_ms);
+        if (events == 0 || ((events & EPOLLOUT) != 0 && _send_message(plugin) < 0))
+            break;
+        if (ctxt->send_buf->used == 0)
+            return 0;
+    }
     discard_queue(ctxt);
     return -1;
 }
@@ -303,10 +290,10 @@ int _plugin_single_reply_send(conf_plugin_data* plugin, u32_t msgid) noexcept {
     const error_text text{std::exchange(ctxt->err_msg, nullptr)};
     if (msgid == 0)
         return -1;
-    unique_node outcome = code != 0 ? new_error(code, text.get()) : new_result();
-    if (!outcome)
+    xmlNode* outcome = code != 0 ? new_error(code, text.get()) : new_result();
+    if (outcome == nullptr)
         return -1;
-    const unique_node reply{plugin_build_reply_message(outcome.release(), msgid)};
+    const unique_node reply{plugin_build_reply_message(outcome, msgid)};
     if (!reply)
         return plugin_failure("Build reply message failed.");
     if (_syn_send_reply(plugin, reply.get()) < 0)

@@ -38,6 +38,6 @@ int _plugin_single_rpc_send(conf_plugin_data* plugin, xmlNode* rpc) noexcept;
 int _plugin_single_reply_send(conf_plugin_data* plugin, u32_t msgid) noexcept;
 
 // Makes an epoll instance that watches a socket. @return it, or -1 (reported)
-unique_fd watch_socket(int sock, std::uint32_t events) noexcept;
+int watch_socket(int sock, std::uint32_t events) noexcept;
 
 } // namespace conf

@@ -6,13 +6,6 @@
 
 namespace conf {
 
-int memcpy_s(void* dest, std::size_t capacity, const void* src, std::size_t count) noexcept {
-    if (count > capacity)
-        return -1;
-    std::memcpy(dest, src, count);
-    return 0;
-}
-
 int memmove_s(void* dest, std::size_t capacity, const void* src, std::size_t count) noexcept {
     if (count > capacity)
         return -1;
@@ -52,14 +45,6 @@ int snprintf_s(char* dest, std::size_t capacity, std::size_t count, const char* 
     va_end(arguments);
     if (length < 0 || static_cast<std::size_t>(length) >= room)
         return -1;
-    return length;
-}
-
-int sprintf_s(char* dest, std::size_t capacity, const char* format, ...) noexcept {
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = vsprintf_s(dest, capacity, format, arguments);
-    va_end(arguments);
     return length;
 }
 

@@ -4,10 +4,16 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <cstring>
 
 namespace conf {
 
-int memcpy_s(void* dest, std::size_t capacity, const void* src, std::size_t count) noexcept;
+inline int memcpy_s(void* dest, std::size_t capacity, const void* src, std::size_t count) noexcept {
+    if (count > capacity)
+        return -1;
+    std::memcpy(dest, src, count);
+    return 0;
+}
 
 // The areas may overlap.
 int memmove_s(void* dest, std::size_t capacity, const void* src, std::size_t count) noexcept;
@@ -22,9 +28,7 @@ int strncpy_s(char* dest, std::size_t capacity, const char* src, std::size_t cou
 [[gnu::format(printf, 4, 5)]] int snprintf_s(char* dest, std::size_t capacity, std::size_t count,
                                              const char* format, ...) noexcept;
 
-// Leave dest empty when the output and its terminator do not fit.
-[[gnu::format(printf, 3, 4)]] int sprintf_s(char* dest, std::size_t capacity, const char* format,
-                                            ...) noexcept;
+// Leaves dest empty when the output and its terminator do not fit.
 [[gnu::format(printf, 3, 0)]] int vsprintf_s(char* dest, std::size_t capacity, const char* format,
                                              va_list arguments) noexcept;
 

@@ -1,6 +1,8 @@
 #include "support/report.h"
 
+#include <cerrno>
 #include <cstdarg>
+#include <cstring>
 
 namespace conf {
 
@@ -26,5 +28,7 @@ void syslog_debug(const char* format, ...) noexcept {
     vsyslog(LOG_USER | LOG_DEBUG, format, arguments);
     va_end(arguments);
 }
+
+const char* errno_text() noexcept { return std::strerror(errno); }
 
 } // namespace conf

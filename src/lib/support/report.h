@@ -8,8 +8,11 @@ namespace conf {
 
 // What a failing function returns: -1 where it returns int, null where it returns a pointer.
 // Any other result type does not compile, so a bool or an id is never filled by accident.
+//
+// The -1 comes out of the report, so that "return report(...)" is a jump.
 struct failure {
-    template <std::same_as<int> T> operator T() const noexcept { return -1; }
+    int result = -1;
+    template <std::same_as<int> T> operator T() const noexcept { return result; }
     template <class T> operator T*() const noexcept { return nullptr; }
 };
 
@@ -22,5 +25,8 @@ struct failure {
 
 // As above, for "[DEBUG] " at LOG_USER | LOG_DEBUG.
 [[gnu::format(printf, 1, 2)]] void syslog_debug(const char* format, ...) noexcept;
+
+// What errno says, in words.
+const char* errno_text() noexcept;
 
 } // namespace conf

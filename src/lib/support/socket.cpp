@@ -15,6 +15,12 @@ const sockaddr* generic(const sockaddr_un& address) noexcept {
     return reinterpret_cast<const sockaddr*>(&address);
 }
 
+// Gives a path's address to bind() or connect().
+bool call(int (*function)(int, const sockaddr*, socklen_t), int sock, const char* path) noexcept {
+    const sockaddr_un address = unix_address(path);
+    return function(sock, generic(address), sizeof address) == 0;
+}
+
 } // namespace
 
 sockaddr_un unix_address(const char* path) noexcept {
@@ -25,16 +31,12 @@ sockaddr_un unix_address(const char* path) noexcept {
 }
 
 bool bind_path(int sock, const char* path) noexcept {
-    const sockaddr_un address = unix_address(path);
-    (void)unlink(address.sun_path); // a file left by an earlier run must not block the bind
+    remove_path(path); // a file left by an earlier run must not block the bind
     const umask_guard mask{static_cast<mode_t>(~socket_mode)};
-    return bind(sock, generic(address), sizeof address) == 0;
+    return call(bind, sock, path);
 }
 
-bool connect_path(int sock, const char* path) noexcept {
-    const sockaddr_un address = unix_address(path);
-    return connect(sock, generic(address), sizeof address) == 0;
-}
+bool connect_path(int sock, const char* path) noexcept { return call(connect, sock, path); }
 
 ssize_t send_to_path(int sock, const char* path, const void* bytes, std::size_t count,
                      int flags) noexcept {

@@ -1,5 +1,6 @@
 #include "support/xml.h"
 
+#include "conf_misc.h"
 #include "support/bounded.h"
 
 #include <cstring>
@@ -45,6 +46,11 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns
     return complete ? child : nullptr;
 }
 
+xmlNode* add_number(xmlNode* parent, const char* name, long number) noexcept {
+    char digits[32];
+    return add_text(parent, name, conf_itoa(number, digits, sizeof digits));
+}
+
 memory_watch::memory_watch() noexcept
     : host_handler_(xmlStructuredError), host_context_(xmlStructuredErrorContext) {
     xmlSetStructuredErrorFunc(this, note);
@@ -69,16 +75,18 @@ int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept {
     return bytes;
 }
 
-xmlNode* copy_tree(xmlNode* node) noexcept {
+namespace {
+
+xmlNode* copy(xmlNode* first, bool with_siblings) noexcept {
     const memory_watch watch;
-    secret_node copy{xmlCopyNode(node, 1)};
-    return watch.ran_out() ? nullptr : copy.release();
+    secret_node_list copies{with_siblings ? xmlCopyNodeList(first) : xmlCopyNode(first, 1)};
+    return watch.ran_out() ? nullptr : copies.release();
 }
 
-xmlNode* copy_siblings(xmlNode* first) noexcept {
-    const memory_watch watch;
-    secret_node_list copy{xmlCopyNodeList(first)};
-    return watch.ran_out() ? nullptr : copy.release();
-}
+} // namespace
+
+xmlNode* copy_tree(xmlNode* node) noexcept { return copy(node, false); }
+
+xmlNode* copy_siblings(xmlNode* first) noexcept { return copy(first, true); }
 
 } // namespace conf
