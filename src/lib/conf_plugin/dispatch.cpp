@@ -334,19 +334,13 @@ void _method_default_proc(conf_plugin_data* plugin, const char* method, u32_t ms
                              method);
 }
 
-constexpr struct {
-    const char* name;
-    void (*run)(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept;
-} methods[] = {
-    {"publish", _method_publish_proc},
-    {"subscribe", _method_subscribe_proc},
-    {"kickoff", _method_kickoff_proc},
-};
-
 void serve(conf_plugin_data* plugin, const char* method, xmlNode* params, u32_t msgid) noexcept {
-    for (const auto& entry : methods)
-        if (std::strcmp(entry.name, method) == 0)
-            return entry.run(plugin, params, msgid);
+    if (std::strcmp(method, "publish") == 0)
+        return _method_publish_proc(plugin, params, msgid);
+    if (std::strcmp(method, "subscribe") == 0)
+        return _method_subscribe_proc(plugin, params, msgid);
+    if (std::strcmp(method, "kickoff") == 0)
+        return _method_kickoff_proc(plugin, params, msgid);
     _conf_write_log(DBG_WARN, "Receive an unknown rpc method %s.", method);
     _method_default_proc(plugin, method, msgid);
 }

@@ -20,15 +20,11 @@ char g_conf_notifier_socket[256] = "/var/tmp/pelmd.notifier.socket";
 namespace conf {
 namespace {
 
-struct socket_path {
-    char (&global)[256];
-    const char* file;
-};
-constexpr socket_path socket_paths[] = {
-    {g_conf_agent_socket, "pelmd.agent.socket"},
-    {g_conf_plugin_socket, "pelmd.plugin.socket"},
-    {g_conf_notifier_socket, "pelmd.notifier.socket"},
-};
+constexpr char agent_file[] = "pelmd.agent.socket";
+constexpr char plugin_file[] = "pelmd.plugin.socket";
+constexpr char notifier_file[] = "pelmd.notifier.socket";
+constexpr std::size_t longest_file =
+    std::max({sizeof agent_file, sizeof plugin_file, sizeof notifier_file}) - 1;
 
 struct json_traits {
     using type = cJSON*;
@@ -69,9 +65,7 @@ bool is_working_dir(const cJSON* member) noexcept {
 }
 
 bool fits_an_address(const char* directory) noexcept {
-    return std::ranges::all_of(socket_paths, [directory](const socket_path& path) {
-        return std::strlen(directory) + 1 + std::strlen(path.file) <= longest_socket_path;
-    });
+    return std::strlen(directory) + 1 + longest_file <= longest_socket_path;
 }
 
 // Finds the directory that counts, the last one named; null when there is none.
@@ -88,6 +82,10 @@ int find_working_dir(const cJSON* profile, const char** directory) noexcept {
     return 0;
 }
 
+void set_path(char (&path)[256], const char* directory, const char* file) noexcept {
+    (void)snprintf_s(path, sizeof path, sizeof path - 1, "%s/%s", directory, file);
+}
+
 int apply_working_dir(const char* directory, char** workding_dir) noexcept {
     if (workding_dir != nullptr) {
         unique_string copy{strdup(directory)};
@@ -96,9 +94,9 @@ int apply_working_dir(const char* directory, char** workding_dir) noexcept {
         std::free(*workding_dir);
         *workding_dir = copy.release();
     }
-    for (const auto& path : socket_paths)
-        (void)snprintf_s(path.global, sizeof path.global, sizeof path.global - 1, "%s/%s",
-                         directory, path.file);
+    set_path(g_conf_agent_socket, directory, agent_file);
+    set_path(g_conf_plugin_socket, directory, plugin_file);
+    set_path(g_conf_notifier_socket, directory, notifier_file);
     return 0;
 }
 
