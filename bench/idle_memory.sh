@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Measures the private memory of an idle plugin beyond that of a process with libc and libxml2 alone,
-# in KiB that cannot be dropped, and fails when it is more than 64.
+# in KiB that cannot be dropped, three times, and fails when the median is more than 64.
 #
 # usage: bench/idle_memory.sh BUILD-DIRECTORY
 set -euo pipefail
@@ -20,15 +20,19 @@ if [[ $1 == --beside ]]; then
     plugin=$(private_kib example_plugin)
     bare=$(private_kib bench_idle)
     echo "idle plugin $plugin KiB, libc and libxml2 alone $bare KiB, difference $((plugin - bare)) KiB"
-    ((plugin - bare <= 64))
     exit
 fi
 
-"$1/src/tools/pelmsim/pelmsim" run --config examples/demo.xml --script <(
-    echo "wait active interfaces"
-    echo "start $1/bench/bench_idle"
-    echo 'wait output ready'
-    echo "start $PWD/bench/idle_memory.sh --beside"
-    echo 'wait exited idle_memory.sh'
-    echo 'expect ok'
-) -- "$1/examples/example_plugin" | sed -n 's/^ *idle_memory.sh| //p'
+measure() {
+    "$1/src/tools/pelmsim/pelmsim" run --config examples/demo.xml --script <(
+        echo "wait active interfaces"
+        echo "start $1/bench/bench_idle"
+        echo 'wait output ready'
+        echo "start $PWD/bench/idle_memory.sh --beside"
+        echo 'wait exited idle_memory.sh'
+        echo 'expect ok'
+    ) -- "$1/examples/example_plugin" | sed -n 's/^ *idle_memory.sh| //p'
+}
+
+for _ in 1 2 3; do measure "$1"; done | tee /dev/stderr | awk '{ print $(NF - 1) }' | sort -n |
+    awk 'NR == 2 { median = $1 } END { exit !(NR == 3 && median <= 64) }'
