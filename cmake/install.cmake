@@ -21,5 +21,5 @@ configure_file(cmake/pelmconf.pc.in pelmconf.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/pelmconf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
-        FILES_MATCHING PATTERN *.c PATTERN demo.*)
+        FILES_MATCHING PATTERN *.c PATTERN *.sim PATTERN demo.xml)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
