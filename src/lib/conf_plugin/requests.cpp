@@ -72,14 +72,6 @@ xmlNode* ask(conf_plugin_data* plugin, const char* method, int old_flag,
     return reply;
 }
 
-// Splits the answer to a query. *result is null when it carries an error.
-int parse_answer(const conf_plugin_data* plugin, xmlNode* reply, xmlNode** result) noexcept {
-    xmlNode* error;
-    if (plugin_parse_reply(reply, result, &error) < 0)
-        return plugin_failure("Parse reply for plugin %s rpc failed.", plugin->plugin_ctxt->name);
-    return 0;
-}
-
 // Copies a list of siblings. Null, for an empty list too, is reported but is no failure.
 xmlNode* copy_list(const conf_plugin_data* plugin, xmlNode* first) noexcept {
     xmlNode* copy = copy_siblings(first);
@@ -118,15 +110,26 @@ xmlNode* copy_position(const conf_plugin_data* plugin, const xmlNode* result) no
     return position;
 }
 
-// The answer may hold configuration secrets, so it is wiped.
-int query(conf_plugin_data* plugin, const char* method, int old_flag, const char* path,
-          xmlNode* (*copy)(const conf_plugin_data*, const xmlNode*), xmlNode** out) noexcept {
-    const secret_node reply{ask(plugin, method, old_flag, path)};
+using copier = xmlNode*(const conf_plugin_data* plugin, const xmlNode* result) noexcept;
+
+// Copies what an answer holds: nothing when it carries an error.
+int take_answer(const conf_plugin_data* plugin, xmlNode* reply, copier* copy,
+                xmlNode** out) noexcept {
     xmlNode* result;
-    if (!reply || parse_answer(plugin, reply.get(), &result) < 0)
-        return -1;
+    xmlNode* error;
+    if (plugin_parse_reply(reply, &result, &error) < 0)
+        return plugin_failure("Parse reply for plugin %s rpc failed.", plugin->plugin_ctxt->name);
     *out = result != nullptr ? copy(plugin, result) : nullptr;
     return 0;
+}
+
+int query(conf_plugin_data* plugin, const char* method, int old_flag, const char* path,
+          copier* copy, xmlNode** out) noexcept {
+    const unique_node reply{ask(plugin, method, old_flag, path)};
+    const int ret = reply ? take_answer(plugin, reply.get(), copy, out) : -1;
+    if (copy == copy_data) // it may have held configuration secrets
+        clean_xml_content(reply.get());
+    return ret;
 }
 
 int pull(int old_flag, const char* path, xmlNode** out) noexcept {
