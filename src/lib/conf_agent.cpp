@@ -3,6 +3,7 @@
 
 #include "conf_misc.h"
 #include "conf_plugin.h"
+#include "conf_plugin/message.h"
 #include "frame.h"
 #include "support/handle.h"
 #include "support/report.h"

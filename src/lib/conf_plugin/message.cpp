@@ -54,6 +54,11 @@ xmlNode* parse_body(const char* body, int bytes) noexcept {
 
 } // namespace
 
+xmlNode* conf::add_number(xmlNode* parent, const char* name, long number) noexcept {
+    char digits[32];
+    return add_text(parent, name, conf_itoa(number, digits, sizeof digits));
+}
+
 xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, u32_t id) {
     secret_node owned{params}; // ours in every case, so it goes on every early return
     secret_node rpc{new_element("rpc")};

@@ -3,6 +3,7 @@
 #include "conf_api.h"
 #include "conf_misc.h"
 #include "conf_plugin/log.h"
+#include "conf_plugin/message.h"
 #include "conf_plugin/registry.h"
 #include "conf_plugin/transport.h"
 #include "support/socket.h"

@@ -1,7 +1,6 @@
 #include "conf_plugin/transport.h"
 
 #include "buffer_parts.h"
-#include "conf_misc.h"
 #include "conf_plugin/log.h"
 #include "conf_plugin/message.h"
 #include "conf_plugin/registry.h"

@@ -1,6 +1,5 @@
 #include "support/xml.h"
 
-#include "conf_misc.h"
 #include "support/bounded.h"
 
 #include <cstring>
@@ -44,11 +43,6 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns
     const xmlNode* content = child->children;
     const bool complete = text == nullptr || (content != nullptr && content->content != nullptr);
     return complete ? child : nullptr;
-}
-
-xmlNode* add_number(xmlNode* parent, const char* name, long number) noexcept {
-    char digits[32];
-    return add_text(parent, name, conf_itoa(number, digits, sizeof digits));
 }
 
 memory_watch::memory_watch() noexcept

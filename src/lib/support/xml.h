@@ -82,9 +82,6 @@ inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr
     return add_text(parent, name, nullptr, ns);
 }
 
-// As add_text(), for a number in decimal.
-xmlNode* add_number(xmlNode* parent, const char* name, long number) noexcept;
-
 // Notices when libxml2 runs out of memory while it lives. What libxml2 returns then may look whole and
 // have pieces missing, and later errors of other kinds take the place of its last error. All of them
 // go on to the handler that the host has set, if any.
