@@ -9,7 +9,6 @@
 #include "conf_plugin.h"
 #include "support/xml.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -18,18 +17,16 @@
 
 using lines = std::vector<std::string>;
 
-// The lines of a text, or what stands between other marks, without blanks around. The first character
-// is left out, so a raw string begins with a line end. And those of a table, cell by cell.
-lines rows(const std::string& text, char mark = '\n');
+// What stands between the line ends and the bars of a text, without blanks around. The text begins
+// with a line end, as a raw string does. And the same row by row.
+lines cells_of(const std::string& text);
 template <std::size_t Columns> auto table(const std::string& text) {
-    std::vector<std::array<std::string, Columns>> result;
-    for (const std::string& row : rows(text))
-        std::ranges::copy(rows("|" + row, '|'), result.emplace_back().begin());
-    return result;
+    const lines cells = cells_of(text);
+    std::vector<std::array<std::string, Columns>> rows(cells.size() / Columns);
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        rows[i / Columns][i % Columns] = cells[i];
+    return rows;
 }
-
-// The texts but for empty ones and those like the one before.
-lines without_repeats(lines texts);
 
 // The id of the next request that the plugin sends.
 int next_id();
@@ -74,15 +71,25 @@ private:
     int calls_left_ = 0;
 };
 
-// What the callbacks of a plugin do: they note how they were called, hand nodes back, and act.
+// What callbacks do, of a plugin or of the daemon: they note what they are given, as "call 1 /a out;",
+// hand nodes back, and act.
 struct callback_script {
     std::string calls;
     std::string nodes;
     std::function<int()> act = [] { return 0; };
-
-    int run(const std::string& call, xmlNode** out = nullptr);
 };
 extern callback_script callbacks;
+
+std::string shown(long long number);
+std::string shown(const char* text);
+std::string shown(xmlNode* first);
+std::string shown(xmlNode** out);
+
+// A callback of any type.
+template <class Result, class... Arguments> Result callback(Arguments... arguments) {
+    callbacks.calls += (std::string("call") + ... + (" " + shown(arguments))) + ";";
+    return static_cast<Result>(callbacks.act());
+}
 
 // A plugin's callbacks, one of each kind. Slots: 0 kick-off, 1 configuration, 2 empty, 3 status,
 // 4 operation.
@@ -100,13 +107,13 @@ protected:
 
     static conf_plugin_context_t* context() { return get_plugin_context(); }
 
-    // The plugin log since the last call, without the lines that each message, a new entry and the
-    // missing profile bring, or whole. Errors stand by their words alone, and an address is P.
+    // The plugin log since the last call, without what is for information and the missing profile, or
+    // whole. Errors stand by their words alone.
     static std::string log(bool is_whole = false);
 
-    // Those logs of run, once for each allocation of libxml2 that fails it. Like ones count once, and
-    // one of the two steps of making a frame is enough.
-    static lines logs_without_memory(const std::function<void()>& run);
+    // The last line of that log of run, behind "; ", for each allocation of libxml2 that fails it. Like
+    // ones count once.
+    static std::string last_words_without_memory(const std::function<void()>& run);
 
     descriptor_watch watch_;
     daemon_side daemon_;
