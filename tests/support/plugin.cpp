@@ -137,11 +137,12 @@ void PluginTest::start(bool is_active) {
 
 std::string PluginTest::log(bool is_whole) {
     static const std::regex noise("INFO.*|ERROR - Open default-pelmd-profile.*");
+    static const std::regex address("0x[0-9a-f]{6,}");
     std::string result;
     for (const std::string& line : plugin_log())
         if (is_whole || !std::regex_match(line, noise))
             result += (result.empty() ? "" : "; ") + line.substr(line.starts_with("ERROR") ? 8 : 0);
-    return result;
+    return std::regex_replace(result, address, "P");
 }
 
 std::string PluginTest::last_words_without_memory(const std::function<void()>& run) {

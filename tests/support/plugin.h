@@ -108,7 +108,7 @@ protected:
     static conf_plugin_context_t* context() { return get_plugin_context(); }
 
     // The plugin log since the last call, without what is for information and the missing profile, or
-    // whole. Errors stand by their words alone.
+    // whole. Errors stand by their words alone, and an address is P.
     static std::string log(bool is_whole = false);
 
     // The last line of that log of run, behind "; ", for each allocation of libxml2 that fails it. Like
