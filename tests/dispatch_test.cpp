@@ -49,7 +49,6 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
         publish   | <type>config</type><info/><callback>0</callback>          || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>3</callback>          || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>4294967297</callback> || -1 Cann't find the callback function.
-        publish   | <type>operate</type><info/><callback>1</callback>         || -1 Cann't find the callback function.
         publish   | <type>operate</type><info/><callback>5</callback>         || -1 Callback index is invalid.
         subscribe | <callback>4</callback>                                    || -1 Cann't find the callback function.
         %n&lt;    |                                                           || -1 Method &lt;%n&lt;&gt; doesn't be supported)")) {
@@ -88,9 +87,9 @@ TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
     const int before = g_rdb_recovery_status;
     callbacks.act = [] { return 2; };
     for (const auto& [change, report] : table<2>(R"(
-        <callback>1</callback><info><oper-type>1</oper-type></info>     | DEBUG - Service publish result: 2 for path:(null) oper:1 priority:0 time consumed:T seconds
-        <callback>1</callback><info><oper-type>16385</oper-type></info> | DEBUG - Service publish result: 2 for path:(null) oper:16385 priority:0 time consumed:T seconds)")) {
-        (void)outcome("publish", "<type>config</type>" + change);
+        <oper-type>1</oper-type>     | DEBUG - Service publish result: 2 for path:(null) oper:1 priority:0 time consumed:T seconds
+        <oper-type>16385</oper-type> | DEBUG - Service publish result: 2 for path:(null) oper:16385 priority:0 time consumed:T seconds)")) {
+        (void)outcome("publish", requests_[0][1] + "<info>" + change + "</info>");
         EXPECT_EQ(std::regex_replace(log(), std::regex("0\\.0\\d\\d"), "T"), report);
     }
     EXPECT_EQ(g_rdb_recovery_status, before + 1);
@@ -126,13 +125,17 @@ TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
     EXPECT_EQ(outcome("publish", requests_[0][1]), "-1 Service process failed.");
 }
 
-TEST_F(Dispatch, AnswersWithAnErrorWhenMemoryRunsOut) {
-    std::optional<fault> no_memory;
+TEST_F(Dispatch, NeverSendsHalfAnAnswer) {
     for (const auto& [method, params] : {requests_[1], requests_[2]})
-        for (int skip = 0; skip == 0 || no_memory->hit(); ++skip) {
-            callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), 0; };
-            const std::string answered = outcome(method, params);
-            EXPECT_NE(answered.starts_with("<result>"), no_memory->hit());
+        for (const int result : {0, 1}) {
+            std::optional<fault> no_memory;
+            callbacks.act = [result] { return result; };
+            const std::string whole = outcome(method, params);
+            for (int skip = 0; skip == 0 || no_memory->hit(); ++skip) {
+                callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), result; };
+                const std::string answered = outcome(method, params);
+                EXPECT_EQ(answered == whole, !no_memory->hit());
+            }
         }
 }
 

@@ -1,6 +1,5 @@
 #include "support/profile.h"
 
-#include "conf_debug.h"
 #include "support/plugin.h"
 #include "support/socket.h"
 
@@ -8,15 +7,13 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
+using Profile = PluginTest;
+using Endpoint = PluginTest;
 
 namespace {
-
-[[maybe_unused]] const int log_is_on = econf_plugin_config_debug(DBG_ALL, 1);
 
 std::string profile_of(const std::string& directory) {
     return R"({"working-dir":")" + directory + "\"}";
@@ -45,7 +42,7 @@ constexpr struct endpoint {
 
 } // namespace
 
-TEST(Profile, LeavesAllAsItWasWhenItFails) {
+TEST_F(Profile, LeavesAllAsItWasWhenItFails) {
     const std::string valid = profile_of("/x"), longer(86, 'd');
     constexpr call none = call::semop;
     const std::tuple<call, std::string, std::string> cases[] = {
@@ -59,19 +56,18 @@ TEST(Profile, LeavesAllAsItWasWhenItFails) {
         {none, std::string(4096, 'x'), "Json parse error(" + std::string(236, 'x') + ")."},
         {none, profile_of(longer),
          "The working-dir(" + longer + ") is too long for a socket address."}};
-    const descriptor_watch watch;
     char callers[] = "the caller's";
     char* directory = callers;
     for (const auto& [failing, profile, report] : cases) {
         const fault one(failing, EPIPE);
         EXPECT_EQ(load(profile, &directory), -1);
-        EXPECT_THAT(plugin_log(), ElementsAre("ERROR - " + report));
+        EXPECT_EQ(log(), report);
         expect_sockets_in("/var/tmp");
         EXPECT_EQ(directory, callers);
     }
 }
 
-TEST(Profile, NamesTheDirectoryOfTheSockets) {
+TEST_F(Profile, NamesTheDirectoryOfTheSockets) {
     const std::string longest(85, 'd'), valid = profile_of("/p");
     const std::pair<std::string, std::string> cases[] = {
         {R"({"b":1,"working-dir":"/tmp/a","working-dir":7,"working-dir":"/tmp/b"})", "/tmp/b"},
@@ -81,7 +77,6 @@ TEST(Profile, NamesTheDirectoryOfTheSockets) {
         {profile_of(""), ""},
         // Just a page, and nothing behind it.
         {std::string(4096 - valid.size(), ' ') + valid, "/p"}};
-    const descriptor_watch watch;
     for (const auto& [profile, expected] : cases) {
         EXPECT_EQ(load(profile_of("/old")), 0);
         conf::unique_string directory{strdup("/old")};
@@ -93,12 +88,11 @@ TEST(Profile, NamesTheDirectoryOfTheSockets) {
     EXPECT_EQ(std::string(std::istreambuf_iterator(maps), {}).find("pelmd.conf"),
               std::string::npos);
     EXPECT_EQ(load(profile_of("/var/tmp")), 0);
-    EXPECT_THAT(plugin_log(), ElementsAre());
+    EXPECT_EQ(log(), "");
 }
 
-TEST(Endpoint, IsForItsGroupWhateverTheMask) {
+TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
     close(0); // which is a descriptor like any other
-    const descriptor_watch watch;
     for (const endpoint& each : endpoints)
         for (const mode_t mask : {0000u, 0777u}) {
             std::ofstream(each.path) << "stale";
@@ -123,27 +117,22 @@ TEST(Endpoint, IsForItsGroupWhateverTheMask) {
             each.disable(0);
             EXPECT_FALSE(fs::exists(each.path));
         }
+    EXPECT_EQ(dup(1), 0);
 }
 
-TEST(Endpoint, IsNotLeftHalfMade) {
-    constexpr std::tuple<int, call, const char*> cases[] = {
-        {0, call::socket, "Create conf-plugin socket failed(Broken pipe)."},
-        {0, call::bind, "Bind conf-plugin socket failed(Broken pipe)."},
-        {0, call::listen, "Listen conf-plugin socket failed(Broken pipe)."},
-        {0, call::fcntl, "Set plugin service socket to nonblock failed."},
-        {1, call::socket, "Create notifier socket failed(Broken pipe)."},
-        {1, call::bind, "Bind notifier socket failed(Broken pipe)."},
-        {1, call::setsockopt, "Set socket receive buffer option failed(Broken pipe)."},
-        {1, call::fcntl, "Set notifier socket to nonblock failed."}};
-    const descriptor_watch watch;
+TEST_F(Endpoint, IsNotLeftHalfMade) {
     umask(027);
-    for (const auto& [index, failing, report] : cases) {
-        const endpoint& half_made = endpoints[index];
-        const fault one(failing, EPIPE);
-        EXPECT_EQ(half_made.enable(), -1);
-        EXPECT_EQ(umask(027), 027u);
-        EXPECT_THAT(plugin_log(), ElementsAre(text("ERROR - %s", report)));
-        half_made.disable(-1);
-        EXPECT_FALSE(fs::exists(half_made.path));
-    }
+    for (const endpoint& each : endpoints)
+        for (const call failing :
+             {call::socket, call::bind, call::listen, call::setsockopt, call::fcntl}) {
+            const fault one(failing, EPIPE);
+            const int sock = each.enable();
+            EXPECT_EQ(sock == -1, one.hit());
+            EXPECT_EQ(umask(027), 027u);
+            each.disable(sock);
+            EXPECT_FALSE(fs::exists(each.path));
+        }
+    EXPECT_EQ(
+        log(),
+        R"(Create conf-plugin socket failed(Broken pipe).; Bind conf-plugin socket failed(Broken pipe).; Listen conf-plugin socket failed(Broken pipe).; Set plugin service socket to nonblock failed.; Create notifier socket failed(Broken pipe).; Bind notifier socket failed(Broken pipe).; Set socket receive buffer option failed(Broken pipe).; Set notifier socket to nonblock failed.)");
 }

@@ -80,9 +80,9 @@ struct callback_script {
 };
 extern callback_script callbacks;
 
-std::string shown(long long number);
+inline std::string shown(long long number) { return std::to_string(number); }
+inline std::string shown(xmlNode* first) { return text_of(first); }
 std::string shown(const char* text);
-std::string shown(xmlNode* first);
 std::string shown(xmlNode** out);
 
 // A callback of any type.
@@ -107,9 +107,9 @@ protected:
 
     static conf_plugin_context_t* context() { return get_plugin_context(); }
 
-    // The plugin log since the last call, without what is for information and the missing profile, or
-    // whole. Errors stand by their words alone, and an address is P.
-    static std::string log(bool is_whole = false);
+    // The plugin log since the last call, without what is for information and the missing profile.
+    // Errors stand by their words alone, and an address is P.
+    static std::string log();
 
     // The last line of that log of run, behind "; ", for each allocation of libxml2 that fails it. Like
     // ones count once.
