@@ -99,9 +99,8 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
             umask(mask);
             EXPECT_EQ(each.enable(), 0);
             EXPECT_EQ(umask(022), mask);
-            struct stat file;
-            EXPECT_EQ(stat(each.path, &file), 0);
-            EXPECT_EQ(file.st_mode, S_IFSOCK | 0660);
+            EXPECT_TRUE(fs::is_socket(each.path));
+            EXPECT_EQ(fs::status(each.path).permissions(), fs::perms{0660});
             EXPECT_EQ(fcntl(0, F_GETFD), FD_CLOEXEC);
             EXPECT_EQ(fcntl(0, F_GETFL), O_RDWR | O_NONBLOCK);
             int bytes = 0;

@@ -36,16 +36,14 @@ protected:
     void receive(std::string bytes) {
         conf_buffer_append(&context()->recv_buf, bytes.data(), static_cast<int>(bytes.size()));
     }
-    // What is left in both buffers.
-    static std::string left() {
+    // The result of an operation, what it left in both buffers, and what was logged.
+    static std::string after(const std::string& result) {
         EXPECT_EQ(context()->send_pos, 0u);
         std::string bytes;
         for (const conf_buffer_t* buf : {context()->recv_buf, context()->send_buf})
             bytes.append(buf->buf, buf->buf + buf->used);
-        return bytes;
+        return result + bytes + log();
     }
-    // The same behind the result of an operation, and what was logged.
-    static std::string after(const std::string& result) { return result + left() + log(); }
     static conf_plugin_data* plugin() { return get_plugin_from_hash(); }
 
     // Too large for one write, one read and one page.
@@ -116,8 +114,7 @@ TEST_F(Transport, WritesOneFrameAtATimeAndAsFarAsTheSocketTakesIt) {
         EXPECT_EQ(_send_message(plugin()), 0);
     }
     EXPECT_EQ(daemon_.received(), large_);
-    EXPECT_EQ(left(), frame_of("<b/>", UINT16_MAX - 1));
-    EXPECT_EQ(context()->rpc_id, 1);
+    EXPECT_EQ(after(text("%d", context()->rpc_id)), "1" + frame_of("<b/>", UINT16_MAX - 1));
 }
 
 TEST_F(Transport, ARequestTakesItsAnswerAndLeavesWhatIsBehind) {
@@ -126,7 +123,8 @@ TEST_F(Transport, ARequestTakesItsAnswerAndLeavesWhatIsBehind) {
                         behind);
     const fault interrupted(call::epoll_wait, EINTR);
     EXPECT_EQ(request("<rpc/>"), reply("<result/>", 2));
-    EXPECT_EQ(left() + text("%d %d", context()->rpc_id, last_wait_ms()), behind + "3 30000");
+    EXPECT_EQ(after(text("%d %d", context()->rpc_id, last_wait_ms())),
+              "3 30000" + behind + "Translate rpc message to xml dom tree failed.");
 }
 
 TEST_F(Transport, KnowsNoIdBeforeTheSocketCanBeWritten) {
@@ -171,7 +169,7 @@ TEST_F(Transport, AFailedWaitDropsTheQueueAndForARequestWhatWasReceivedToo) {
 
 TEST_F(Transport, AHangUpBeatsTheAnswerThatComesWithIt) {
     daemon_.send(answer("<result/>", 2));
-    ASSERT_EQ(shutdown(daemon_.fd(), SHUT_WR), 0);
+    daemon_.finish();
     EXPECT_EQ(after(request("<rpc/>")), "An error epoll event occur(0x2005).");
     receive("abc");
     EXPECT_EQ(after(respond("<reply/>")), "abcAn error epoll event occur(0x2004).");

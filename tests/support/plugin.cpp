@@ -3,7 +3,6 @@
 #include <csignal>
 #include <cstring>
 #include <libxml/parser.h>
-#include <sys/socket.h>
 
 namespace {
 

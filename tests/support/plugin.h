@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <regex>
+#include <sys/socket.h>
 #include <vector>
 
 using lines = std::vector<std::string>;
@@ -53,12 +54,13 @@ public:
     // As much as the socket takes now, the rest turn by turn.
     void send(const std::string& bytes);
     void fall_asleep() { is_awake_ = false; }
+    // No more will be sent.
+    void finish() { (void)shutdown(connection_.get(), SHUT_WR); }
     // Once the plugin is connected, before its next call of the system, or a later one.
     void hang_up(int calls = 1) { calls_left_ = calls; }
 
     // The bodies of the frames that came since the last time, one behind the other.
     std::string received();
-    int fd() const { return connection_.get(); }
 
 private:
     void on_call(call which);
