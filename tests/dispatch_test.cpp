@@ -47,7 +47,6 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
         publish   | <type>Config</type><info/>                                || -1 Unknown publish type.
         publish   | <type>config</type><info/>                                || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>0</callback>          || -1 Cann't find the callback function.
-        publish   | <type>config</type><info/><callback>3</callback>          || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>4294967297</callback> || -1 Cann't find the callback function.
         publish   | <type>operate</type><info/><callback>5</callback>         || -1 Callback index is invalid.
         subscribe | <callback>4</callback>                                    || -1 Cann't find the callback function.

