@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/socket.h>
@@ -20,13 +19,11 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* path = "/var/tmp/pelmd.agent.socket";
-constexpr const char* profile = "/mnt/squash/local/etc/pelmd/pelmd.conf";
 
 class Agent : public testing::Test {
 protected:
     Agent() { conf::copy_into(g_conf_agent_socket, path); }
     ~Agent() override {
-        fs::remove(profile);
         fs::remove(path);
         conf_buffer_destroy(requests_);
     }
@@ -59,14 +56,6 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
     conf_agent_exit(dup2(standard_input.get(), 0));
     EXPECT_EQ(fcntl(0, F_GETFD), -1);
     dup2(standard_input.get(), 0);
-}
-
-TEST_F(Agent, FollowsTheProfileThoughItsDaemonDoesNot) {
-    std::ofstream(profile) << R"({"working-dir": "/var/tmp/elsewhere"})";
-    const conf::unique_fd service{conf_agent_service_enable()};
-    EXPECT_TRUE(fs::is_socket(path));
-    EXPECT_EQ(conf_agent_init(), -1);
-    EXPECT_STREQ(g_conf_agent_socket, "/var/tmp/elsewhere/pelmd.agent.socket");
 }
 
 TEST_F(Agent, SaysWhyTheSystemRefuses) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -42,26 +43,6 @@ bool holds(int key, u32_t port = 7) {
 int segment() { return shmget(ftok(profile, 0), 0, 0); }
 int semaphore() { return semget(ftok(profile, 0), 0, 0); }
 
-// Runs in a process of its own, which inherits what this one has attached.
-void start(const std::function<bool()>& run) {
-    if (fork() == 0)
-        _exit(run() ? 0 : 1);
-}
-
-// How many processes ended with which status.
-std::map<int, int> ends() {
-    std::map<int, int> result;
-    for (int status = 0; wait(&status) > 0;)
-        ++result[status];
-    return result;
-}
-
-// This process is not attached afterwards.
-void create_elsewhere(int slots) {
-    start([=] { return conf_clishm_create(slots) == 0; });
-    EXPECT_THAT(ends(), ElementsAre(std::pair{0, 1}));
-}
-
 // Stores, finds and drops an entry, over and over, and keeps the last one.
 bool hammer(int key) {
     for (int i = 0; i < 300; ++i) {
@@ -72,10 +53,10 @@ bool hammer(int key) {
     return save(key);
 }
 
-bool die_with_lock() {
+int die_with_lock() {
     const fault unlocking(call::semop, ENOMEM, 1);
     conf_free_client_info(0);
-    return kill(getpid(), SIGKILL) == 0;
+    return raise(SIGKILL);
 }
 
 class Table : public testing::Test {
@@ -112,7 +93,7 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadItAndGoesWithItsCreator) {
 }
 
 TEST_F(Table, KeepsEntriesUntilItIsFull) {
-    create_elsewhere(2);
+    EXPECT_EXIT(_exit(conf_clishm_create(2)), testing::ExitedWithCode(0), "");
     EXPECT_TRUE(save(5, 1) && save(5, 2) && !save(6) && holds(5, 1));
     EXPECT_EQ(conf_clishm_create(2), -1); // which removes the table that is there
     ASSERT_EQ(conf_clishm_create(2), 0);
@@ -139,7 +120,7 @@ TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
 }
 
 TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
-    create_elsewhere(2);
+    EXPECT_EXIT(_exit(conf_clishm_create(2)), testing::ExitedWithCode(0), "");
     int* const count = static_cast<int*>(shmat(segment(), nullptr, 0));
     *count = -1;
     EXPECT_FALSE(save(5));
@@ -183,11 +164,13 @@ TEST_F(Table, OutlivesSignalsAndSaysWhatFails) {
 }
 
 TEST_F(Table, LosesNothingWhenManyUseItAndSomeDieWithTheLock) {
-    create_elsewhere(5);
-    for (int key = 1; key < 5; ++key)
-        start([=] { return hammer(key); });
-    for (int victim = 0; victim < 10; ++victim)
-        start(die_with_lock);
-    EXPECT_THAT(ends(), ElementsAre(std::pair{0, 4}, std::pair{SIGKILL, 10}));
+    EXPECT_EXIT(_exit(conf_clishm_create(5)), testing::ExitedWithCode(0), "");
+    for (int key = 1; key < 15; ++key)
+        if (fork() == 0)
+            _exit(key < 5 && hammer(key) ? 0 : die_with_lock());
+    std::map<int, int> ends; // how many processes ended with which status
+    for (int status = 0; wait(&status) > 0;)
+        ++ends[status];
+    EXPECT_THAT(ends, ElementsAre(std::pair{0, 4}, std::pair{SIGKILL, 10}));
     EXPECT_TRUE(holds(1) && holds(2) && holds(3) && holds(4) && save(5) && !save(6));
 }

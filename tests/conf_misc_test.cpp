@@ -34,8 +34,7 @@ TEST(Events, AreEdgeTriggeredAndCarryTheirIdentity) {
         {0, 5, 0x80002000, 5},
         {1, 0, 0x80002001, 0},
         {2, INT_MAX, 0x80002004, INT_MAX},
-        {3, -1, 0x80002005, ~0u},
-        {~3, 1, 0x80002000, 1}};
+        {-1, -1, 0x80002005, ~0u}};
     for (const auto& [event, para, events, data] : cases) {
         EXPECT_EQ((para == 5 ? conf_event_add : conf_event_reset)(set.get(), fd, event, para), 0);
         const auto kept = text("events: %8x data: %16llx ", events | EPOLLERR | EPOLLHUP, data);
@@ -57,7 +56,6 @@ TEST(Strip, TakesWhiteSpaceOffBothEnds) {
         EXPECT_STREQ(conf::unique_string(conf_strip(given)).get(), expected);
     const fault no_room(call::malloc, ENOMEM);
     EXPECT_EQ(conf_strip("x"), nullptr);
-    expect_errors({});
 }
 
 TEST(Clock, CountsMicrosecondsOfTheEpoch) {
@@ -89,5 +87,4 @@ TEST(Itoa, WritesWhatFits) {
         EXPECT_EQ(conf_itoa(number, area, size), area);
         EXPECT_STREQ(area, expected);
     }
-    EXPECT_EQ(conf_itoa(1, nullptr, 32), nullptr);
 }

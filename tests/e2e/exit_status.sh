@@ -14,10 +14,11 @@ ends() {
 }
 
 ends 1 'wrong.sim:2: expected active nobody, got nothing within 1 ms' "$1" run --script wrong.sim
-ends 1 'wrong.sim:4: expected error 7 (text), got ok' "$1" run --script wrong.sim
-ends 1 'wrong.sim:7: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
+ends 1 'wrong.sim:3: expected error 7 (text), got ok' "$1" run --script wrong.sim
+ends 1 'wrong.sim:6: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
 ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
     bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
-ends 0 '' "$1" run --working-dir /var/tmp/elsewhere -- true
+# The world of a plugin is private: it is root there, and what the machine holds is hidden.
+ends 0 '' "$1" run -- bash -c '[[ $EUID == 0 && -z $(find /mnt /var/log -type f) ]]'

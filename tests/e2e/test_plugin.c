@@ -21,15 +21,6 @@
 
 static const char* name;
 
-static const char* attribute(xmlNode* element, const char* key) {
-    xmlAttr* found = xmlHasProp(element, BAD_CAST key);
-    return found == NULL ? NULL : (const char*)found->children->content;
-}
-
-static int is(const xmlNode* element, const char* order) {
-    return strcmp((const char*)element->name, order) == 0;
-}
-
 /* Prints the configuration, or the old one, and tells whether it holds what is to be refused. */
 static int print_tree(const char* label, int is_old, const char* path) {
     xmlNode* tree = NULL;
@@ -53,38 +44,31 @@ static int config(int session_id, int oper, int more, int priority, const char* 
     return result;
 }
 
-static int status(int session_id, const char* path, const char* filter, xmlNode** state) {
-    (void)session_id;
-    *state = xmlNewNode(NULL, BAD_CAST "state");
-    xmlNewTextChild(*state, NULL, BAD_CAST "path", BAD_CAST path);
-    xmlNewTextChild(*state, NULL, BAD_CAST "filter", BAD_CAST filter);
-    return 0;
-}
-
 static int record_client(int pid) {
     conf_cli_info_t client = {.sshd_pid = pid, .cli_port = 2222, .addr_buf = {htonl(0xC0000207)}};
     return conf_clishm_create(4) < 0 || conf_save_client_info(&client) < 0;
 }
 
 static int do_one(xmlNode* order, xmlNode** found) {
+    const char* what = (const char*)order->name;
     const char* text = conf_get_node_content(order);
-    const char* path = attribute(order, "path");
-    if (is(order, "pull"))
+    const char* path = conf_get_node_content((xmlNode*)order->properties);
+    if (strcmp(what, "pull") == 0)
         return econf_plugin_pull(0, text, found);
-    if (is(order, "locate"))
+    if (strcmp(what, "locate") == 0)
         return econf_plugin_locate(0, text, found);
-    if (is(order, "push"))
+    if (strcmp(what, "push") == 0)
         return econf_plugin_push(path, order->children);
-    if (is(order, "deploy"))
-        return econf_plugin_config_deployment(path, atoi(attribute(order, "oper")),
-                                              order->children);
-    if (is(order, "save"))
+    if (strcmp(what, "deploy") == 0)
+        return econf_plugin_config_deployment(
+            path, atoi(conf_get_node_content((xmlNode*)order->properties->next)), order->children);
+    if (strcmp(what, "save") == 0)
         return econf_plugin_save_deployment();
-    if (is(order, "copy"))
+    if (strcmp(what, "copy") == 0)
         return econf_plugin_copy_running_to_deployment(atoi(text));
-    if (is(order, "client"))
+    if (strcmp(what, "client") == 0)
         return record_client(atoi(text));
-    if (is(order, "exit"))
+    if (strcmp(what, "exit") == 0)
         _exit(atoi(text));
     return pause();
 }
@@ -101,16 +85,13 @@ static int operate(int session_id, xmlNode* input, xmlNode** output) {
     return result;
 }
 
-static void kick_off(void) { printf("kicked off\n"); }
-
 int main(int argc, char** argv) {
     int priority = atoi(argv[2]);
     econf_config_cb_info_t configs[] = {
         {"/net:a/b", priority, config}, {"/a/c", priority + 1, config}, {NULL, 0, NULL}};
-    econf_status_cb_info_t states[] = {{"/test/state", status}, {NULL, NULL}};
     char path[] = "/test/do";
     econf_operate_cb_info_t operations[] = {{path, operate}, {NULL, NULL}};
-    econf_plugin_subpub_info_t info = {configs, states, operations, kick_off};
+    econf_plugin_subpub_info_t info = {configs, NULL, operations, NULL};
     struct pollfd ready = {.events = POLLIN | POLLRDHUP};
 
     name = argv[1];
@@ -125,7 +106,6 @@ int main(int argc, char** argv) {
     do
         econf_plugin_run();
     while (poll(&ready, 1, -1) > 0 && (ready.revents & ~POLLIN) == 0);
-    econf_plugin_deactivate();
     econf_plugin_close();
     return 0;
 }

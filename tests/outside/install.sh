@@ -1,27 +1,31 @@
 #!/usr/bin/env bash
-# install.sh BUILD: installs from there into an empty directory, then builds and runs somebody else's
-# project with what it finds.
+# install.sh BUILD: installs from there into an empty directory, then builds and runs an example with
+# what it finds there, as somebody else's project.
 set -euo pipefail
 outside=$(dirname "$0") build=$1
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-flags=(-std=c99 -Wall -Wextra -Wpedantic -Werror)
+
+# Without arguments the example says how to use it, provided that it finds its libraries.
+runs() { [[ $("$1" 2>&1) == usage:* ]]; }
 
 cmake --install "$build" --prefix "$work/first" >/dev/null
 mv "$work/first" "$work/moved" # nothing may hold the place it was installed to
+example=$(find "$work/moved" -name notify.c)
 pkgconfig=$(find "$work/moved" -name pelmconf.pc -printf %h)
 export PKG_CONFIG_PATH=$pkgconfig LD_LIBRARY_PATH=$pkgconfig/..
 
 read -ra options < <(pkg-config --cflags --libs "pelmconf >= 1.0")
-cc "${flags[@]}" -o "$work/shared" "$outside/outside.c" "${options[@]}"
-"$work/shared"
+cc -o "$work/shared" "$example" "${options[@]}"
+runs "$work/shared"
 
 # By its file's name, since the shared library is there, too, and would be taken.
 read -ra options < <(pkg-config --static --cflags --libs pelmconf)
-cc "${flags[@]}" -o "$work/static" "$outside/outside.c" "${options[@]/#-lpelmconf/-l:libpelmconf.a}"
-env -u LD_LIBRARY_PATH "$work/static"
+cc -o "$work/static" "$example" "${options[@]/#-lpelmconf/-l:libpelmconf.a}"
+LD_LIBRARY_PATH='' runs "$work/static"
 
-cmake -S "$outside" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$work/moved" >/dev/null
+cmake -S "$outside" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$work/moved" \
+    -DEXAMPLE="$example" >/dev/null
 cmake --build "$work/build" >/dev/null
-"$work/build/shared"
-env -u LD_LIBRARY_PATH "$work/build/static"
+runs "$work/build/shared"
+LD_LIBRARY_PATH='' runs "$work/build/static"

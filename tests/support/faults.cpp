@@ -1,6 +1,5 @@
 #include "support/faults.h"
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -25,9 +24,9 @@ struct plan {
     int error = 0;
 };
 
-std::array<plan, static_cast<std::size_t>(call::count)> plans;
+plan plans[static_cast<int>(call::count)];
 
-plan& plan_of(call which) { return plans[static_cast<std::size_t>(which)]; }
+plan& plan_of(call which) { return plans[static_cast<int>(which)]; }
 
 std::function<void(call)> watcher;
 bool is_watching = false; // what the watcher does itself is not told to it

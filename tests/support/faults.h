@@ -18,8 +18,7 @@ enum class call {
 class fault {
 public:
     fault(call which, int error, int skip = 0);
-    fault(const fault&) = delete;
-    fault& operator=(const fault&) = delete;
+    fault(fault&&) = delete;
     ~fault();
 
     // Whether the failure has happened.

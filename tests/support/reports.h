@@ -23,8 +23,7 @@ std::vector<std::string> plugin_log();
 class descriptor_watch {
 public:
     descriptor_watch();
-    descriptor_watch(const descriptor_watch&) = delete;
-    descriptor_watch& operator=(const descriptor_watch&) = delete;
+    descriptor_watch(descriptor_watch&&) = delete;
     ~descriptor_watch();
 
 private:
