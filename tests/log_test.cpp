@@ -61,7 +61,7 @@ TEST(Log, IsDeletedBeyondTwoMebibytesAndKeepsErrno) {
     econf_plugin_config_debug(DBG_INFO, 1);
     std::ofstream(path).flush();
     for (const int size : {0x200000, 0x200001}) {
-        fs::resize_file(path, size);
+        fs::resize_file(path, static_cast<std::uintmax_t>(size));
         _conf_write_log(DBG_DEBUG, "unwanted");
         EXPECT_EQ(_conf_get_file_length(path), size);
         errno = EXDEV;

@@ -20,5 +20,5 @@ ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
     bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
-# The world of a plugin is private: it is root there, and what the machine holds is hidden.
-ends 0 '' "$1" run -- bash -c '[[ $EUID == 0 && -z $(find /mnt /var/log -type f) ]]'
+# The world of a plugin is private: what the machine holds in these places is hidden.
+ends 0 '' "$1" run -- find /mnt /var/log -type f -exec false '{}' +
