@@ -13,8 +13,8 @@ char* _buffer_room(conf_buffer_t* buf, int len) noexcept;
 void _buffer_added(conf_buffer_t* buf, int count) noexcept;
 
 // Takes len bytes, not more than there are, off the front of a buffer that keeps the rule or is a
-// page long, and wipes where they stood. Memory goes back as in
-// conf_buffer_slim(), but what stays is not moved to another page.
+// page long, and wipes where they stood. Memory goes back as in conf_buffer_slim(), but what stays is
+// not moved to another page.
 void _buffer_consume(conf_buffer_t* buf, int len) noexcept;
 
 // Takes len bytes, 1 at least and not more than there are, off the front of any buffer and slims it. One

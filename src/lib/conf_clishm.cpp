@@ -107,6 +107,7 @@ void conf_clishm_attach() noexcept {
         conf_clishm_dettach();
 }
 
+// Out of line: in line it would cost each caller a stack guard.
 [[gnu::noinline]] int move_semaphore(short step) noexcept {
     sembuf operation{.sem_num = 0, .sem_op = step, .sem_flg = SEM_UNDO};
     return semop(client_info.semid, &operation, 1);
