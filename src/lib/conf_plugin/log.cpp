@@ -83,6 +83,8 @@ failure plugin_failure(const char* format, ...) noexcept {
     return {};
 }
 
+const char* log_errno_text() noexcept { return g_log_level >= DBG_ERROR ? errno_text() : ""; }
+
 } // namespace conf
 
 void _conf_write_log(int level, const char* format, ...) {

@@ -90,7 +90,8 @@ int apply_working_dir(const char* directory, char** workding_dir) noexcept {
     if (workding_dir != nullptr) {
         unique_string copy{strdup(directory)};
         if (!copy)
-            return plugin_failure("Copy the working-dir(%s) failed(%s).", directory, errno_text());
+            return plugin_failure("Copy the working-dir(%s) failed(%s).", directory,
+                                  log_errno_text());
         std::free(*workding_dir);
         *workding_dir = copy.release();
     }
@@ -109,13 +110,14 @@ int conf_load_config(char** workding_dir) {
     unique_fd file{open(profile_path, O_RDONLY | O_CLOEXEC)};
     if (!file)
         return plugin_failure("Open default-pelmd-profile(%s) failed(%s).", profile_path,
-                              errno_text());
+                              log_errno_text());
     struct stat status;
     if (fstat(file.get(), &status) < 0 || status.st_size == 0)
         return plugin_failure("Pelmd's default-pelmd-profile is invalid.");
     const file_mapping mapping{file.get(), static_cast<std::size_t>(status.st_size)};
     if (!mapping)
-        return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).", errno_text());
+        return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).",
+                              log_errno_text());
     const std::string_view text = mapping.text();
     const char* stop = nullptr;
     const unique_json profile{cJSON_ParseWithLengthOpts(text.data(), text.size(), &stop, 0)};

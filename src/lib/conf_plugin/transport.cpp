@@ -78,7 +78,8 @@ std::uint32_t next_events(int epoll, int timeout_ms) noexcept {
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0)
-            (void)plugin_failure("Epoll wait failed(%s).", count == 0 ? "timeout" : errno_text());
+            (void)plugin_failure("Epoll wait failed(%s).",
+                                 count == 0 ? "timeout" : log_errno_text());
         else if ((event.events & connection_lost) != 0)
             (void)plugin_failure("An error epoll event occur(0x%x).", event.events);
         else
@@ -157,12 +158,12 @@ xmlNode* new_result() noexcept {
 int watch_socket(int sock, std::uint32_t events) noexcept {
     unique_fd epoll{epoll_create1(EPOLL_CLOEXEC)};
     if (!epoll)
-        return plugin_failure("Create epoll fd failed(%s).", errno_text());
+        return plugin_failure("Create epoll fd failed(%s).", log_errno_text());
     epoll_event interest{};
     interest.events = events;
     interest.data.fd = sock;
     if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, sock, &interest) < 0)
-        return plugin_failure("Add socket to epoll fd failed(%s).", errno_text());
+        return plugin_failure("Add socket to epoll fd failed(%s).", log_errno_text());
     return epoll.release();
 }
 
@@ -193,7 +194,7 @@ int _send_message(conf_plugin_data* plugin) noexcept {
     if (written < 0 && errno == EAGAIN)
         return 0;
     if (written < 0)
-        return plugin_failure("Send message to pelmd failed(%s).", errno_text());
+        return plugin_failure("Send message to pelmd failed(%s).", log_errno_text());
     _conf_write_log(DBG_INFO, "Send message to pelmd.");
     if (static_cast<std::size_t>(written) < rest) {
         ctxt->send_pos += static_cast<u32_t>(written);
@@ -216,7 +217,7 @@ int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept {
         if (count == 0 || (count < 0 && errno == EAGAIN))
             return 0;
         if (count < 0) {
-            (void)plugin_failure("Read message from pelmd failed(%s).", errno_text());
+            (void)plugin_failure("Read message from pelmd failed(%s).", log_errno_text());
             return receive_failure(ctxt);
         }
         const int bytes = static_cast<int>(count);
