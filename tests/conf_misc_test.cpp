@@ -11,6 +11,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
+#include <string>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
@@ -86,5 +87,11 @@ TEST(Itoa, WritesWhatFits) {
         char area[64] = "####";
         EXPECT_EQ(conf_itoa(number, area, size), area);
         EXPECT_STREQ(area, expected);
+    }
+    for (long part = LONG_MAX; part != 0; part /= 3) {
+        for (const long number : {part, -part, -part - 1, part / 10 * 10}) {
+            char area[32];
+            EXPECT_EQ(conf_itoa(number, area, sizeof area), std::to_string(number));
+        }
     }
 }

@@ -1,6 +1,7 @@
 #include "conf_hash.h"
 
 #include "support/bounded.h"
+#include "support/division.h"
 #include "support/handle.h"
 #include "support/report.h"
 
@@ -38,16 +39,11 @@ u32_t conf_hash_seed(u32_t bucket_num) noexcept {
     return seed;
 }
 
-// The device has no instruction to divide whole numbers; that of doubles is exact for 32 bits.
-u32_t remainder_of(u32_t number, u32_t divisor) noexcept {
-    return number - static_cast<u32_t>(static_cast<double>(number) / divisor) * divisor;
-}
-
 conf_dlq_list_t* conf_hash_bucket(conf_hash_tbl_t* hash_tbl, const char* key) noexcept {
     u32_t hash = 0;
     for (; *key != '\0'; ++key)
         hash = hash * hash_tbl->seed + static_cast<unsigned char>(*key);
-    return &hash_tbl->buckets[remainder_of(hash, hash_tbl->num)];
+    return &hash_tbl->buckets[hash - quotient_of(hash, hash_tbl->num) * hash_tbl->num];
 }
 
 conf_hash_node_t* conf_hash_lookup(conf_dlq_list_t* bucket, const char* key) noexcept {

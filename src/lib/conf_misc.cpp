@@ -1,12 +1,15 @@
 #include "conf_misc.h"
 
 #include "support/bounded.h"
+#include "support/division.h"
 #include "support/report.h"
 
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
+#include <limits>
 #include <sys/epoll.h>
 #include <sys/time.h>
 
@@ -88,7 +91,23 @@ const char* conf_get_node_content(xmlNode* node) {
 }
 
 char* conf_itoa(long i, char* buf, unsigned int size) {
-    if (buf != nullptr)
-        (void)snprintf_s(buf, size, size - 1, "%ld", i); // what does not fit is cut
+    if (buf == nullptr)
+        return nullptr;
+    // Each message holds a number or two, and nothing else that an untroubled process says needs the
+    // number formats of printf and their pages.
+    char digits[std::numeric_limits<long>::digits10 + 3]; // one more, the sign and the terminator
+    char* first = std::end(digits);
+    *--first = '\0';
+    auto rest = static_cast<unsigned long>(i);
+    if (i < 0)
+        rest = -rest;
+    do {
+        const auto tens = quotient_of(rest, 10UL);
+        *--first = static_cast<char>('0' + (rest - tens * 10));
+        rest = tens;
+    } while (rest != 0);
+    if (i < 0)
+        *--first = '-';
+    (void)strncpy_s(buf, size, first, size - 1); // what does not fit is cut
     return buf;
 }
