@@ -1,5 +1,6 @@
 #include "conf_plugin/registry.h"
 
+#include "conf_misc.h"
 #include "conf_plugin/log.h"
 #include "support/bounded.h"
 #include "support/handle.h"
@@ -43,8 +44,9 @@ struct registry_key {
     char text[32] = {};
 
     bool format() noexcept {
-        if (snprintf_s(text, sizeof text, sizeof text - 1, "plugin_tid_%lu",
-                       static_cast<unsigned long>(getpid())) >= 0)
+        char id[32];
+        if (snprintf_s(text, sizeof text, sizeof text - 1, "plugin_tid_%s",
+                       conf_itoa(getpid(), id, sizeof id)) >= 0)
             return true;
         (void)plugin_failure("build hash_key failed");
         return false;
