@@ -103,6 +103,10 @@ TEST_F(Table, KeepsEntriesUntilItIsFull) {
     conf_free_client_info(5);
     conf_free_client_info(5);
     EXPECT_FALSE(holds(5));
+    EXPECT_EXIT((conf_clishm_destroy(), _exit(conf_clishm_create(2))), testing::ExitedWithCode(0),
+                "");
+    EXPECT_EQ(conf_clishm_create(2), -1); // which removes the other's, too
+    EXPECT_EQ(conf_clishm_create(2), 0);
 }
 
 TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {

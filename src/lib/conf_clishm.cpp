@@ -237,9 +237,12 @@ int create_table(int max_num) noexcept {
 int conf_clishm_create(int max_num) {
     if (max_num <= 0 || max_num > max_slots)
         return syslog_failure("[ERROR] Input parameter is not valid(num=%d).\n", max_num);
+    const bool holds_table = client_info.info != nullptr;
     if (create_table(max_num) == 0)
         return 0;
     conf_clishm_destroy();
+    if (holds_table) // what stands in the way is not that one if somebody else has removed it
+        conf_clishm_destroy();
     return -1;
 }
 
