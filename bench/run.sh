@@ -4,13 +4,13 @@
 #
 # usage: bench/run.sh DIRECTORY-OF-PROGRAMS [--brief] [--rounds=N] [--write]
 #   --brief  a second or two in all, to see that everything still runs
-#   --rounds=N  instead of seven
+#   --rounds=N  instead of 21; each has fresh processes, which differ by how their memory happens to lie
 #   --write  also puts the tables into docs/performance.md
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 programs=$1
 shift
-rounds=7 scale=1 brief='' write=''
+rounds=21 scale=1 brief='' write=''
 for option in "$@"; do
     case $option in
         --brief) rounds=1 scale=200 brief=yes ;;
@@ -30,8 +30,8 @@ contestants=("floor raw" "floor xml" "floor floor" "plugin plugin" "sdbus peer" 
 # shellcheck disable=SC2034
 framed=("floor raw" "floor xml" "floor floor" "plugin plugin")
 # LOAD REQUESTS-A-ROUND WHO
-loads=("publish 4000 contestants" "asleep 400 contestants" "pull 1000 framed"
-       "operate:1048576 20 framed" "operate:16777216 5 framed")
+loads=("publish 2000 contestants" "asleep 200 contestants" "pull 500 framed"
+       "operate:1048576 10 framed" "operate:16777216 2 framed")
 
 # trip PROGRAM MODE LOAD COUNT CPU: one line of figures; nothing for a peer that is not built
 trip() { [[ ! -x $programs/trip_$1 ]] || "$programs/trip_$1" "$2" "$3" "$4" 0 "$5"; }
@@ -143,6 +143,9 @@ report() {
     measure "$last" | tabulate
     printf '\n### Flatness (one CPU)\n\n'
     flatness
+    printf '\n### Peak memory (one CPU)\n\n'
+    bench/peak_memory.sh "$programs" "$(at_least_one 101)" publish pull operate:1048576 ||
+        [[ -n $brief ]] || echo "bench: more than 0.2 MiB beyond the floor" >&2
     printf '\n### Pieces\n\n```\n'
     "$programs/../src/tools/pelmworld/pelmworld" -- "$programs/bench_micro" ${brief:+--benchmark_min_time=0.001} 2>/dev/null
     printf '```\n'
