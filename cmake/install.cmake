@@ -1,4 +1,5 @@
-# What "cmake --install" puts where, for users of pkg-config and of CMake.
+# What "cmake --install" puts where, for users of pkg-config and of CMake; the components are what
+# cmake/packages.cmake makes a package of each.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -6,20 +7,25 @@ set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/pelmconf)
 set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/pelmconf)
 # An export for each, since only users of the static library need libcjson for themselves.
 foreach(library pelmconf pelmconf_static)
-  install(TARGETS ${library} EXPORT ${library} INCLUDES DESTINATION ${header_directory})
+  install(TARGETS ${library} EXPORT ${library}
+          LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+          ARCHIVE COMPONENT development
+          INCLUDES DESTINATION ${header_directory})
   install(EXPORT ${library} NAMESPACE pelmconf:: DESTINATION ${package_directory}
-          FILE ${library}-targets.cmake)
+          FILE ${library}-targets.cmake COMPONENT development)
 endforeach()
-install(DIRECTORY src/include/ DESTINATION ${header_directory})
+install(DIRECTORY src/include/ DESTINATION ${header_directory} COMPONENT development)
 
 write_basic_package_version_file(pelmconf-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES cmake/pelmconf-config.cmake ${PROJECT_BINARY_DIR}/pelmconf-config-version.cmake
-        DESTINATION ${package_directory})
+        DESTINATION ${package_directory} COMPONENT development)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX OUTPUT_VARIABLE up_to_prefix
            BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
 configure_file(cmake/pelmconf.pc.in pelmconf.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/pelmconf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/pelmconf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
 
-install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
+install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         FILES_MATCHING PATTERN *.c PATTERN *.sim PATTERN demo.xml)
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
