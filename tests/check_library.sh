@@ -2,6 +2,7 @@
 # Checks a built shared library against what is written down about it:
 #   check_library.sh exports NM LIBRARY LIST          it shows the names in LIST, sorted
 #   check_library.sh needed READELF LIBRARY NAME...   it needs no other libraries than those named
+#   check_library.sh messages STRINGS LIBRARY PAGE    it can write the messages that PAGE explains
 set -euo pipefail
 export LC_ALL=C
 
@@ -18,5 +19,14 @@ needed)
     needed=$("$tool" -d "$library" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
     surplus=$(grep -vxF -f <(printf '%s\n' "$@") <<<"$needed" || true)
     [[ -z $surplus ]] || { echo "$library needs more than it may:" "$surplus" && exit 1; }
+    ;;
+messages)
+    # Each string becomes a pattern in which a value may be anything, if there are words beside it.
+    patterns=$("$tool" "$library" | sed -e 's/%[-.0-9*l]*[a-z]/\x01/g' -e 's/[][\.*^$]/\\&/g' -e 's/\x01/.*/g' |
+        grep '[a-z]\{4\}.* \| .*[a-z]\{4\}')
+    # shellcheck disable=SC2016 # nothing is to expand
+    explained=$(sed -n 's/^|\(\( `[^`]*`\)\+\) |.*/\1/p' "$1" | grep -o '`[^`]*`' | tr -d '`')
+    unknown=$(grep -vxf <(echo "$patterns") <<<"$explained" || true)
+    [[ -z $unknown ]] || { echo "$1 explains what $library never says:" "$unknown" && exit 1; }
     ;;
 esac
