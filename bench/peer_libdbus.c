@@ -32,8 +32,8 @@ void serve(const struct load* load, const char* directory) {
         connection = dbus_connection_open_private(address, NULL);
     }
     must(connection != NULL, "connecting");
-    for (long served = 0; served < load->requests;) {
-        must(dbus_connection_read_write(connection, -1) != 0, "dbus_connection_read_write");
+    for (long served = 0;;) {
+        // The first request may have come together with the name.
         for (DBusMessage* call; (call = dbus_connection_pop_message(connection)) != NULL;) {
             if (dbus_message_is_method_call(call, BUS_NAME, "Publish")) {
                 const char* text = NULL;
@@ -48,6 +48,9 @@ void serve(const struct load* load, const char* directory) {
             }
             dbus_message_unref(call);
         }
+        if (served == load->requests)
+            return;
+        must(dbus_connection_read_write(connection, -1) != 0, "dbus_connection_read_write");
     }
 }
 
