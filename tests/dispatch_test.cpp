@@ -1,8 +1,11 @@
 // The daemon's requests: which callback each reaches, with what, and what it is answered with.
 #include "support/plugin.h"
 
+#include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <sys/wait.h>
+#include <utility>
 
 namespace {
 
@@ -55,6 +58,21 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
         EXPECT_EQ(callbacks.calls, calls);
     }
     EXPECT_TRUE(log().ends_with("; WARN - Receive an unknown rpc method %n<."));
+}
+
+TEST_F(Dispatch, FindsCallbacksOfAForeignContextByTheirIndexAlone) {
+    conf_plugin_data* const entry = get_plugin_from_hash();
+    conf_plugin_context_t* const own = entry->plugin_ctxt;
+    const std::size_t bytes =
+        offsetof(conf_plugin_context_t, cbs) + own->cbs_nums * sizeof own->cbs[0];
+    entry->plugin_ctxt = static_cast<conf_plugin_context_t*>(std::malloc(bytes));
+    std::memcpy(entry->plugin_ctxt, own, bytes);
+    std::free(own);
+    std::swap(entry->plugin_ctxt->cbs[1], entry->plugin_ctxt->cbs[4]);
+    EXPECT_EQ(outcome("publish", "<type>config</type><callback>4</callback><info/>"), "<result/>");
+    EXPECT_EQ(callbacks.calls, "call -1 0 0 0 (null);");
+    EXPECT_EQ(outcome("publish", "<type>config</type><callback>0</callback><info/>"),
+              "-1 Cann't find the callback function.");
 }
 
 TEST_F(Dispatch, AnswersAFailureWithWhatTheCallbackRecordedOrElseItsResult) {

@@ -37,6 +37,7 @@ struct {
     u32_t lost_entries;
     u32_t config_end; // slots 1 up to this are configuration callbacks
     u32_t status_end; // from there up to this are status callbacks, operations behind
+    const conf_plugin_context_t* recorded; // the context of which that is known
 } process;
 
 // The entry is the process's, so the key is formatted anew at each call: a child has another one.
@@ -67,14 +68,20 @@ life this_life() noexcept {
     return life{std::uint64_t{static_cast<u32_t>(getpid())} << 32 | process.lost_entries};
 }
 
-void record_slots(u32_t configs, u32_t statuses) noexcept {
+void record_slots(const conf_plugin_context_t* ctxt, u32_t configs, u32_t statuses) noexcept {
+    process.recorded = ctxt;
     process.config_end = 1 + configs;
     process.status_end = process.config_end + statuses;
 }
 
 econf_subpub_cb_t find_callback(const conf_plugin_context_t* ctxt, u32_t index,
                                 slot_kind kind) noexcept {
-    return index < ctxt->cbs_nums && kind_of(index) == kind ? ctxt->cbs[index] : nullptr;
+    if (index >= ctxt->cbs_nums)
+        return nullptr;
+    // Of a context that somebody else has put into the entry, only slot 0 is known.
+    const bool fits = ctxt == process.recorded ? kind_of(index) == kind
+                                               : (index == 0) == (kind == slot_kind::kick_off);
+    return fits ? ctxt->cbs[index] : nullptr;
 }
 
 void _free_plugin_context() noexcept {
@@ -89,6 +96,7 @@ void _free_plugin_context() noexcept {
     std::free(ctxt->name);
     error_text_traits::close(ctxt->err_msg);
     std::free(ctxt);
+    process.recorded = nullptr;
     plugin->plugin_ctxt = nullptr;
     del_plugin_from_hash();
 }

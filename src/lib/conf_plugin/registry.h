@@ -39,10 +39,10 @@ life this_life() noexcept;
 // It is kept beside the context, whose layout is fixed.
 enum class slot_kind { kick_off, config, status, operate };
 
-// Notes how many slots of the first two kinds the context now being made has.
-void record_slots(u32_t configs, u32_t statuses) noexcept;
+// Notes how many slots of the first two kinds a context has.
+void record_slots(const conf_plugin_context_t* ctxt, u32_t configs, u32_t statuses) noexcept;
 
-// @return the callback at an index, or null when there is none or it is of another kind
+// @return the callback at an index, or null when there is none or it is known to be of another kind
 econf_subpub_cb_t find_callback(const conf_plugin_context_t* ctxt, u32_t index,
                                 slot_kind kind) noexcept;
 

@@ -53,7 +53,7 @@ conf_plugin_context_t* allocate_context(conf_plugin_data* plugin,
         return plugin_failure("Allocate %d byte(s) memmory for plugin context failed.",
                               static_cast<int>(bytes));
     plugin->plugin_ctxt->sock = -1;
-    record_slots(configs, statuses);
+    record_slots(plugin->plugin_ctxt, configs, statuses);
     return plugin->plugin_ctxt;
 }
 
