@@ -64,17 +64,20 @@ measure() { # CPU-OF-PLUGIN
     done
 }
 
+# For awk: the median of values in a string.
+# shellcheck disable=SC2016 # awk's, not the shell's
+median='function median(list, values, n, i, j, t) {
+    n = split(list, values, " ")
+    for (i = 2; i <= n; ++i)
+        for (j = i; j > 1 && values[j - 1] + 0 > values[j] + 0; --j) {
+            t = values[j]; values[j] = values[j - 1]; values[j - 1] = t
+        }
+    return n % 2 ? values[(n + 1) / 2] : (values[n / 2] + values[n / 2 + 1]) / 2
+}'
+
 # Reads "load round program mode rps p50 p99 daemon plugin peak own", prints a row of medians for each.
 tabulate() {
-    awk -v calls_file="$results/all_calls" '
-        function median(list, values, n, i, j, t) {
-            n = split(list, values, " ")
-            for (i = 2; i <= n; ++i)
-                for (j = i; j > 1 && values[j - 1] + 0 > values[j] + 0; --j) {
-                    t = values[j]; values[j] = values[j - 1]; values[j - 1] = t
-                }
-            return n % 2 ? values[(n + 1) / 2] : (values[n / 2] + values[n / 2 + 1]) / 2
-        }
+    awk -v calls_file="$results/all_calls" "$median"'
         BEGIN {
             while ((getline line < calls_file) > 0) { split(line, f, " "); calls[f[1] " " f[2] " " f[3]] = f[4] }
             print "| load | contestant | requests/s | time / floor | p50 us | p99 us | daemon CPU us | plugin CPU us | calls | peak MiB | own MiB |"
@@ -106,24 +109,43 @@ tabulate() {
 
 # What one request costs as it grows, as the callbacks become many, and as time goes by.
 flatness() {
-    local size name count
-    echo "| operation | ns per byte | of the floor |"
-    echo "|---|---:|---:|"
-    for size in 1024 16384 262144 4194304 67108864; do
-        count=$(at_least_one $((size < 40000 ? 1000 : (size < 20000000 ? 80000000 / size / 2 + 1 : 3))))
-        [[ -z $brief || $size -lt 1000000 ]] || continue
-        { trip plugin plugin "operate:$size" "$count" 0; trip floor floor "operate:$size" "$count" 0; } |
-            awk -v size="$size" '{ cost[NR] = 1e9 / $1 / size }
-                END { printf "| %d bytes | %.2f | %.2f |\n", size, cost[1], cost[2] }'
-    done
-    printf '\n| publish | us |\n|---|---:|\n'
-    for name in "plugin 4000" "plugin:10000 4000" "plugin 1000000"; do
-        count=$(at_least_one "${name#* }")
-        trip plugin "${name% *}" publish "$count" 0 |
-            awk -v name="${name% *}" -v count="$count" '{
-                sub(/plugin:?/, "", name)
-                printf "| %d callbacks more, %d requests | %.2f |\n", name, count, 1e6 / $1 }'
-    done
+    local round size who name
+    for ((round = 0; round < (rounds + 2) / 3; ++round)); do
+        for size in 1024 16384 262144 4194304 67108864; do
+            [[ -z $brief || $size -lt 1000000 ]] || continue
+            for who in plugin floor; do
+                trip "$who" "$who" "operate:$size" \
+                    "$(at_least_one $((size < 40000 ? 500 : 20000000 / size + 1)))" 0 |
+                    sed "s/^/$size $who /"
+            done
+        done
+    done | awk "$median"'
+        BEGIN { print "| operation | ns per byte | of the floor |\n|---|---:|---:|" }
+        {
+            if (!($1 in cost)) { order[++rows] = $1; cost[$1] = "" }
+            if ($2 == "plugin") cost[$1] = cost[$1] " " 1e9 / $3 / $1; else floor[$1] = floor[$1] " " 1e9 / $3 / $1
+        }
+        END {
+            for (r = 1; r <= rows; ++r)
+                printf "| %d bytes | %.2f | %.2f |\n", order[r], median(cost[order[r]]), median(floor[order[r]])
+        }'
+    echo
+    {
+        for ((round = 0; round < rounds; ++round)); do
+            for name in plugin plugin:10000; do
+                trip plugin $name publish "$(at_least_one 2000)" 0 | sed "s/^/${name#plugin} callbacks_more /"
+            done
+        done
+        trip plugin plugin publish "$(at_least_one 1000000)" 0 | sed 's/^/1000000 requests /'
+    } | awk "$median"'
+        BEGIN { print "| publish | us |\n|---|---:|" }
+        $1 == "callbacks_more" { none = none " " 1e6 / $2 }
+        $2 == "callbacks_more" { many = many " " 1e6 / $3 }
+        $2 == "requests" { long = 1e6 / $3 }
+        END {
+            printf "| two callbacks | %.2f |\n| 10,000 callbacks more | %.2f |\n", median(none), median(many)
+            printf "| two callbacks, the mean of a million requests in a row | %.2f |\n", long
+        }'
 }
 
 report() {
