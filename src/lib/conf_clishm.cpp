@@ -241,7 +241,7 @@ int conf_clishm_create(int max_num) {
     if (create_table(max_num) == 0)
         return 0;
     conf_clishm_destroy();
-    if (holds_table) // what stands in the way is not that one if somebody else has removed it
+    if (holds_table) // which somebody else may have replaced: then it is theirs that is in the way
         conf_clishm_destroy();
     return -1;
 }
