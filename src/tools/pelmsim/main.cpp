@@ -26,6 +26,7 @@ struct options {
     std::string working_directory;
     bool trace = false;
     bool here = false;
+    bool in_place = false;
     int timeout_ms = 10000;
     std::vector<std::string> plugin;
 };
@@ -134,7 +135,7 @@ int serve(const options& given, inputs read) {
 int run(options& given) {
     inputs read = read_inputs(given, true);
     if (!given.here)
-        if (const std::string why = pelm::enter_private_world(); !why.empty())
+        if (const std::string why = pelm::enter_private_world(given.in_place); !why.empty())
             throw problem(why);
     if (!given.working_directory.empty())
         write_profile(given.working_directory);
@@ -162,6 +163,8 @@ int run_command(int argc, char** argv) {
                           "Directory of the sockets, to be named in a profile");
     in_private.add_flag("--here", given.here,
                         "Stay in the world it is started in, which is private already");
+    in_private.add_flag("--in-place", given.in_place,
+                        "Where namespaces are refused to root, use the machine's own places");
     in_private.add_option("plugin", given.plugin, "The plugin and its arguments, after --");
     CLI::App& in_public =
         *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");

@@ -9,8 +9,11 @@ namespace pelm {
 /// /var/log. Everything it starts lives there too, and the machine outside stays as it was. Where
 /// root may not make user namespaces it enters the other two alone.
 ///
+/// Where namespaces are refused to root of a container, or with may_work_in_place (or the variable
+/// PELM_IN_PLACE) to root of any machine, it works in the machine's own places: see in_place.h.
+///
 /// Returns an empty text, or what could not be done; the process is then good for nothing but to
 /// report it and exit.
-[[nodiscard]] std::string enter_private_world();
+[[nodiscard]] std::string enter_private_world(bool may_work_in_place);
 
 } // namespace pelm
