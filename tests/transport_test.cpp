@@ -4,6 +4,7 @@
 #include "conf_plugin/registry.h"
 #include "conf_plugin/transport.h"
 
+#include <chrono>
 #include <sys/socket.h>
 
 using namespace conf;
@@ -169,4 +170,59 @@ TEST_F(Transport, AHangUpBeatsTheAnswerThatComesWithIt) {
     EXPECT_EQ(after(request("<rpc/>")), "An error epoll event occur(0x2005).");
     receive("abc");
     EXPECT_EQ(after(respond("<reply/>")), "abcAn error epoll event occur(0x2004).");
+}
+
+TEST_F(Transport, AWaitEndsWhenItsTimeIsOverWhateverSignalsCome) {
+    std::vector<int> limits;
+    observe([&limits](call which) {
+        if (which != call::epoll_wait)
+            return;
+        limits.push_back(last_wait_ms());
+        const auto start = std::chrono::steady_clock::now();
+        while (std::chrono::steady_clock::now() - start < std::chrono::milliseconds(20)) {
+        }
+    });
+    const fault interrupted(call::epoll_wait, EINTR);
+    EXPECT_EQ(after(request("<rpc/>")), "Epoll wait failed(timeout).");
+    ASSERT_EQ(limits.size(), 3u); // interrupted, ready to be written, out of time
+    EXPECT_LE(limits[2], 30000 - 20);
+    EXPECT_GT(limits[2], 0);
+    EXPECT_EQ(last_wait_ms(), 30000); // anew, since an event came
+}
+
+TEST_F(Transport, ARequestAnsweredBeforeItIsOutHasUsedItsId) {
+    daemon_.fall_asleep();
+    daemon_.send(answer("<error/>", 2));
+    EXPECT_EQ(request(large_), reply("<error/>", 2));
+    EXPECT_EQ(next_id(), 3);
+    EXPECT_GT(context()->send_pos, 0u);
+    EXPECT_EQ(daemon_.received(), ""); // no whole frame yet, but the socket has room again
+    daemon_.send(answer("<error/>", 3));
+    EXPECT_EQ(request(large_), reply("<error/>", 3)); // behind the rest of the first
+    EXPECT_EQ(next_id(), 4);
+    daemon_.wake_up();
+    daemon_.will_answer(answer("<error/>", 2) + answer("<error/>", 3) + answer("<result/>", 4));
+    EXPECT_EQ(request("<rpc/>"), reply("<result/>", 4));
+    EXPECT_EQ(daemon_.received(), large_ + large_ + "<rpc/>");
+    EXPECT_EQ(after(text("%d", next_id())), "5");
+}
+
+TEST_F(Transport, ARequestGivenUpWhenPartlyWrittenHasUsedItsId) {
+    daemon_.fall_asleep();
+    EXPECT_EQ(after(request(large_)), "Epoll wait failed(timeout).");
+    EXPECT_EQ(next_id(), 3);
+    (void)daemon_.received(); // the beginning of a frame, behind which no other can be told
+    context()->rpc_id = UINT16_MAX;
+    EXPECT_EQ(after(request(large_)), "Epoll wait failed(timeout).");
+    EXPECT_EQ(next_id(), 1);
+}
+
+TEST_F(Transport, WhatIsLeftOfARequestGoesOutAheadOfAnAnswer) {
+    daemon_.fall_asleep();
+    daemon_.send(answer("<error/>", 2));
+    EXPECT_EQ(request(large_), reply("<error/>", 2));
+    daemon_.wake_up();
+    EXPECT_EQ(respond("<reply/>"), "sent");
+    EXPECT_EQ(daemon_.received(), large_ + "<reply/>");
+    EXPECT_EQ(after(text("%d", next_id())), "4");
 }

@@ -160,7 +160,13 @@ CONF_API void econf_plugin_run(void);
  * Reads the configuration at a data path.
  *
  * This and the requests below wait for the daemon's answer, at most 30 s for each event of the
- * socket; other messages that come meanwhile are dropped. They need an active plugin.
+ * socket, however many signals come; other messages that come meanwhile are dropped. They need an
+ * active plugin.
+ *
+ * When a request fails of which only a part has been written (a large push to a daemon that stops
+ * reading), plugin and daemon no longer agree where messages begin: close the plugin and register again.
+ *
+ * No answer above 128 MiB is taken.
  *
  * @param old_flag  0 for the current configuration, anything else for the one before the change
  * @param result    receives a new list of sibling nodes, to be given to xmlFreeNodeList(), or null

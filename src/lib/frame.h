@@ -32,6 +32,12 @@ inline u32_t front_length(const conf_buffer_t* buf) noexcept {
     return front_word(buf, offsetof(msg_head_t, length));
 }
 
+inline u16_t front_seq(const conf_buffer_t* buf) noexcept {
+    u16_t seq;
+    (void)memcpy_s(&seq, sizeof seq, buf->buf + offsetof(msg_head_t, seq), sizeof seq);
+    return seq;
+}
+
 // Bytes of the whole frame, header included; more than 32 bits can hold for a hostile length.
 inline std::uint64_t frame_bytes(u32_t length) noexcept {
     return std::uint64_t{length} + header_bytes;

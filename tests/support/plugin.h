@@ -54,6 +54,7 @@ public:
     // As much as the socket takes now, the rest turn by turn.
     void send(const std::string& bytes);
     void fall_asleep() { is_awake_ = false; }
+    void wake_up() { is_awake_ = true; }
     // No more will be sent.
     void finish() { (void)shutdown(connection_.get(), SHUT_WR); }
     // Once the plugin is connected, before its next call of the system, or a later one.

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <sys/epoll.h>
 #include <unistd.h>
 
@@ -24,13 +25,23 @@ static_assert(connection_lost == (EPOLLERR | EPOLLHUP | EPOLLRDHUP));
 // Forgets and wipes what a buffer holds.
 void discard(conf_buffer_t* buf) noexcept { _buffer_consume(buf, buf->used); }
 
-void discard_queue(conf_plugin_context_t* ctxt) noexcept {
-    discard(ctxt->send_buf);
-    ctxt->send_pos = 0;
-}
-
 void advance_id(conf_plugin_context_t* ctxt) noexcept {
     ctxt->rpc_id = ctxt->rpc_id == UINT16_MAX ? u16_t{1} : static_cast<u16_t>(ctxt->rpc_id + 1);
+}
+
+// Each frame steps the id once: when it is out, or earlier when it was answered or given up by then. Its
+// seq, one less than the id that was in force, tells whether that is still to be done.
+void step_id(conf_plugin_context_t* ctxt) noexcept {
+    if (front_seq(ctxt->send_buf) + 1 == ctxt->rpc_id)
+        advance_id(ctxt);
+}
+
+// What is on the wire in part has used its id: an answer to it may still come.
+void discard_queue(conf_plugin_context_t* ctxt) noexcept {
+    if (ctxt->send_pos > 0)
+        step_id(ctxt);
+    discard(ctxt->send_buf);
+    ctxt->send_pos = 0;
 }
 
 // Removes everything in front of the next frame mark; without one, all but the bytes in which a
@@ -69,14 +80,24 @@ int receive_failure(conf_plugin_context_t* ctxt) noexcept {
     return -1;
 }
 
+long long now_ms() noexcept {
+    timespec now{};
+    (void)clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
 // Waits for events of a connection. @return them, or 0 (reported) when none came in time, or when they
 // say that the connection is lost
 std::uint32_t next_events(int epoll, int timeout_ms) noexcept {
+    const long long end = now_ms() + timeout_ms; // which no signal puts off
+    int left = timeout_ms;
     for (;;) {
         epoll_event event;
-        const int count = epoll_wait(epoll, &event, 1, timeout_ms);
-        if (count < 0 && errno == EINTR)
+        const int count = epoll_wait(epoll, &event, 1, left);
+        if (count < 0 && errno == EINTR) {
+            left = static_cast<int>(std::max(end - now_ms(), 0LL));
             continue;
+        }
         if (count <= 0)
             (void)plugin_failure("Epoll wait failed(%s).",
                                  count == 0 ? "timeout" : log_errno_text());
@@ -88,15 +109,26 @@ std::uint32_t next_events(int epoll, int timeout_ms) noexcept {
     }
 }
 
-// The awaited id is that of the request at the front of the queue: it is learnt before the first
-// write, since rpc_id moves on with the last one.
-int _syn_send_rpc_on_send_evt(conf_plugin_data* plugin, std::uint32_t events,
+// Writes what the socket takes of the queue, which may begin with the rest of an earlier request: with
+// edge-triggered events no other event would come for what is behind it.
+int send_queue(conf_plugin_data* plugin) noexcept {
+    const conf_buffer_t* queue = plugin->plugin_ctxt->send_buf;
+    for (;;) {
+        const int before = queue->used;
+        if (_send_message(plugin) < 0)
+            return -1;
+        if (queue->used == before || queue->used == 0) // the frame is not out, or was the last
+            return 0;
+    }
+}
+
+// Nothing is awaited before the socket can be written for the first time.
+int _syn_send_rpc_on_send_evt(conf_plugin_data* plugin, std::uint32_t events, u32_t id,
                               u32_t* awaited) noexcept {
     int ret = 0;
     if ((events & EPOLLOUT) != 0) {
-        if (*awaited == 0)
-            *awaited = plugin->plugin_ctxt->rpc_id;
-        ret = _send_message(plugin);
+        *awaited = id;
+        ret = send_queue(plugin);
     }
     _conf_write_log(DBG_INFO, "Syn send rpc on send evt msg_id:%u, ret:%u", *awaited,
                     static_cast<u32_t>(ret));
@@ -200,9 +232,9 @@ int _send_message(conf_plugin_data* plugin) noexcept {
         ctxt->send_pos += static_cast<u32_t>(written);
         return 0;
     }
+    step_id(ctxt);
     _buffer_consume(ctxt->send_buf, static_cast<int>(frame));
     ctxt->send_pos = 0;
-    advance_id(ctxt);
     return 0;
 }
 
@@ -234,18 +266,22 @@ int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept {
 }
 
 int _syn_send_rpc(conf_plugin_data* plugin, xmlNode* rpc, xmlNode** reply) noexcept {
+    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+    const u32_t id = ctxt->rpc_id; // the request's, whatever goes out ahead of it
     if (_cache_message(plugin, rpc) < 0)
         return -1;
-    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     const unique_fd epoll{watch_socket(ctxt->sock, EPOLLIN | EPOLLOUT | EPOLLRDHUP | EPOLLET)};
     u32_t awaited = 0; // not known yet
     while (epoll) {
         const std::uint32_t events = next_events(epoll.get(), answer_timeout_ms);
-        if (events == 0 || _syn_send_rpc_on_send_evt(plugin, events, &awaited) < 0 ||
+        if (events == 0 || _syn_send_rpc_on_send_evt(plugin, events, id, &awaited) < 0 ||
             _syn_send_rpc_on_recv_evt(plugin, events, awaited, reply) < 0)
             break;
-        if (*reply != nullptr)
-            return 0;
+        if (*reply == nullptr)
+            continue;
+        if (ctxt->send_buf->used > 0) // answered before it was out
+            advance_id(ctxt);
+        return 0;
     }
     discard_queue(ctxt);
     discard(ctxt->recv_buf);
@@ -259,7 +295,7 @@ int _syn_send_reply(conf_plugin_data* plugin, xmlNode* reply) noexcept {
     const unique_fd epoll{watch_socket(ctxt->sock, EPOLLOUT | EPOLLRDHUP | EPOLLET)};
     while (epoll) {
         const std::uint32_t events = next_events(epoll.get(), write_timeout_ms);
-        if (events == 0 || ((events & EPOLLOUT) != 0 && _send_message(plugin) < 0))
+        if (events == 0 || ((events & EPOLLOUT) != 0 && send_queue(plugin) < 0))
             break;
         if (ctxt->send_buf->used == 0)
             return 0;

@@ -1,7 +1,9 @@
 // Moves frames over a plugin's connection: queued and written across partial writes, gathered and cut
 // off, and the two synchronous operations that the rest is built on.
 //
-// A synchronous operation leaves the send queue empty, whether it succeeds or not.
+// A synchronous operation leaves the send queue empty, whether it succeeds or not. The one exception is
+// a request whose answer came before it was written whole: the rest of it stays, so that the framing
+// holds, and goes out ahead of the next request or answer.
 #pragma once
 
 #include "conf_plugin.h"
@@ -24,8 +26,9 @@ int _send_message(conf_plugin_data* plugin) noexcept;
 // more (*ready 0; also when the peer has closed).
 int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept;
 
-// Sends a request, which stays the caller's, and waits for the answer with its id. Other frames that
-// come before it are dropped; frames behind it stay. *reply is the caller's.
+// Sends a request, which stays the caller's and carries the context's rpc_id, and waits for the answer
+// with that id. Other frames that come before it are dropped; frames behind it stay. *reply is the
+// caller's.
 int _syn_send_rpc(conf_plugin_data* plugin, xmlNode* rpc, xmlNode** reply) noexcept;
 
 // Sends an answer, which stays the caller's, and waits until it is written.
