@@ -193,3 +193,24 @@ TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
     EXPECT_TRUE(waitpid(child, &status, 0) == child && status == 0);
     EXPECT_EQ(daemon_.received(), reply("<result/>", 9));
 }
+
+TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
+    pelmd_plugin_callback_t hooks{};
+    for (const auto& [method, params] : requests_) {
+        callbacks.act = [&hooks] {
+            EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
+            econf_plugin_close();
+            return 1;
+        };
+        const std::string request = frame_of(rpc(method, params, 9));
+        EXPECT_EQ(run(request + request), "");
+        EXPECT_EQ(context(), nullptr);
+        ASSERT_NE(get_plugin_hooks(), nullptr);
+        (void)log();
+        EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
+        EXPECT_EQ(log(), "Plugin local context has been created.");
+        std::free(get_plugin_hooks());
+        del_plugin_from_hash();
+        start();
+    }
+}

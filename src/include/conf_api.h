@@ -123,8 +123,8 @@ typedef struct _econf_plugin_subpub_info {
  * @param cb_info  read during the call only
  * @return the connected, non-blocking, close-on-exec socket, to be watched for input and hang-up;
  *         it stays the library's and goes with econf_plugin_close(). -1 on failure: bad argument,
- *         a process that is a plugin already (which goes on working), no daemon, or its refusal;
- *         nothing is left behind, and the call may be made again.
+ *         a process that is a plugin already (which goes on working), one that has the daemon's hooks,
+ *         no daemon, or its refusal; nothing is left behind, and the call may be made again.
  */
 CONF_API int econf_plugin_init(const char* name, econf_plugin_subpub_info_t* cb_info);
 
@@ -142,7 +142,8 @@ CONF_API void econf_plugin_deactivate(void);
 
 /**
  * Ends the plugin: closes the socket and releases everything, without a word to the daemon. May be
- * called from inside a callback; the request being served then gets no answer.
+ * called from inside a callback; the request being served then gets no answer. Hooks that the process
+ * was given stay.
  */
 CONF_API void econf_plugin_close(void);
 

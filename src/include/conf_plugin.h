@@ -78,7 +78,8 @@ CONF_API conf_plugin_context_t* get_plugin_context(void);
 
 /**
  * Makes the calling process a plugin inside the daemon: from here on the plugin API calls these
- * hooks. Once per process, before plugin code runs.
+ * hooks. Once per process, before plugin code runs. They stay until the process ends; where it has
+ * registered as a plugin of its own before, that one goes on until it is closed.
  *
  * @param api  copied whole
  * @return 0; -1 for null, for a process that has hooks already (they stay), or without memory

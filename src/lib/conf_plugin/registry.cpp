@@ -34,7 +34,7 @@ namespace {
 constexpr u32_t registry_buckets = 8;
 
 struct {
-    u32_t lost_entries;
+    u32_t lives_ended;
     u32_t config_end; // slots 1 up to this are configuration callbacks
     u32_t status_end; // from there up to this are status callbacks, operations behind
     const conf_plugin_context_t* recorded; // the context of which that is known
@@ -65,7 +65,7 @@ slot_kind kind_of(u32_t index) noexcept {
 } // namespace
 
 life this_life() noexcept {
-    return life{std::uint64_t{static_cast<u32_t>(getpid())} << 32 | process.lost_entries};
+    return life{std::uint64_t{static_cast<u32_t>(getpid())} << 32 | process.lives_ended};
 }
 
 void record_slots(const conf_plugin_context_t* ctxt, u32_t configs, u32_t statuses) noexcept {
@@ -88,6 +88,7 @@ void _free_plugin_context() noexcept {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr || plugin->plugin_ctxt == nullptr)
         return;
+    ++process.lives_ended;
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     if (ctxt->sock >= 0)
         (void)close(ctxt->sock);
@@ -98,7 +99,8 @@ void _free_plugin_context() noexcept {
     std::free(ctxt);
     process.recorded = nullptr;
     plugin->plugin_ctxt = nullptr;
-    del_plugin_from_hash();
+    if (plugin->pelmd_hooks == nullptr) // which stay for the life of the process
+        del_plugin_from_hash();
 }
 
 } // namespace conf
@@ -125,7 +127,7 @@ void del_plugin_from_hash(void) {
     if (g_plugin_hash == nullptr || !key.format())
         return;
     conf_hash_del(g_plugin_hash, key.text);
-    ++process.lost_entries;
+    ++process.lives_ended;
 }
 
 pelmd_plugin_callback_t* get_plugin_hooks(void) {

@@ -26,12 +26,12 @@ struct error_text_traits {
 };
 using error_text = unique_handle<error_text_traits>;
 
-// Closes the connection and releases the context and the entry with it: nothing may touch the entry
-// afterwards. Does nothing without a context.
+// Closes the connection and releases the context. The entry goes with it, unless it holds a daemon's
+// hooks: nothing may touch it afterwards. Does nothing without a context.
 void _free_plugin_context() noexcept;
 
-// Tells one life of a plugin from the next: another process, or an entry lost since. Whoever runs a
-// plugin's own code compares it, to know whether the entry and the context are still its own.
+// Tells one life of a plugin from the next: another process, or a context or an entry lost since.
+// Whoever runs a plugin's own code compares it, to know whether both are still its own.
 enum class life : std::uint64_t {};
 life this_life() noexcept;
 
