@@ -214,3 +214,34 @@ TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
         start();
     }
 }
+
+TEST_F(Dispatch, WhatComesBehindTheAnswerToDeactivateWaitsForAnActivePlugin) {
+    const std::string kick_off = frame_of(rpc("kickoff", "", 8));
+    callbacks.act = [&] {
+        daemon_.will_answer(kick_off + answer("<result/>") + kick_off);
+        econf_plugin_deactivate();
+        (void)plugin_log();
+        return 0;
+    };
+    const std::string asked = rpc("deactivate", "");
+    EXPECT_EQ(run(frame_of(rpc("publish", requests_[0][1], 9))), asked + reply("<result/>", 9));
+    EXPECT_TRUE(std::regex_match(log(), std::regex("DEBUG - Service publish result: 0 [^;]*")));
+    callbacks.act = [] { return 0; };
+    econf_plugin_run();
+    EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
+    context()->bit_activate = 1; // the wait for an answer would drop what is there
+    EXPECT_EQ(run(""), reply("<result/>", 8));
+}
+
+TEST_F(Dispatch, GoesOnWithAPluginThatWasActivatedAgain) {
+    callbacks.act = [this] {
+        daemon_.will_answer(answer("<result/>"));
+        econf_plugin_deactivate();
+        daemon_.will_answer(answer("<result/>") + frame_of(rpc("x", "", 7)));
+        return econf_plugin_activate(ACTIVATE_WITH_NONE);
+    };
+    const std::string unknown =
+        "<error><code>-1</code><message>Method &lt;x&gt; doesn't be supported</message></error>";
+    EXPECT_TRUE(
+        run(frame_of(rpc("kickoff", "", 9))).ends_with(reply("<result/>", 9) + reply(unknown, 7)));
+}

@@ -137,7 +137,12 @@ CONF_API int econf_plugin_init(const char* name, econf_plugin_subpub_info_t* cb_
  */
 CONF_API int econf_plugin_activate(int start_mode);
 
-/** Goes inactive; the connection stays. On failure the plugin stays active. */
+/**
+ * Goes inactive; the connection stays. On failure the plugin stays active.
+ *
+ * A callback may call it: the request being served is answered still, and econf_plugin_run() returns.
+ * What the daemon sent behind its answer to this waits until the plugin is active again and runs.
+ */
 CONF_API void econf_plugin_deactivate(void);
 
 /**

@@ -373,8 +373,10 @@ void econf_plugin_run(void) {
         (void)plugin_failure("Plugin context is not ready or not be activated.");
         return;
     }
+    // A callback may deactivate the plugin: what is behind the daemon's answer to that stays unread.
     const life serving = this_life();
     bool_t ready = 0;
-    while (serving == this_life() && _recv_message(plugin, &ready) == 0 && ready)
+    while (serving == this_life() && plugin->plugin_ctxt->bit_activate &&
+           _recv_message(plugin, &ready) == 0 && ready)
         serve_frame(plugin);
 }
