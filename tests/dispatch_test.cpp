@@ -1,10 +1,12 @@
 // The daemon's requests: which callback each reaches, with what, and what it is answered with.
 #include "support/plugin.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -244,4 +246,21 @@ TEST_F(Dispatch, GoesOnWithAPluginThatWasActivatedAgain) {
         "<error><code>-1</code><message>Method &lt;x&gt; doesn't be supported</message></error>";
     EXPECT_TRUE(
         run(frame_of(rpc("kickoff", "", 9))).ends_with(reply("<result/>", 9) + reply(unknown, 7)));
+}
+
+TEST_F(Dispatch, AnExceptionOfACallbackEndsTheProcess) {
+    callbacks.act = []() -> int { throw 1; };
+    for (const auto& [method, params] : requests_) {
+        const pid_t child = fork();
+        if (child == 0) {
+            (void)close(STDERR_FILENO); // where the C++ run time tells of its end
+            start();                    // a child begins without a plugin
+            (void)run(frame_of(rpc(method, params, 9)));
+            _exit(0);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status)) << method;
+        EXPECT_EQ(WTERMSIG(status), SIGABRT) << method;
+    }
 }

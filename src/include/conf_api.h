@@ -15,6 +15,12 @@
  *
  * The library changes no signal's disposition and writes with write(): a plugin that wants to outlive
  * a dying daemon ignores SIGPIPE.
+ *
+ * No exception may leave a callback: it finds no way through the library, and ends the process.
+ *
+ * Texts, names and paths that are sent must be valid UTF-8 without the control characters that XML does
+ * not allow (all below space but tab, line feed and carriage return). The library writes such bytes as
+ * they are, and the daemon then cannot read the whole message.
  */
 #ifndef CONF_API_H
 #define CONF_API_H
