@@ -6,6 +6,7 @@
 #include "frame.h"
 #include "support/plugin.h"
 
+#include <cstdarg>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <libxml/parser.h>
@@ -38,6 +39,17 @@ std::string dump(xmlNode* node) {
     const conf::unique_xml_buffer out{xmlBufferCreate()};
     return node && conf::dump_node(out.get(), node) > 0 ? text("%s", xmlBufferContent(out.get()))
                                                         : "";
+}
+
+// A printer of libxml2's, into a string.
+[[gnu::format(printf, 2, 3)]] void append_printed(void* bytes, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    char* piece = nullptr;
+    ASSERT_GE(vasprintf(&piece, format, arguments), 0);
+    va_end(arguments);
+    *static_cast<std::string*>(bytes) += piece;
+    std::free(piece);
 }
 
 int freed_secrets; // blocks that libxml2 gave back with a secret at their beginning
@@ -210,4 +222,34 @@ TEST(Message, LosesItsTextsAndKeepsItsShape) {
     conf::clean_xml_content(root.get());
     EXPECT_STREQ(conf_get_node_content(deepest), "");
     conf::clean_xml_content(nullptr);
+}
+
+// What a host without a structured handler hears is what libxml2 tells it, byte for byte.
+TEST(Message, KeepsNothingFromTheHostsPrinter) {
+    std::string heard;
+    const std::string body = "<a x='" + std::string(3000, 'x') + "'>&e;<b></a>";
+    const auto parse_here = [&] {
+        xmlFreeDoc(
+            xmlReadMemory(body.data(), static_cast<int>(body.size()), nullptr, "utf-8", 256));
+    };
+    const auto parse_there = [&] {
+        buffer from(frame_of(body));
+        EXPECT_EQ(plugin_parse_message(&from.handle), nullptr);
+    };
+    xmlSetGenericErrorFunc(&heard, append_printed);
+    parse_here();
+    const std::string expected = std::exchange(heard, "");
+    EXPECT_THAT(expected, testing::HasSubstr("Entity 'e' not defined"));
+    parse_there();
+    EXPECT_EQ(heard, expected);
+    EXPECT_EQ(xmlGenericErrorContext, &heard);
+    xmlSetGenericErrorFunc(nullptr, nullptr); // libxml2's own, which writes to stderr
+    testing::internal::CaptureStderr();
+    parse_here();
+    const std::string printed = testing::internal::GetCapturedStderr();
+    testing::internal::CaptureStderr();
+    parse_there();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
+    EXPECT_NE(printed, "");
+    (void)plugin_log();
 }

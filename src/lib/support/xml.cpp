@@ -2,7 +2,11 @@
 
 #include "support/bounded.h"
 
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <libxml/dict.h>
 #include <libxml/globals.h>
 
 namespace conf {
@@ -46,18 +50,46 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns
 }
 
 memory_watch::memory_watch() noexcept
-    : host_handler_(xmlStructuredError), host_context_(xmlStructuredErrorContext) {
-    xmlSetStructuredErrorFunc(this, note);
+    : host_handler_(xmlStructuredError),
+      host_printer_(xmlGenericError),
+      host_context_(host_handler_ != nullptr ? xmlStructuredErrorContext : xmlGenericErrorContext) {
+    if (host_handler_ != nullptr)
+        xmlSetStructuredErrorFunc(this, note);
+    else
+        xmlSetGenericErrorFunc(this, note_text);
 }
 
-memory_watch::~memory_watch() { xmlSetStructuredErrorFunc(host_context_, host_handler_); }
+memory_watch::~memory_watch() {
+    if (host_handler_ != nullptr)
+        xmlSetStructuredErrorFunc(host_context_, host_handler_);
+    else
+        xmlSetGenericErrorFunc(host_context_, host_printer_);
+}
 
 void memory_watch::note(void* watch, xmlError* error) noexcept {
     auto* self = static_cast<memory_watch*>(watch);
     if (error->code == XML_ERR_NO_MEMORY)
         self->ran_out_ = true;
-    if (self->host_handler_ != nullptr)
-        self->host_handler_(self->host_context_, error);
+    self->host_handler_(self->host_context_, error);
+}
+
+// A text that there is no memory for goes on with its places unfilled.
+void memory_watch::note_text(void* watch, const char* format, ...) noexcept {
+    auto* self = static_cast<memory_watch*>(watch);
+    const xmlError* error = xmlGetLastError();
+    if (error != nullptr && error->code == XML_ERR_NO_MEMORY)
+        self->ran_out_ = true;
+    va_list arguments;
+    va_start(arguments, format);
+    char* text = nullptr;
+    const bool is_whole = vasprintf(&text, format, arguments) >= 0;
+    va_end(arguments);
+    // libxml2's own printer looks its context up where the host's was.
+    xmlSetGenericErrorFunc(self->host_context_, self->host_printer_);
+    self->host_printer_(self->host_context_, "%s", is_whole ? text : format);
+    xmlSetGenericErrorFunc(self, note_text);
+    if (is_whole)
+        std::free(text);
 }
 
 int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept {

@@ -83,8 +83,11 @@ inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr
 }
 
 // Notices when libxml2 runs out of memory while it lives. What libxml2 returns then may look whole and
-// have pieces missing, and later errors of other kinds take the place of its last error. All of them
-// go on to the handler that the host has set, if any.
+// have pieces missing, and later errors of other kinds take the place of its last error.
+//
+// It stands before the handler that the host has set, structured or generic, and hands on to it all that
+// it hears. The generic one hears the text that libxml2 composes, piece by piece; where the host has set
+// none, that is how reports reach stderr.
 class memory_watch {
 public:
     memory_watch() noexcept;
@@ -96,8 +99,11 @@ public:
 
 private:
     static void note(void* watch, xmlError* error) noexcept;
+    [[gnu::format(printf, 2, 3)]] static void note_text(void* watch, const char* format,
+                                                        ...) noexcept;
 
     const xmlStructuredErrorFunc host_handler_;
+    const xmlGenericErrorFunc host_printer_; // in use when there is no handler
     void* const host_context_;
     bool ran_out_ = false;
 };
