@@ -16,11 +16,12 @@
  * The library changes no signal's disposition and writes with write(): a plugin that wants to outlive
  * a dying daemon ignores SIGPIPE.
  *
- * No exception may leave a callback: it finds no way through the library, and ends the process.
+ * No exception may leave a callback: it finds no way through the library, and ends the process. For the
+ * same reason, cancelling a thread inside the library runs no destructors of its callers.
  *
- * Texts, names and paths that are sent must be valid UTF-8 without the control characters that XML does
- * not allow (all below space but tab, line feed and carriage return). The library writes such bytes as
- * they are, and the daemon then cannot read the whole message.
+ * Texts, names and paths that are sent must be valid UTF-8 without the characters that XML does not allow
+ * (all below space but tab, line feed and carriage return; U+FFFE and U+FFFF). The library writes such
+ * bytes as they are, and the daemon then cannot read the message at all.
  */
 #ifndef CONF_API_H
 #define CONF_API_H
@@ -76,8 +77,8 @@ typedef int (*econf_config_cb_t)(int session_id, int oper, int more, int priorit
  * @param path    valid during the call; may be null
  * @param filter  valid during the call; may be null
  * @param status  receives one new node, the library's from then on whatever is returned; null at
- *                the start, and may stay so. A node of a parsed document is copied into the answer
- *                and freed; unlink it from its document
+ *                the start, and may stay so. Hand over a copy (xmlCopyNode()) of what belongs to a
+ *                parsed document: its names and short texts go when the document is freed
  * @return as econf_config_cb_t
  */
 typedef int (*econf_status_cb_t)(int session_id, const char* path, const char* filter,
@@ -88,7 +89,7 @@ typedef int (*econf_status_cb_t)(int session_id, const char* path, const char* f
  *
  * @param input   first of the input nodes, or null; valid during the call
  * @param output  receives a list of new sibling nodes, the library's from then on whatever is
- *                returned; null at the start, and may stay so
+ *                returned; null at the start, and may stay so. Copies only, as in econf_status_cb_t
  * @return as econf_config_cb_t
  */
 typedef int (*econf_operate_cb_t)(int session_id, xmlNode* input, xmlNode** output);
@@ -123,7 +124,8 @@ typedef struct _econf_plugin_subpub_info {
 
 /**
  * Registers the process as a plugin: reads the daemon's profile, connects, announces every path and
- * waits for the daemon's answer, at most 30 s for each event of the socket.
+ * waits for the daemon's answer, at most 30 s for each event of the socket. Connecting itself waits
+ * without a limit while the daemon listens but does not accept and its queue is full.
  *
  * @param name     the plugin's name; copied
  * @param cb_info  read during the call only
@@ -147,7 +149,8 @@ CONF_API int econf_plugin_activate(int start_mode);
  * Goes inactive; the connection stays. On failure the plugin stays active.
  *
  * A callback may call it: the request being served is answered still, and econf_plugin_run() returns.
- * What the daemon sent behind its answer to this waits until the plugin is active again and runs.
+ * What the daemon sent behind its answer to this is neither read nor served meanwhile; like every wait,
+ * that of the next activation drops what comes before its answer.
  */
 CONF_API void econf_plugin_deactivate(void);
 
@@ -198,7 +201,7 @@ CONF_API int econf_plugin_pull(int old_flag, const char* path, xmlNode** result)
 CONF_API int econf_plugin_locate(int old_flag, const char* path, xmlNode** position);
 
 /**
- * Hands data to the daemon.
+ * Hands data to the daemon. Keep it below 128 MiB, which is where receivers with this library give up.
  *
  * @param data  first of the nodes; it and its following siblings are copied
  * @return 0, or -1: bad argument, no active plugin, or the daemon's refusal
@@ -229,7 +232,11 @@ CONF_API int econf_plugin_copy_running_to_deployment(int override);
  * Records the error that answers the request now being served, if its callback fails. Only the last
  * one counts. Nothing is sent by this call.
  *
- * @param err_code  the code; with 0 the request is answered with success
+ * Record it only where the callback then fails. When a status or operation callback succeeds all the
+ * same, the error stays and answers the next failure, whichever callback that is, unless a successful
+ * configuration callback or a kick-off comes between: these drop what is recorded, by whomever.
+ *
+ * @param err_code  the code; with 0 the request counts as a success and is answered so
  * @param err_msg   the text, copied and never read as a format; null for "Service process failed."
  */
 CONF_API void econf_plugin_error(int err_code, const char* err_msg);
@@ -299,7 +306,11 @@ typedef struct _conf_val_t {
 typedef int (*conf_config_cb_t)(int oper, int more, int priority, char* path);
 /** As econf_status_cb_t, less the session. */
 typedef int (*conf_status_cb_t)(char* path, char* filter, xmlNode** status);
-/** As econf_operate_cb_t, less the session; output is one node, whose children are the answer. */
+/**
+ * As econf_operate_cb_t, less the session; output is one node, whose children are the answer. A node
+ * without children is answered with the error "Copy <data> xml node failed."; leave output null when
+ * there is nothing to say.
+ */
 typedef int (*conf_operate_cb_t)(xmlNode* input, xmlNode** output);
 
 typedef struct _config_callback {

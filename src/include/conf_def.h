@@ -45,9 +45,7 @@ typedef enum _bool_t { false = 0, true = 1 } bool_t;
 #define CONF_MSG_MAGIC 0xFEDCBAFFU
 
 /** Longest body, in bytes, that a receiver takes: a header that promises more is no frame. */
-#ifndef CONF_MSG_MAX_LENGTH
 #define CONF_MSG_MAX_LENGTH (128U * 1024U * 1024U)
-#endif
 
 /**
  * The 12 bytes ahead of every message on a stream socket; the body follows directly.

@@ -93,7 +93,12 @@ typedef struct _conf_cli_info {
  */
 CONF_API int conf_clishm_create(int max_num);
 
-/** Removes the table, whoever created it. Nothing is reported. */
+/**
+ * Removes the table, whoever created it. Nothing is reported.
+ *
+ * A process that still holds a table which somebody else has replaced since lets go of its own, and the
+ * new one stays: a second call removes that, too.
+ */
 CONF_API void conf_clishm_destroy(void);
 
 /**

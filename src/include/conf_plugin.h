@@ -39,8 +39,10 @@ typedef struct _conf_plugin_context {
 } conf_plugin_context_t;
 CONF_FLEXIBLE_END
 
-/** The hooks of a plugin that runs inside the daemon; any may be null. */
+/** The hooks of a plugin that runs inside the daemon; any may be null. None may throw. */
 typedef struct _pelmd_plugin_callback {
+    /* For these two, what the pointer leads to is null when they are called. What they store there
+       becomes the caller's: new nodes. */
     int (*conf_plugin_locate)(bool_t old_flag, const char* path, xmlNode** position);
     int (*conf_plugin_pull)(bool_t old_flag, const char* path, xmlNode** result);
     int (*conf_plugin_push)(const char* path, xmlNode* data);
