@@ -125,3 +125,27 @@ TEST_F(Legacy, RefusesWhatIsMissing) {
     EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), 0);
     EXPECT_EQ(callbacks.calls, "call 6  ;");
 }
+
+// A daemon's document lives on, and its short texts are shared by nodes and names alike.
+TEST_F(Legacy, TakesAValueOutOfADocumentOfTheDaemonAndLeavesTheRest) {
+    static xmlDoc* doc;
+    doc = xmlReadDoc(BAD_CAST "<r><abc>abc</abc><x>abc</x></r>", nullptr, nullptr, 0);
+    pelmd_plugin_callback_t hooks{};
+    hooks.conf_plugin_pull = [](bool_t, const char*, xmlNode** result) {
+        *result = xmlDocGetRootElement(doc)->children;
+        xmlUnlinkNode(*result);
+        return 0;
+    };
+    EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
+    conf_val_t val{};
+    EXPECT_EQ(conf_plg_get_value(handle_, path, &val), 0);
+    EXPECT_EQ(text_of(val.data), "<data><abc>abc</abc></data>");
+    EXPECT_EQ(text_of(xmlDocGetRootElement(doc)), "<r><x>abc</x></r>");
+    xmlFreeNode(val.data);
+    const fault no_memory(call::xml, ENOMEM);
+    EXPECT_EQ(conf_plg_get_value(handle_, path, &val), -1);
+    EXPECT_EQ(val.data, nullptr);
+    EXPECT_EQ(text_of(xmlDocGetRootElement(doc)), "<r/>");
+    xmlFreeDoc(doc);
+    econf_plugin_close(); // the hooks stay, so the fixture has two things to free
+}

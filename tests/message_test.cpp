@@ -163,6 +163,67 @@ TEST(Message, IsCutOffTheFrontAndItsErrorsReachTheHost) {
     EXPECT_THAT(plugin_log(), ElementsAre());
 }
 
+TEST(Message, TakesNodesOutOfTheDocumentTheyWereParsedInto) {
+    using maker = xmlNode* (*)(xmlNode*, u32_t);
+    const maker rpc = [](xmlNode* node, u32_t id) {
+        return plugin_build_rpc_message("a", node, id);
+    };
+    for (const auto& [make, before] :
+         {std::pair{rpc, "<rpc><method>a</method>"}, {plugin_build_reply_message, "<reply>"}}) {
+        xmlDoc* doc =
+            xmlReadDoc(BAD_CAST "<r><p><q>abc</q></p><q>abc</q>t</r>", nullptr, nullptr, 0);
+        xmlNode* root = xmlDocGetRootElement(doc);
+        const unique_node message{make(root->children, 7)};
+        EXPECT_EQ(dump(message.get()),
+                  before + "<p><q>abc</q></p><id>7</id>"s + (make == rpc ? "</rpc>" : "</reply>"));
+        EXPECT_EQ(dump(root), "<r><q>abc</q>t</r>");
+        const fault no_memory(call::xml, ENOMEM);
+        EXPECT_EQ(make(root->children, 7), nullptr);
+        EXPECT_EQ(dump(root), "<r>t</r>");
+        xmlFreeDoc(doc);
+    }
+    EXPECT_EQ(plugin_log().size(), 2u);
+}
+
+TEST(Message, LeansOnNothingOfTheTreeThatANodeComesFrom) {
+    const std::string inner = "<b xmlns=\"urn:d\" xmlns:p=\"urn:p\" p:x=\"1\"/>";
+    unique_node tree_without_document = tree("<a xmlns='urn:d' xmlns:p='urn:p'><b p:x='1'/></a>");
+    xmlNode* b = tree_without_document.get()->children;
+    const unique_node reply{plugin_build_reply_message(b, 7)};
+    tree_without_document.reset();
+    EXPECT_EQ(dump(reply.get()), "<reply>" + inner + "<id>7</id></reply>");
+}
+
+// What a host without a structured handler hears is what libxml2 tells it, byte for byte.
+TEST(Message, KeepsNothingFromTheHostsPrinter) {
+    std::string heard;
+    const std::string body = "<a x='" + std::string(3000, 'x') + "'>&e;<b></a>";
+    const auto parse_here = [&] {
+        xmlFreeDoc(
+            xmlReadMemory(body.data(), static_cast<int>(body.size()), nullptr, "utf-8", 256));
+    };
+    const auto parse_there = [&] {
+        buffer from(frame_of(body));
+        EXPECT_EQ(plugin_parse_message(&from.handle), nullptr);
+    };
+    xmlSetGenericErrorFunc(&heard, append_printed);
+    parse_here();
+    const std::string expected = std::exchange(heard, "");
+    EXPECT_THAT(expected, testing::HasSubstr("Entity 'e' not defined"));
+    parse_there();
+    EXPECT_EQ(heard, expected);
+    EXPECT_EQ(xmlGenericErrorContext, &heard);
+    xmlSetGenericErrorFunc(nullptr, nullptr); // libxml2's own, which writes to stderr
+    testing::internal::CaptureStderr();
+    parse_here();
+    const std::string printed = testing::internal::GetCapturedStderr();
+    testing::internal::CaptureStderr();
+    parse_there();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
+    EXPECT_NE(printed, "");
+    (void)plugin_log();
+}
+
 TEST(Message, IsTakenApartByNames) {
     constexpr const char* no_rpc = "ERROR - Invalid rpc message(without <method> or <params>).";
     constexpr const char* both = "ERROR - Invalid reply message(both <error> and <result>).";
@@ -222,34 +283,4 @@ TEST(Message, LosesItsTextsAndKeepsItsShape) {
     conf::clean_xml_content(root.get());
     EXPECT_STREQ(conf_get_node_content(deepest), "");
     conf::clean_xml_content(nullptr);
-}
-
-// What a host without a structured handler hears is what libxml2 tells it, byte for byte.
-TEST(Message, KeepsNothingFromTheHostsPrinter) {
-    std::string heard;
-    const std::string body = "<a x='" + std::string(3000, 'x') + "'>&e;<b></a>";
-    const auto parse_here = [&] {
-        xmlFreeDoc(
-            xmlReadMemory(body.data(), static_cast<int>(body.size()), nullptr, "utf-8", 256));
-    };
-    const auto parse_there = [&] {
-        buffer from(frame_of(body));
-        EXPECT_EQ(plugin_parse_message(&from.handle), nullptr);
-    };
-    xmlSetGenericErrorFunc(&heard, append_printed);
-    parse_here();
-    const std::string expected = std::exchange(heard, "");
-    EXPECT_THAT(expected, testing::HasSubstr("Entity 'e' not defined"));
-    parse_there();
-    EXPECT_EQ(heard, expected);
-    EXPECT_EQ(xmlGenericErrorContext, &heard);
-    xmlSetGenericErrorFunc(nullptr, nullptr); // libxml2's own, which writes to stderr
-    testing::internal::CaptureStderr();
-    parse_here();
-    const std::string printed = testing::internal::GetCapturedStderr();
-    testing::internal::CaptureStderr();
-    parse_there();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), printed);
-    EXPECT_NE(printed, "");
-    (void)plugin_log();
 }

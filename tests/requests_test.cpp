@@ -122,3 +122,12 @@ TEST_F(Requests, HandBackWhatTheAnswerHolds) {
         EXPECT_EQ(log(), report);
     }
 }
+
+TEST_F(Requests, LeaveAPositionAsItCameWhenItCannotBeUnquoted) {
+    start();
+    const fault one(call::xmlAddChild, ENOMEM, 1); // behind that of the parameters
+    daemon_.will_answer(answer(R"(<result><prev>/a[b="c"]</prev></result>)"));
+    EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
+    EXPECT_TRUE(one.hit());
+    EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
+}

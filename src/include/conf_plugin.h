@@ -92,7 +92,9 @@ CONF_API int conf_plugin_init_api(pelmd_plugin_callback_t* api);
  * Builds a request: "rpc" with "method", the parameters and "id". Texts are escaped as XML; bytes
  * that XML does not allow (control characters, malformed UTF-8) are written as they are.
  *
- * @param params  becomes the request's in every case: wiped and freed on failure
+ * @param params  becomes the request's in every case: wiped and freed on failure. It is taken out of
+ *                the tree it stands in; a node of a parsed document is replaced by a copy, so the
+ *                document must live during the call
  * @param id      1 to 65535
  * @return the tree, to be given to xmlFreeNode(); null for a null argument or without memory
  */
@@ -101,7 +103,8 @@ CONF_API xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, 
 /**
  * Builds an answer: "reply" with the outcome and "id".
  *
- * @param result  a "result" or "error" element; becomes the answer's in every case: freed on failure
+ * @param result  a "result" or "error" element; becomes the answer's in every case, as above: freed
+ *                on failure
  * @param id      the id of the request being answered
  * @return the tree, to be given to xmlFreeNode(); null for a null argument or without memory
  */

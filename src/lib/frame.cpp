@@ -13,7 +13,7 @@ static_assert(sizeof(bool_t) == 4);
 namespace conf {
 
 frame_fault append_frame(conf_buffer_t** out, xmlNode* root, u16_t seq) noexcept {
-    unique_xml_buffer body{xmlBufferCreate()};
+    secret_xml_buffer body{xmlBufferCreate()};
     if (!body)
         return frame_fault::no_xml_buffer;
     if (dump_node(body.get(), root) <= 0)

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <libxml/tree.h>
 #include <libxml/xmlmemory.h>
 #include <pthread.h>
 #include <pwd.h>
@@ -114,3 +115,4 @@ WRAP(shmget, int, -1, (key_t key, std::size_t size, int flags), key, size, flags
 WRAP(socket, int, -1, (int family, int type, int protocol), family, type, protocol)
 WRAP(strdup, char*, nullptr, (const char* text), text)
 WRAP(write, ssize_t, -1, (int fd, const void* bytes, std::size_t size), fd, bytes, size)
+WRAP(xmlAddChild, xmlNode*, nullptr, (xmlNode* parent, xmlNode* child), parent, child)

@@ -4,12 +4,12 @@
 
 #include <functional>
 
-// A failing xml call stands for libxml2's allocations, all others for the function of that name.
+// A failing xml stands for libxml2's allocations, all others for the function of that name.
 // clang-format off
 enum class call {
     bind, calloc, connect, epoll_create1, epoll_ctl, epoll_wait, fcntl, fopen, fstat, getpwuid,
     listen, malloc, mmap, mremap, open, pthread_mutex_init, read, semctl, semget, semop,
-    setsockopt, shmat, shmget, socket, strdup, write, xml, count
+    setsockopt, shmat, shmget, socket, strdup, write, xml, xmlAddChild, count
 };
 // clang-format on
 

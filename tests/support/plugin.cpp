@@ -103,6 +103,7 @@ std::string daemon_side::received() {
 
 std::string shown(const char* text) { return text != nullptr ? text : "(null)"; }
 std::string shown(xmlNode** out) {
+    EXPECT_EQ(*out, nullptr);
     if (!callbacks.nodes.empty())
         *out = nodes_of(callbacks.nodes);
     return "out";

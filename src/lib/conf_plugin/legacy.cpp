@@ -49,16 +49,16 @@ int get_value(int old_flag, const char* path, conf_val_t* val) noexcept {
         return plugin_failure("Input parameters error(path=%p, val=%p).",
                               static_cast<const void*>(path), static_cast<void*>(val));
     val->data = nullptr;
-    secret_node_list list{pulled(old_flag, path)};
+    unique_node_list list{pulled(old_flag, path)};
     if (!list)
         return 0;
     unique_node data{new_element("data")};
-    if (!data)
-        return plugin_failure("Create <data> node failed.");
-    if (!attach_list(data.get(), list))
-        return plugin_failure("Add <data> children node failed.");
-    val->data = data.release();
-    return 0;
+    if (data && attach_list(data.get(), list)) {
+        val->data = data.release();
+        return 0;
+    }
+    clean_xml_content(list.get());
+    return plugin_failure(data ? "Add <data> children node failed." : "Create <data> node failed.");
 }
 
 // A request made outside the loop may have left frames in the buffer, for which no event will come.

@@ -62,8 +62,9 @@ xmlNode* conf::add_number(xmlNode* parent, const char* name, long number) noexce
 xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, u32_t id) {
     secret_node owned{params}; // ours in every case, so it goes on every early return
     secret_node rpc{new_element("rpc")};
-    if (!rpc || !owned || method == nullptr || add_text(rpc.get(), "method", method) == nullptr ||
-        !attach(rpc.get(), owned) || !add_id(rpc.get(), id))
+    if (!owned || !adopt(owned) || !rpc || method == nullptr ||
+        add_text(rpc.get(), "method", method) == nullptr || !attach(rpc.get(), owned) ||
+        !add_id(rpc.get(), id))
         return rpc_failure(method);
     return rpc.release();
 }
@@ -71,7 +72,8 @@ xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, u32_t id)
 xmlNode* plugin_build_reply_message(xmlNode* result, u32_t id) {
     unique_node owned{result};
     unique_node reply{new_element("reply")};
-    if (!reply || !owned || !attach(reply.get(), owned) || !add_id(reply.get(), id))
+    if (!owned || !adopt(owned) || !reply || !attach(reply.get(), owned) ||
+        !add_id(reply.get(), id))
         return reply_failure();
     return reply.release();
 }

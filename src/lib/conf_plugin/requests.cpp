@@ -97,8 +97,13 @@ void unquote_position(xmlNode* node) noexcept {
     unique_node content{path ? xmlNewText(BAD_CAST path.get()) : nullptr};
     if (!content || content.get()->content == nullptr)
         return;
-    xmlNodeSetContent(node, nullptr);
-    (void)attach(node, content);
+    // The old content goes first, since texts that meet are joined, and comes back on failure.
+    unique_node_list old{std::exchange(node->children, nullptr)};
+    xmlNode* const last = std::exchange(node->last, nullptr);
+    if (attach(node, content))
+        return;
+    node->children = old.release();
+    node->last = last;
 }
 
 // What the answer to a locate holds.
@@ -139,6 +144,7 @@ int pull(int old_flag, const char* path, xmlNode** out) noexcept {
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_pull == nullptr)
             return hook_failure("conf_plugin_pull");
+        *out = nullptr;
         return hooks->conf_plugin_pull(old_flag != 0 ? 1 : 0, path, out);
     }
     return query(plugin, "pull", old_flag, path, copy_data, out);
@@ -151,6 +157,7 @@ int locate(int old_flag, const char* path, xmlNode** out) noexcept {
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_locate == nullptr)
             return hook_failure("conf_plugin_locate");
+        *out = nullptr;
         return hooks->conf_plugin_locate(old_flag != 0 ? 1 : 0, path, out);
     }
     return query(plugin, "locate", old_flag, path, copy_position, out);
@@ -198,7 +205,7 @@ xmlNode* build_deployment(const conf_plugin_context_t* ctxt, const char* path, i
 // Sends a request that carries data, and takes it over. It may not have been built.
 int send_packet(conf_plugin_data* plugin, const char* what, xmlNode* request,
                 const char* content) noexcept {
-    const unique_node rpc{request};
+    const secret_node rpc{request};
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     if (!rpc)
         return build_failure(what, ctxt);

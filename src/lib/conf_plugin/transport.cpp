@@ -309,7 +309,7 @@ int _plugin_single_rpc_send(conf_plugin_data* plugin, xmlNode* rpc) noexcept {
     xmlNode* answer = nullptr;
     if (_syn_send_rpc(plugin, rpc, &answer) < 0)
         return plugin_failure("Plugin %s send rpc to pelmd failed.", name);
-    const unique_node reply{answer};
+    const secret_node reply{answer};
     xmlNode* result;
     xmlNode* error;
     if (plugin_parse_reply(reply.get(), &result, &error) < 0)

@@ -11,12 +11,21 @@
 
 namespace conf {
 
+namespace {
+
+// Short texts that a document was parsed with lie in its dictionary, once for all nodes and names.
+bool is_shared(const xmlNode* text) noexcept {
+    return text->doc != nullptr && text->doc->dict != nullptr &&
+           xmlDictOwns(text->doc->dict, text->content) != 0;
+}
+
 // Without recursion, however deep the tree. Only elements are entered: the "children" of an entity
 // reference are its declaration, which leads round in a circle.
-void clean_xml_content(xmlNode* node) noexcept {
+void clean(xmlNode* node, bool with_shared) noexcept {
     int depth = 0;
     while (node != nullptr) {
-        if (node->type == XML_TEXT_NODE && node->content != nullptr) {
+        if (node->type == XML_TEXT_NODE && node->content != nullptr &&
+            (with_shared || !is_shared(node))) {
             const std::size_t length = std::strlen(reinterpret_cast<const char*>(node->content));
             (void)memset_s(node->content, length, 0, length);
         }
@@ -29,6 +38,19 @@ void clean_xml_content(xmlNode* node) noexcept {
             node = node->parent;
         node = node->next;
     }
+}
+
+} // namespace
+
+void clean_xml_content(xmlNode* node) noexcept { clean(node, false); }
+
+void clean_xml_document(xmlDoc* doc) noexcept { clean(xmlDocGetRootElement(doc), true); }
+
+void clean_xml_buffer(xmlBuffer* buffer) noexcept {
+    auto* text = const_cast<xmlChar*>(xmlBufferContent(buffer));
+    const auto length = static_cast<std::size_t>(xmlBufferLength(buffer));
+    if (text != nullptr)
+        (void)memset_s(text, length, 0, length);
 }
 
 // Out of memory, libxml2 may hand out an element without its name, or without its text, or a text

@@ -9,10 +9,17 @@
 namespace conf {
 
 // Overwrites every text in the trees of node and of its following siblings with zeroes. Attribute
-// values, comments and CDATA sections are left alone. Null is ignored.
+// values, comments and CDATA sections are left alone, and so is what other nodes of a parsed document
+// may share. Null is ignored.
 //
 // It walks the siblings too: never call it on a node that stands among siblings that matter.
 void clean_xml_content(xmlNode* node) noexcept;
+
+// As above for a whole document, shared texts included: it is good for nothing then but to be freed.
+void clean_xml_document(xmlDoc* doc) noexcept;
+
+// Overwrites the text in a buffer with zeroes.
+void clean_xml_buffer(xmlBuffer* buffer) noexcept;
 
 struct node_traits {
     using type = xmlNode*;
@@ -48,7 +55,7 @@ struct secret_doc_traits {
     using type = xmlDoc*;
     static constexpr type empty = nullptr;
     static void close(type doc) noexcept {
-        clean_xml_content(xmlDocGetRootElement(doc));
+        clean_xml_document(doc);
         xmlFreeDoc(doc);
     }
 };
@@ -59,12 +66,22 @@ struct xml_buffer_traits {
     static void close(type buffer) noexcept { xmlBufferFree(buffer); }
 };
 
+struct secret_buffer_traits {
+    using type = xmlBuffer*;
+    static constexpr type empty = nullptr;
+    static void close(type buffer) noexcept {
+        clean_xml_buffer(buffer);
+        xmlBufferFree(buffer);
+    }
+};
+
 using unique_node = unique_handle<node_traits>;
 using unique_node_list = unique_handle<node_list_traits>;
 using secret_node = unique_handle<secret_traits>; // text zeroed, then freed
 using secret_node_list = unique_handle<secret_list_traits>;
 using secret_doc = unique_handle<secret_doc_traits>;
 using unique_xml_buffer = unique_handle<xml_buffer_traits>;
+using secret_xml_buffer = unique_handle<secret_buffer_traits>;
 
 inline bool is_named(const xmlNode* node, const char* name) noexcept {
     return xmlStrcmp(node->name, BAD_CAST name) == 0;
@@ -113,6 +130,18 @@ private:
 xmlNode* copy_tree(xmlNode* node) noexcept;
 xmlNode* copy_siblings(xmlNode* first) noexcept;
 
+// Takes over what a caller hands in, wherever it hangs. What is part of a larger tree leans on it: on
+// namespaces declared further up, on texts and names of a document. So a copy takes its place; null
+// without memory for that.
+template <class Handle> bool adopt(Handle& node) noexcept {
+    const bool leans = node.get()->doc != nullptr || node.get()->parent != nullptr;
+    xmlNode* const own = leans ? copy_tree(node.get()) : node.get();
+    xmlUnlinkNode(node.get()); // from siblings, too
+    if (leans)
+        node.reset(own);
+    return static_cast<bool>(node);
+}
+
 // Hangs a child below parent, which owns it from then on.
 template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
     if (xmlAddChild(parent, child.get()) == nullptr)
@@ -121,12 +150,17 @@ template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
     return true;
 }
 
-// Hangs a list of siblings below parent, which owns them from then on. What was parsed shares its
-// texts with its document, so a copy takes its place.
+// Hangs a list of siblings below parent, which owns them from then on. What was parsed shares texts and
+// names with its document, so a copy takes its place.
+// @return false without memory, with a list in the handle still
 template <class Handle> bool attach_list(xmlNode* parent, Handle& first) noexcept {
-    if (first.get()->doc != nullptr)
-        first.reset(copy_siblings(first.get()));
-    if (!first || xmlAddChildList(parent, first.get()) == nullptr)
+    if (first.get()->doc != nullptr) {
+        Handle copies{copy_siblings(first.get())};
+        if (!copies)
+            return false;
+        first = std::move(copies);
+    }
+    if (xmlAddChildList(parent, first.get()) == nullptr)
         return false;
     (void)first.release();
     return true;
