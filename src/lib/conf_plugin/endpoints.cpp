@@ -5,6 +5,7 @@
 #include "support/socket.h"
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 using namespace conf;
 

@@ -88,7 +88,7 @@ memory_watch::~memory_watch() {
         xmlSetGenericErrorFunc(host_context_, host_printer_);
 }
 
-void memory_watch::note(void* watch, xmlError* error) noexcept {
+void memory_watch::note(void* watch, reported_error* error) noexcept {
     auto* self = static_cast<memory_watch*>(watch);
     if (error->code == XML_ERR_NO_MEMORY)
         self->ran_out_ = true;
@@ -117,9 +117,11 @@ void memory_watch::note_text(void* watch, const char* format, ...) noexcept {
 int dump_node(xmlBuffer* buffer, xmlNode* node) noexcept {
     const memory_watch watch;
     const int bytes = xmlNodeDump(buffer, nullptr, node, 0, 0);
-    // When memory runs out on the way, libxml2 frees the text and leaves the buffer pointing at it.
+#if LIBXML_VERSION < 21400
+    // When memory runs out on the way, it frees the text and leaves the buffer pointing at it.
     if (bytes == 0 && watch.ran_out())
         buffer->content = nullptr;
+#endif
     return bytes;
 }
 

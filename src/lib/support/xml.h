@@ -115,7 +115,12 @@ public:
     bool ran_out() const noexcept { return ran_out_; }
 
 private:
-    static void note(void* watch, xmlError* error) noexcept;
+#if LIBXML_VERSION < 21200
+    using reported_error = xmlError;
+#else
+    using reported_error = const xmlError;
+#endif
+    static void note(void* watch, reported_error* error) noexcept;
     [[gnu::format(printf, 2, 3)]] static void note_text(void* watch, const char* format,
                                                         ...) noexcept;
 
