@@ -267,10 +267,10 @@ void desk::log(line_reader& words) {
 }
 
 void desk::timeout(line_reader& words) {
-    const int ms = words.number_or(0);
-    if (ms <= 0)
-        throw problem("a number of milliseconds is missing");
-    server_.answer_limit = milliseconds(ms);
+    const milliseconds limit = words.time_or(milliseconds(0));
+    if (limit == milliseconds(0))
+        throw problem("a number of milliseconds above 0 is missing");
+    server_.answer_limit = limit;
 }
 
 void desk::start(line_reader& words) {
@@ -283,7 +283,7 @@ void desk::start(line_reader& words) {
 void desk::stop(line_reader& words) { processes_.stop(process_named(words.word("a program"))); }
 
 void desk::restart(line_reader& words) {
-    const milliseconds pause(words.number_or(0));
+    const milliseconds pause = words.time_or(milliseconds(0));
     out_.report({"pelmsim", ' ', "the daemon restarts", ""});
     server_.close();
     trees_.old = tree();

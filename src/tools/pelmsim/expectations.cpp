@@ -90,7 +90,7 @@ void desk::wait(line_reader& words) {
     line_reader target = words;
     const auto done = condition(what, words);
     const std::string name = target.word_or("");
-    const milliseconds limit(words.number_or(static_cast<int>(server_.answer_limit.count())));
+    const milliseconds limit = words.time_or(server_.answer_limit);
     const bool came = wait_for(done, limit);
     check(came, what + " " + name, "nothing within " + std::to_string(limit.count()) + " ms");
     if (!came || what != "exited")

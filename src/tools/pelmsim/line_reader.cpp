@@ -67,6 +67,13 @@ int line_reader::number_or(int otherwise) {
     return number;
 }
 
+std::chrono::milliseconds line_reader::time_or(std::chrono::milliseconds otherwise) {
+    const std::chrono::milliseconds given(number_or(static_cast<int>(otherwise.count())));
+    if (given < given.zero())
+        throw problem(std::to_string(given.count()) + " is no number of milliseconds");
+    return given;
+}
+
 std::string line_reader::rest() {
     const std::string text = line_.substr(at_);
     at_ = line_.size();

@@ -1,6 +1,7 @@
 // One line of a script or of the prompt, taken apart word by word.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,9 @@ public:
 
     // A number if one comes next.
     int number_or(int otherwise);
+
+    // A time if a number comes next. Throws problem when that is below 0.
+    std::chrono::milliseconds time_or(std::chrono::milliseconds otherwise);
 
     // All that is left, as it stands; quotes around the whole are taken off.
     std::string rest();

@@ -6,6 +6,7 @@
 #include "world.h"
 
 #include <CLI/CLI.hpp>
+#include <climits>
 #include <conf_plugin.h>
 #include <csignal>
 #include <cstdio>
@@ -147,7 +148,8 @@ void add_serving_options(CLI::App& command, options& given) {
     command.add_option("--deployment", given.deployment,
                        "XML file that keeps the deployment store");
     command.add_option("--script", given.script, "File with commands; - is the standard input");
-    command.add_option("--timeout", given.timeout_ms, "Milliseconds to wait for answers");
+    command.add_option("--timeout", given.timeout_ms, "Milliseconds to wait for answers")
+        ->check(CLI::Range(1, INT_MAX));
     command.add_flag("--trace", given.trace, "Show every frame");
 }
 
