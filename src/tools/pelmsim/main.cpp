@@ -158,6 +158,7 @@ int run_command(int argc, char** argv) {
     CLI::App app("Plays the configuration daemon for the authors of plugins and agents.",
                  "pelmsim");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "pelmsim " PELM_VERSION);
     CLI::App& in_private =
         *app.add_subcommand("run", "Serve one plugin in a private world, without root");
     add_serving_options(in_private, given);
