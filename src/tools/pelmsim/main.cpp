@@ -19,6 +19,7 @@ using namespace pelmsim;
 
 constexpr int expectation_failed = 1;
 constexpr int cannot_run = 2;
+constexpr const char* usual_directory = "/var/tmp"; // where the sockets are without a profile
 
 struct options {
     std::string config;
@@ -54,6 +55,7 @@ void write_profile(const std::string& directory) {
     for (const char c : directory)
         escaped += (c == '"' || c == '\\' ? R"(\)" : "") + std::string(1, c);
     std::filesystem::create_directories(directory);
+    std::filesystem::create_directories(std::filesystem::path(profile_path).parent_path());
     std::ofstream file(profile_path);
     file << R"({ "working-dir": ")" << escaped << R"(" })"
          << "\n"
@@ -138,8 +140,12 @@ int run(options& given) {
     if (!given.here)
         if (const std::string why = pelm::enter_private_world(given.in_place); !why.empty())
             throw problem(why);
+    // A device has a profile. Without one every plugin's log begins with an error, and nobody can
+    // make the table of clients.
     if (!given.working_directory.empty())
         write_profile(given.working_directory);
+    else if (!std::filesystem::exists(profile_path)) // a launcher may have laid its own
+        write_profile(usual_directory);
     return serve(given, std::move(read));
 }
 
@@ -163,7 +169,7 @@ int run_command(int argc, char** argv) {
         *app.add_subcommand("run", "Serve one plugin in a private world, without root");
     add_serving_options(in_private, given);
     in_private.add_option("--working-dir", given.working_directory,
-                          "Directory of the sockets, to be named in a profile");
+                          "Directory of the sockets that the profile names; otherwise /var/tmp");
     in_private.add_flag("--here", given.here,
                         "Stay in the world it is started in, which is private already");
     in_private.add_flag("--in-place", given.in_place,
