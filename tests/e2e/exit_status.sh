@@ -30,4 +30,6 @@ ends 2 '--timeout: Value -5 not in range' "$1" run --timeout -5 -- true
 ends 2 '--timeout: Value 0 not in range' "$1" run --timeout 0 -- true
 ends 2 ':1: a number of milliseconds above 0 is missing' "$1" run --script <(echo timeout 0)
 ends 2 ':1: -5 is no number of milliseconds' "$1" run --script <(echo timeout -5)
+ends 2 ':1: "mod" is not a data path: it does not begin with a slash' \
+    "$1" run --script <(echo publish mod 1)
 ends 0 'pelmsim 1.' "$1" --version

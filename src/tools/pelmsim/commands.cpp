@@ -189,7 +189,10 @@ void desk::show(line_reader& words) {
 }
 
 void desk::publish(line_reader& words) {
-    const data_path path(words.word("a path"));
+    const std::string name = words.word("a path");
+    if (!name.starts_with('/')) // more likely an operation, and the path was forgotten
+        throw problem("\"" + name + "\" is not a data path: it does not begin with a slash");
+    const data_path path(name);
     int oper = 0;
     do {
         const int number = words.number_or(-1);

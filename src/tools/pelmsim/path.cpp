@@ -123,6 +123,15 @@ bool agree(const std::string& one_prefix, const std::string& other) {
     return one_prefix.empty() || other.empty() || one_prefix == other;
 }
 
+// Whether no key that both steps name has two values.
+bool keys_agree(const path_step& one, const path_step& other) {
+    return std::ranges::all_of(one.keys, [&](const path_key& key) {
+        return std::ranges::all_of(other.keys, [&](const path_key& its) {
+            return its.name != key.name || its.value == key.value;
+        });
+    });
+}
+
 } // namespace
 
 data_path::data_path(std::string_view text) : steps(path_reader(text).read()) {}
@@ -153,6 +162,7 @@ bool data_path::covers(const data_path& other) const {
         return false;
     for (std::size_t index = 0; index < steps.size(); ++index)
         if (steps[index].name != other.steps[index].name ||
+            !keys_agree(steps[index], other.steps[index]) ||
             !agree(prefix_of(*this, index), prefix_of(other, index)))
             return false;
     return true;

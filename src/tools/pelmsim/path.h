@@ -33,7 +33,7 @@ public:
     std::string text() const;  // with every key value in double quotes
     std::string names() const; // the steps' names alone: /interfaces/interface/mtu
 
-    // Whether other, without regard to keys, is the same path or lies below it.
+    // Whether other is the same path or lies below it. A key counts where both sides name it.
     bool covers(const data_path& other) const;
 };
 

@@ -145,14 +145,22 @@ void publisher::recover() {
 
 outcome publisher::publish(const data_path& path, int oper) {
     plan all;
+    std::string below;
     for (const auto& to : server_.plugins())
-        for (const registration& at : to->registrations)
-            if (to->active && at.kind == serves::config &&
-                (at.path.covers(path) || path.covers(at.path)))
+        for (const registration& at : to->registrations) {
+            if (!to->active || at.kind != serves::config)
+                continue;
+            if (at.path.covers(path))
                 all.push_back({to, at, path, oper});
+            else if (path.covers(at.path))
+                below += (below.empty() ? "; below it there is " : ", ") + at.path.text();
+        }
+    if (all.empty())
+        return outcome::no_answer("no active plugin subscribes to " + path.text() +
+                                  " or to what it lies in" + below);
     std::ranges::stable_sort(all, {}, [](const publication& each) { return each.at.priority; });
     std::size_t told = 0;
-    return all.empty() ? nobody("subscribes to", path) : tell_all(all, false, told);
+    return tell_all(all, false, told);
 }
 
 // The one whose path is nearest to the given one, at it or above.

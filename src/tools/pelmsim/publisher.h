@@ -17,8 +17,9 @@ public:
     // Publishes the configuration to those who went active and wanted it; they find no old one.
     void recover();
 
-    // Publishes operation bits for a path, whatever the configuration says, to everybody whose path
-    // lies at, above or below it.
+    // Publishes operation bits for a path, whatever the configuration says, to everybody who
+    // subscribed to it or to what it lies in. Nobody is told of a path above the own one: a daemon
+    // never does that.
     outcome publish(const data_path& path, int oper);
 
     outcome status(const data_path& path, const std::string& filter);
