@@ -1,5 +1,7 @@
 #include "survey.h"
 
+#include "console.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
@@ -64,7 +66,7 @@ std::string describe_process(pid_t pid) {
         std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
         std::getline(file, name);
     }
-    return std::to_string(pid) + " (" + name + ")";
+    return std::to_string(pid) + " (" + escaped(name) + ")";
 }
 
 client_table read_client_table() {

@@ -22,8 +22,10 @@ const char* kind_name(serves kind) {
 
 std::string columns(const std::vector<std::pair<std::string, std::size_t>>& cells) {
     std::string line;
-    for (const auto& [text, width] : cells)
+    for (const auto& [cell, width] : cells) {
+        const std::string text = escaped(cell); // no cell begins a line
         line += text + std::string(std::max(width, text.size() + 1) - text.size(), ' ');
+    }
     return line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
 }
 
@@ -97,16 +99,16 @@ std::vector<std::string> desk::vocabulary() const {
 void desk::show_lines(std::string lines) {
     while (lines.ends_with('\n'))
         lines.pop_back();
-    out_.print(lines);
+    out_.block(lines);
     last_ = {};
     last_.shown = std::move(lines);
 }
 
 void desk::told(outcome result) {
     last_ = std::move(result);
-    out_.print("=> " + last_.describe(), last_.is_ok() ? style::good : style::bad);
+    out_.line("=> " + last_.describe(), last_.is_ok() ? style::good : style::bad);
     if (!last_.xml.empty())
-        out_.print(pretty(parse_nodes(last_.xml).get()));
+        out_.block(pretty(parse_nodes(last_.xml).get()));
 }
 
 void desk::help(line_reader& words) {
@@ -119,7 +121,7 @@ void desk::help(line_reader& words) {
     show_lines(lines);
 }
 
-void desk::echo(line_reader& words) { out_.print(words.rest(), style::bold); }
+void desk::echo(line_reader& words) { out_.line(words.rest(), style::bold); }
 
 void desk::plugins(line_reader&) {
     std::string lines;
@@ -240,7 +242,7 @@ void desk::answer(line_reader& words) {
 void desk::notifications(line_reader&) {
     std::string lines;
     for (const std::string& each : server_.notifications.received())
-        lines += each + "\n";
+        lines += escaped(each) + "\n";
     show_lines(lines.empty() ? "no notifications" : lines);
 }
 

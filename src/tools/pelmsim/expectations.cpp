@@ -59,7 +59,7 @@ void desk::check(bool holds, const std::string& expected, const std::string& got
     if (holds)
         return;
     ++failures_;
-    out_.print(place_ + "expected " + expected + ", got " + got, style::bad);
+    out_.line(place_ + "expected " + expected + ", got " + got, style::bad);
 }
 
 std::function<bool()> desk::condition(const std::string& what, line_reader& words) {

@@ -98,7 +98,7 @@ void run_prompt(event_loop& loop, console& out, desk& commands) {
         try {
             commands.run(*line);
         } catch (const problem& why) {
-            out.print(why.what(), style::bad);
+            out.line(why.what(), style::bad);
         }
     }
 }
@@ -201,7 +201,7 @@ int main(int argc, char** argv) {
     } catch (const stopped&) {
         return expectation_failed;
     } catch (const std::exception& why) {
-        (void)std::fprintf(stderr, "pelmsim: %s\n", why.what());
+        (void)std::fprintf(stderr, "pelmsim: %s\n", escaped(why.what()).c_str());
         return cannot_run;
     }
 }

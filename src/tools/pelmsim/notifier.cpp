@@ -50,7 +50,7 @@ void notifier::take(const std::string& text) {
     out_.report({"notifier", '<', std::to_string(text.size()) + " bytes",
                  agents == 0 ? "" : "passed on to " + std::to_string(agents)});
     if (data != nullptr)
-        out_.print(pretty(data.get()));
+        out_.block(pretty(data.get()));
 }
 
 } // namespace pelmsim

@@ -159,7 +159,7 @@ void process_table::read_output(process& from) {
 void process_table::print_line(process& from) {
     const std::string line = std::exchange(from.partial_line, {});
     output_ += line + "\n";
-    out_.print("              " + from.name + "| " + line, style::faint);
+    out_.output(from.name, line);
 }
 
 } // namespace pelmsim

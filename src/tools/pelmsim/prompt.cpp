@@ -58,7 +58,9 @@ void prompt::take(char* line) {
 char** prompt::complete(const char* text, int, int) {
     rl_attempted_completion_over = 1; // no file names
     candidates = the_prompt->vocabulary_();
-    std::erase_if(candidates, [&](const std::string& word) { return !word.starts_with(text); });
+    std::erase_if(candidates, [&](const std::string& word) {
+        return !word.starts_with(text) || word != escaped(word); // a terminal obeys the latter
+    });
     return rl_completion_matches(text, next_candidate);
 }
 

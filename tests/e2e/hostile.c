@@ -1,0 +1,92 @@
+/*
+ * A peer that keeps no manners: hostile ORDER [ARGUMENT...]
+ *
+ * What it is to do stands beside each order in the table at the end. It ends with 0 when pelmsim
+ * bore it as it should. Its arguments go into the XML as they are.
+ */
+#define _GNU_SOURCE
+
+#include <conf_plugin.h>
+
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+static int plugin_socket(int flags) {
+    struct sockaddr_un address = {.sun_family = AF_UNIX};
+    int sock = socket(AF_UNIX, SOCK_STREAM | flags, 0);
+    strcpy(address.sun_path, g_conf_plugin_socket);
+    if (connect(sock, (const struct sockaddr*)&address, sizeof address) == 0)
+        return sock;
+    close(sock);
+    return -1;
+}
+
+static int send_rpc(int sock, const char* method, const char* params) {
+    static const char form[] = "<rpc><method>%s</method><params>%s</params><id>1</id></rpc>";
+    size_t length = sizeof form - sizeof "%s%s" + strlen(method) + strlen(params);
+    msg_head_t header = {CONF_MSG_MAGIC, (u32_t)length, 0, 0};
+    int failed = send(sock, &header, sizeof header, 0) < 0;
+    return failed || dprintf(sock, form, method, params) < 0;
+}
+
+/* Reads one answer, for the caller to free; null when the connection ends. */
+static char* read_answer(int sock, size_t* length) {
+    msg_head_t header;
+    char* text = NULL;
+    if (recv(sock, &header, sizeof header, MSG_WAITALL) != (ssize_t)sizeof header)
+        return NULL;
+    *length = header.length;
+    text = calloc(1, *length + 1);
+    if (recv(sock, text, *length, MSG_WAITALL) == (ssize_t)*length)
+        return text;
+    free(text);
+    return NULL;
+}
+
+/* The length of the result that is answered; 0 when there is none. */
+static size_t ask(int sock, const char* method, const char* params) {
+    size_t length = 0;
+    char* answer = send_rpc(sock, method, params) ? NULL : read_answer(sock, &length);
+    int is_result = answer != NULL && strstr(answer, "<result") != NULL;
+    free(answer);
+    return is_result ? length : 0;
+}
+
+static int registered(const char* name, const char* path) {
+    char params[1024];
+    int sock = plugin_socket(0);
+    snprintf(params, sizeof params,
+             "<plugin-name>%s</plugin-name><config-subscribe><subscriber><path>%s</path>"
+             "<priority>1</priority><callback>1</callback></subscriber></config-subscribe>",
+             name, path);
+    if (sock < 0 || ask(sock, "register", params) == 0 || ask(sock, "activate", "") == 0)
+        exit(2);
+    puts("registered");
+    return sock;
+}
+
+static int stay(char** arguments) {
+    registered(arguments[0], arguments[1]);
+    return pause();
+}
+
+static const struct {
+    const char* name;
+    int (*run)(char** arguments);
+} orders[] = {
+    {"register", stay}, /* under this NAME for this PATH; then it is silent */
+};
+
+int main(int argc, char** argv) {
+    signal(SIGPIPE, SIG_IGN);
+    setvbuf(stdout, NULL, _IOLBF, 0);
+    for (size_t i = 0; argc > 1 && i < sizeof orders / sizeof *orders; ++i)
+        if (strcmp(argv[1], orders[i].name) == 0)
+            return orders[i].run(argv + 2);
+    return 2;
+}

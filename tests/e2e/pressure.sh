@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# pressure.sh PELMSIM DIRECTORY: peers that keep no manners do pelmsim no harm.
+set -euo pipefail
+simulator=$1
+cd "$2"
+
+fail() {
+    printf '%s:\n%s\n' "$1" "$output"
+    exit 1
+}
+
+# survives SCRIPT: pelmsim runs it with success.
+survives() {
+    output=$("$simulator" run --timeout 30000 --script "$1" 2>&1 </dev/null) || fail "status $?"
+}
+
+# says COUNT TEXT: so many lines hold that text.
+says() {
+    [[ $(grep -cFa -- "$2" <<<"$output") == "$1" ]] || fail "not $1 lines with \"$2\""
+}
+
+survives forged.sim
+LC_ALL=C grep -qaP '[\x00-\x08\x0b-\x1f\x7f]|\xc2[\x80-\x9f]' <<<"$output" &&
+    fail 'control characters came through'
+says 1 'evil\r\n00:00:00.000\t\xc2\x9b31m\x7fé < register evil\r\n'
+says 1 'printf| 00:00:00.000 \x1b[31mred\x1b[m \x9b é	kept'
+[[ $(grep -c '^00:00:00.000' <<<"$output") == 1 ]] || fail 'a line was forged'
