@@ -8,12 +8,14 @@
 
 #include <conf_plugin.h>
 
+#include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
 static int plugin_socket(int flags) {
@@ -75,11 +77,66 @@ static int stay(char** arguments) {
     return pause();
 }
 
+/* A plugin that has pushed three values of 8 MB each. */
+static int laden(void) {
+    static const char form[] = "<path>/big/v%c</path><data>%08000000d</data>";
+    char* params = malloc(8001000);
+    int sock = registered("laden", "/big");
+    for (int name = '1'; name <= '3'; ++name) {
+        sprintf(params, form, name, 0);
+        if (ask(sock, "push", params) == 0)
+            exit(2);
+    }
+    free(params);
+    return sock;
+}
+
+static int read_large(char** arguments) {
+    (void)arguments;
+    return ask(laden(), "pull", "<path>/big</path>") < 24000000;
+}
+
+static int read_nothing(char** arguments) {
+    struct pollfd hung_up = {.fd = laden()};
+    (void)arguments;
+    for (int i = 0; i < 100; ++i)
+        (void)send_rpc(hung_up.fd, "pull", "<path>/big</path>");
+    return poll(&hung_up, 1, -1) < 0;
+}
+
+/* Whether pelmsim uses less than half of the processor time that this process uses meanwhile. */
+static int is_calm(void) {
+    enum { burnt_ms = 300 };
+    struct timespec before, after;
+    clockid_t its_clock;
+    clock_t begin = clock();
+    if (clock_getcpuclockid(getppid(), &its_clock) != 0)
+        exit(2);
+    clock_gettime(its_clock, &before);
+    while (clock() - begin < burnt_ms * (CLOCKS_PER_SEC / 1000))
+        ;
+    clock_gettime(its_clock, &after);
+    return (after.tv_sec - before.tv_sec) * 1000 + (after.tv_nsec - before.tv_nsec) / 1000000 <
+           burnt_ms / 2;
+}
+
+static int turn_deaf(char** arguments) {
+    int sock = laden();
+    (void)arguments;
+    (void)shutdown(sock, SHUT_RD);
+    (void)send_rpc(sock, "pull", "<path>/big</path>");
+    (void)ask(plugin_socket(0), "pull", "<path>/</path>"); /* behind that, it is at rest */
+    return !is_calm();
+}
+
 static const struct {
     const char* name;
     int (*run)(char** arguments);
 } orders[] = {
-    {"register", stay}, /* under this NAME for this PATH; then it is silent */
+    {"register", stay},             /* under this NAME for this PATH; then it is silent */
+    {"read_large", read_large},     /* gets an answer of 24 MB */
+    {"read_nothing", read_nothing}, /* asks for such answers until pelmsim hangs up */
+    {"turn_deaf", turn_deaf},       /* asks for one and shuts its ear: pelmsim is at rest then */
 };
 
 int main(int argc, char** argv) {

@@ -25,3 +25,11 @@ LC_ALL=C grep -qaP '[\x00-\x08\x0b-\x1f\x7f]|\xc2[\x80-\x9f]' <<<"$output" &&
 says 1 'evil\r\n00:00:00.000\t\xc2\x9b31m\x7fé < register evil\r\n'
 says 1 'printf| 00:00:00.000 \x1b[31mred\x1b[m \x9b é	kept'
 [[ $(grep -c '^00:00:00.000' <<<"$output") == 1 ]] || fail 'a line was forged'
+
+survives greedy.sim
+says 1 'laden          pelmsim hangs up: 160 MiB are unread'
+
+# With so little memory the queue cannot grow that far. Sanitizers do not start with it at all.
+if (ulimit -v 250000 && "$simulator" --version >/dev/null 2>&1); then
+    (ulimit -v 250000 && survives greedy.sim && says 1 'pelmsim hangs up: std::bad_alloc')
+fi

@@ -130,8 +130,8 @@ void agent_table::close() {
 }
 
 void agent_table::welcome(unique_fd socket) {
-    const auto gone = [this](agent& which) {
-        if (which.session != 0 || which.subscribed)
+    const auto gone = [this](agent& which, bool by_peer) {
+        if (by_peer && (which.session != 0 || which.subscribed))
             out_.report({which.label(), ' ', "agent hung up", ""});
         std::erase_if(agents_, [&](const auto& each) { return each.get() == &which; });
     };
@@ -144,11 +144,12 @@ std::size_t agent_table::notify(const xmlNode* data) {
     add_element(message.get(), "eventTime", utc_now());
     attach(message.get(), unique_node(xmlCopyNode(const_cast<xmlNode*>(data), 1)));
     std::size_t count = 0;
-    for (const auto& each : agents_) {
+    const auto everybody = agents_; // one that reads nothing may be hung up on, and leave
+    for (const auto& each : everybody) {
         if (!each->subscribed)
             continue;
         each->send(message.get());
-        ++count;
+        count += each->is_open() ? 1 : 0;
     }
     return count;
 }

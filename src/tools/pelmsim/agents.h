@@ -9,7 +9,8 @@ namespace pelmsim {
 
 class agent : public connection {
 public:
-    agent(event_loop& loop, console& out, unique_fd socket, std::function<void(agent&)> gone)
+    agent(event_loop& loop, console& out, unique_fd socket,
+          std::function<void(agent&, bool by_peer)> gone)
         : connection(loop, out, std::move(socket)), gone_(std::move(gone)) {}
 
     std::string label() const override;
@@ -22,13 +23,13 @@ public:
 protected:
     void on_frame(unique_node body) override;
     void on_unreadable(const std::string& why) override { complain(why); }
-    void on_closed() override { gone_(*this); }
+    void on_closed(bool by_peer) override { gone_(*this, by_peer); }
 
 private:
     unique_node answer(const xmlNode* rpc);
     unique_node run(const xmlNode* operation);
 
-    std::function<void(agent&)> gone_;
+    std::function<void(agent&, bool by_peer)> gone_;
 };
 
 class agent_table {

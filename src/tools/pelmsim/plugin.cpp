@@ -108,9 +108,9 @@ void plugin::on_unreadable(const std::string& why) {
         answer_ = outcome::no_answer("unreadable frame");
 }
 
-void plugin::on_closed() {
+void plugin::on_closed(bool by_peer) {
     active = false;
-    server_.gone(*this);
+    server_.gone(*this, by_peer);
 }
 
 } // namespace pelmsim

@@ -27,7 +27,7 @@ class request_server {
 public:
     // Null when no answer is to be given; otherwise a <result> or an <error>.
     virtual unique_node serve(plugin& from, const std::string& method, const xmlNode* params) = 0;
-    virtual void gone(plugin& which) = 0;
+    virtual void gone(plugin& which, bool by_peer) = 0;
 
     milliseconds answer_limit{10000}; // how long plugins may take to answer
 
@@ -53,7 +53,7 @@ public:
 protected:
     void on_frame(unique_node body) override;
     void on_unreadable(const std::string& why) override;
-    void on_closed() override;
+    void on_closed(bool by_peer) override;
 
 private:
     void on_request(xmlNode* rpc);

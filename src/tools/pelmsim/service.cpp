@@ -49,8 +49,8 @@ std::shared_ptr<plugin> service::find(const std::string& name) const {
     return found == plugins_.end() ? nullptr : *found;
 }
 
-void service::gone(plugin& which) {
-    if (!which.name.empty())
+void service::gone(plugin& which, bool by_peer) {
+    if (by_peer && !which.name.empty())
         out_.report({which.label(), ' ', "plugin hung up", ""});
     std::erase_if(plugins_, [&](const auto& each) { return each.get() == &which; });
 }

@@ -45,7 +45,7 @@ public:
     notifier notifications;
 
     unique_node serve(plugin& from, const std::string& method, const xmlNode* params) override;
-    void gone(plugin& which) override;
+    void gone(plugin& which, bool by_peer) override;
 
 private:
     event_loop& loop_;

@@ -19,14 +19,24 @@ struct document_deleter {
     void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
 };
 
-struct buffer_deleter {
-    void operator()(xmlBuffer* buffer) const noexcept { xmlBufferFree(buffer); }
-};
+// Called by the serialiser, which exceptions must not pass through.
+int append(void* text, const char* bytes, int count) {
+    try {
+        static_cast<std::string*>(text)->append(bytes, static_cast<std::size_t>(count));
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+    return count;
+}
 
 std::string dump(const xmlNode* node, int format) {
-    const std::unique_ptr<xmlBuffer, buffer_deleter> buffer(or_throw(xmlBufferCreate()));
-    xmlNodeDump(buffer.get(), nullptr, const_cast<xmlNode*>(node), 0, format);
-    return reinterpret_cast<const char*>(xmlBufferContent(buffer.get()));
+    std::string text;
+    xmlOutputBuffer* const output =
+        or_throw(xmlOutputBufferCreateIO(append, nullptr, &text, nullptr));
+    xmlNodeDumpOutput(output, nullptr, const_cast<xmlNode*>(node), 0, format, nullptr);
+    if (xmlOutputBufferClose(output) < 0)
+        throw std::bad_alloc();
+    return text;
 }
 
 } // namespace
