@@ -8,11 +8,14 @@
 
 #include <conf_plugin.h>
 
+#include <dirent.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <time.h>
@@ -129,6 +132,44 @@ static int turn_deaf(char** arguments) {
     return !is_calm();
 }
 
+static int hold(char** arguments) {
+    for (int i = atoi(arguments[0]); i > 0; --i)
+        if (plugin_socket(0) < 0)
+            return 1;
+    puts("held");
+    return pause();
+}
+
+/* Whether each descriptor that pelmsim may have is in use. */
+static int has_used_all(void) {
+    char name[64];
+    struct rlimit limit; /* is inherited */
+    int count = -2;      /* "." and ".." */
+    DIR* descriptors;
+    snprintf(name, sizeof name, "/proc/%d/fd", (int)getppid());
+    descriptors = opendir(name);
+    while (descriptors != NULL && readdir(descriptors) != NULL)
+        ++count;
+    closedir(descriptors);
+    return getrlimit(RLIMIT_NOFILE, &limit) != 0 || (rlim_t)count >= limit.rlim_cur;
+}
+
+static int fill(char** arguments) {
+    int first = plugin_socket(0), last = first, sock;
+    (void)arguments;
+    while ((sock = plugin_socket(SOCK_NONBLOCK)) >= 0 || !has_used_all())
+        if (sock >= 0)
+            last = sock;
+        else
+            sched_yield();
+    if (!is_calm())
+        return 1;
+    while (last >= first)
+        close(last--);
+    registered("late", "/late");
+    return 0;
+}
+
 static const struct {
     const char* name;
     int (*run)(char** arguments);
@@ -137,6 +178,8 @@ static const struct {
     {"read_large", read_large},     /* gets an answer of 24 MB */
     {"read_nothing", read_nothing}, /* asks for such answers until pelmsim hangs up */
     {"turn_deaf", turn_deaf},       /* asks for one and shuts its ear: pelmsim is at rest then */
+    {"hold", hold},                 /* opens so many connections and keeps them */
+    {"fill", fill}, /* opens as many as pelmsim bears, which is at rest then and later serves on */
 };
 
 int main(int argc, char** argv) {

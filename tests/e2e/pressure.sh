@@ -33,3 +33,5 @@ says 1 'laden          pelmsim hangs up: 160 MiB are unread'
 if (ulimit -v 250000 && "$simulator" --version >/dev/null 2>&1); then
     (ulimit -v 250000 && survives greedy.sim && says 1 'pelmsim hangs up: std::bad_alloc')
 fi
+
+(ulimit -n 64 && survives crowd.sim && says 1 'pelmsim        new connections have to wait: Too many')

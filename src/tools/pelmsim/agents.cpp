@@ -118,7 +118,7 @@ void agent_table::open() {
     if (socket_ < 0)
         throw problem(std::string("cannot open ") + g_conf_agent_socket + ": " +
                       std::strerror(errno));
-    accept_all(loop_, socket_, [this](unique_fd socket) { welcome(std::move(socket)); });
+    accept_all(loop_, out_, socket_, [this](unique_fd socket) { welcome(std::move(socket)); });
 }
 
 void agent_table::close() {
@@ -135,8 +135,9 @@ void agent_table::welcome(unique_fd socket) {
             out_.report({which.label(), ' ', "agent hung up", ""});
         std::erase_if(agents_, [&](const auto& each) { return each.get() == &which; });
     };
-    agents_.push_back(std::make_shared<agent>(loop_, out_, std::move(socket), gone));
-    agents_.back()->start();
+    const auto made = std::make_shared<agent>(loop_, out_, std::move(socket), gone);
+    made->start();
+    agents_.push_back(made);
 }
 
 std::size_t agent_table::notify(const xmlNode* data) {

@@ -16,6 +16,11 @@ void event_loop::change(int fd, short events) {
 
 void event_loop::forget(int fd) { entries_.erase(fd); }
 
+void event_loop::pause(int fd, milliseconds time) {
+    if (const auto found = entries_.find(fd); found != entries_.end())
+        found->second.paused_until = std::chrono::steady_clock::now() + time;
+}
+
 bool event_loop::run_until(const std::function<bool()>& done, milliseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!done()) {
@@ -30,7 +35,12 @@ bool event_loop::run_until(const std::function<bool()>& done, milliseconds limit
 void event_loop::run_once(milliseconds limit) {
     std::vector<pollfd> waiting;
     std::vector<unsigned> generations;
+    const auto now = std::chrono::steady_clock::now();
     for (const auto& [fd, watched] : entries_) {
+        if (watched.paused_until > now) {
+            limit = std::min(limit, std::chrono::ceil<milliseconds>(watched.paused_until - now));
+            continue;
+        }
         waiting.push_back({fd, watched.events, 0});
         generations.push_back(watched.generation);
     }

@@ -22,6 +22,9 @@ public:
     void change(int fd, short events);
     void forget(int fd);
 
+    // Leaves the descriptor alone for so long, whatever comes.
+    void pause(int fd, milliseconds time);
+
     void stop() { stopping_ = true; }
     void resume() { stopping_ = false; }
 
@@ -36,6 +39,7 @@ private:
         short events;
         unsigned generation; // tells a descriptor from an earlier one of the same number
         handler call;
+        std::chrono::steady_clock::time_point paused_until{};
     };
 
     std::map<int, entry> entries_;

@@ -25,9 +25,10 @@ void service::open() {
     if (plugin_socket_ < 0)
         throw problem(std::string("cannot open ") + g_conf_plugin_socket + ": " +
                       std::strerror(errno));
-    accept_all(loop_, plugin_socket_, [this](unique_fd socket) {
-        plugins_.push_back(std::make_shared<plugin>(loop_, out_, std::move(socket), *this));
-        plugins_.back()->start();
+    accept_all(loop_, out_, plugin_socket_, [this](unique_fd socket) {
+        const auto made = std::make_shared<plugin>(loop_, out_, std::move(socket), *this);
+        made->start();
+        plugins_.push_back(made);
     });
     agents.open();
     notifications.open();
