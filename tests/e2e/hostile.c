@@ -170,6 +170,17 @@ static int fill(char** arguments) {
     return 0;
 }
 
+static int flood(char** arguments) {
+    struct sockaddr_un address = {.sun_family = AF_UNIX};
+    int sock = socket(AF_UNIX, SOCK_DGRAM, 0);
+    strcpy(address.sun_path, g_conf_notifier_socket);
+    (void)connect(sock, (const struct sockaddr*)&address, sizeof address);
+    for (int i = 1; i <= atoi(arguments[0]); ++i)
+        if (dprintf(sock, "<n>\n00:00:00.000 %d</n>", i) < 0)
+            return 1;
+    return 0;
+}
+
 static const struct {
     const char* name;
     int (*run)(char** arguments);
@@ -180,6 +191,7 @@ static const struct {
     {"turn_deaf", turn_deaf},       /* asks for one and shuts its ear: pelmsim is at rest then */
     {"hold", hold},                 /* opens so many connections and keeps them */
     {"fill", fill}, /* opens as many as pelmsim bears, which is at rest then and later serves on */
+    {"flood", flood}, /* sends so many notifications */
 };
 
 int main(int argc, char** argv) {

@@ -241,9 +241,13 @@ void desk::answer(line_reader& words) {
 
 void desk::notifications(line_reader&) {
     std::string lines;
-    for (const std::string& each : server_.notifications.received())
+    const std::size_t dropped = server_.notifications.dropped();
+    if (dropped > 0)
+        lines = "the oldest " + std::to_string(dropped) + " were dropped\n";
+    for (const std::string& each : server_.notifications.kept())
         lines += escaped(each) + "\n";
     show_lines(lines.empty() ? "no notifications" : lines);
+    last_.is_cut = dropped > 0;
 }
 
 void desk::notify(line_reader& words) {

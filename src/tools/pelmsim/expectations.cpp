@@ -3,6 +3,7 @@
 
 #include "problem.h"
 
+#include <algorithm>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -65,9 +66,11 @@ void desk::check(bool holds, const std::string& expected, const std::string& got
 std::function<bool()> desk::condition(const std::string& what, line_reader& words) {
     if (what == "notification")
         return [this, text = words.word_or("")] {
-            const auto& all = server_.notifications.received();
-            while (notifications_seen_ < all.size())
-                if (all[notifications_seen_++].find(text) != std::string::npos)
+            const notifier& all = server_.notifications;
+            notifications_seen_ = std::max(notifications_seen_, all.dropped());
+            while (notifications_seen_ < all.dropped() + all.kept().size())
+                if (all.kept()[notifications_seen_++ - all.dropped()].find(text) !=
+                    std::string::npos)
                     return true;
             return false;
         };
@@ -91,8 +94,12 @@ void desk::wait(line_reader& words) {
     const auto done = condition(what, words);
     const std::string name = target.word_or("");
     const milliseconds limit = words.time_or(server_.answer_limit);
+    const std::size_t dropped = server_.notifications.dropped();
+    const bool missed = what == "notification" && dropped > notifications_seen_;
     const bool came = wait_for(done, limit);
-    check(came, what + " " + name, "nothing within " + std::to_string(limit.count()) + " ms");
+    check(came, what + " " + name,
+          "nothing within " + std::to_string(limit.count()) + " ms" +
+              (missed ? ", but some were dropped before" : ""));
     if (!came || what != "exited")
         return;
     process& ended = process_named(name);
@@ -125,8 +132,9 @@ void desk::expect(line_reader& words) {
     } else if (what == "contains" || what == "lacks") {
         const std::string text = words.rest();
         const std::string all = last_.shown + last_.xml;
-        check((all.find(text) != std::string::npos) == (what == "contains"),
-              what + " " + in_quotes(text), in_quotes(all));
+        const bool found = all.find(text) != std::string::npos;
+        check(what == "contains" ? found : !found && !last_.is_cut, what + " " + in_quotes(text),
+              in_quotes(all));
     } else {
         throw problem("\"" + what + "\" is nothing to expect");
     }

@@ -9,13 +9,29 @@
 #include <sys/socket.h>
 
 namespace pelmsim {
+namespace {
+
+// How many are kept, and how much of them.
+constexpr std::size_t most_kept = 4096;
+constexpr std::size_t most_bytes = std::size_t{16} * 1024 * 1024;
+
+constexpr milliseconds until_next_try{200};
+
+} // namespace
 
 void notifier::open() {
     socket_ = conf_plugin_notifier_enable();
     if (socket_ < 0)
         throw problem(std::string("cannot open ") + g_conf_notifier_socket + ": " +
                       std::strerror(errno));
-    loop_.watch(socket_, held_ ? 0 : POLLIN, [this](short) { on_ready(); });
+    loop_.watch(socket_, held_ ? 0 : POLLIN, [this](short) {
+        try {
+            on_ready();
+        } catch (const std::exception& why) { // it may lie there still
+            loop_.pause(socket_, until_next_try);
+            out_.report({"notifier", '<', "unreadable", why.what(), false});
+        }
+    });
 }
 
 void notifier::close() {
@@ -36,8 +52,19 @@ void notifier::on_ready() {
     take(text);
 }
 
+void notifier::keep(const std::string& text) {
+    kept_.push_back(text);
+    kept_bytes_ += text.size();
+    while (kept_.size() > most_kept || kept_bytes_ > most_bytes) {
+        if (dropped_++ == 0)
+            out_.report({"notifier", ' ', "the oldest notifications are dropped from now on", ""});
+        kept_bytes_ -= kept_.front().size();
+        kept_.pop_front();
+    }
+}
+
 void notifier::take(const std::string& text) {
-    received_.push_back(text);
+    keep(text);
     unique_nodes data;
     try {
         data = parse_nodes(text);

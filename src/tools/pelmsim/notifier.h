@@ -5,9 +5,9 @@
 #include "loop.h"
 #include "owners.h"
 
+#include <deque>
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace pelmsim {
 
@@ -31,20 +31,25 @@ public:
         loop_.change(socket_, POLLIN);
     }
 
-    // What arrived, each as it was sent, without a zero byte at its end.
-    const std::vector<std::string>& received() const { return received_; }
+    // The last ones that arrived, each as it was sent, without a zero byte at its end; and how many
+    // came before those.
+    const std::deque<std::string>& kept() const { return kept_; }
+    std::size_t dropped() const { return dropped_; }
 
     std::function<std::size_t(const xmlNode*)> pass_on; // says to how many agents it went
 
 private:
     void on_ready();
+    void keep(const std::string& text);
     void take(const std::string& text);
 
     event_loop& loop_;
     console& out_;
     int socket_ = -1;
     bool held_ = false;
-    std::vector<std::string> received_;
+    std::deque<std::string> kept_;
+    std::size_t kept_bytes_ = 0;
+    std::size_t dropped_ = 0;
 };
 
 } // namespace pelmsim

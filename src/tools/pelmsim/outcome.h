@@ -9,10 +9,11 @@ enum class verdict { ok, error, no_answer };
 
 struct outcome {
     verdict result = verdict::ok;
-    int code = 0;      // of an error
-    std::string text;  // of an error; why there was no answer; a remark
-    std::string xml;   // the data that came, in one line
-    std::string shown; // what the command had to show, in lines
+    int code = 0;        // of an error
+    std::string text;    // of an error; why there was no answer; a remark
+    std::string xml;     // the data that came, in one line
+    std::string shown;   // what the command had to show, in lines
+    bool is_cut = false; // there was more, so nothing can be said to be absent
 
     static outcome ok(std::string remark) { return {verdict::ok, 0, std::move(remark), {}, {}}; }
     static outcome error(int code, std::string text) {
