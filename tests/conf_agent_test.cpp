@@ -6,6 +6,7 @@
 #include "support/handle.h"
 #include "support/peer.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -68,7 +69,7 @@ TEST_F(Agent, SaysWhyTheSystemRefuses) {
         {service, call::bind, "Bind agent socket failed(Input/output error)", false},
         {service, call::listen, "Listen agent socket failed(Input/output error)", true},
         {service, call::fcntl, "Set agent service socket to nonblock failed", true}};
-    for (const auto& [run, which, words, leaves_file] : failures) {
+    for (const auto& [run, which, words, leaves_file] : traced(failures)) {
         const fault one(which, EIO);
         EXPECT_EQ(run(), -1);
         EXPECT_EQ(captured_syslog().back(), text("<11>[ERROR] %s.\n", words));

@@ -3,6 +3,7 @@
 
 #include "support/faults.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -56,7 +57,7 @@ TEST_F(Buffer, TakesPagesByRule) {
         {0, 4000, 87, 4088},       {0, 4000, 88, 131064},     {0, 0, 131062, 131064},
         {0, 0, 131063, 262136},    {0, 0, 0x1FFFF, 266232},   {0, 0, 0x20000, 135160},
         {0, 4000, 130000, 266232}, {0, 262000, 4096, 397304}, {0, 262000, 0x20000, 393208}};
-    for (const auto& [size, used, added, total] : cases) {
+    for (const auto& [size, used, added, total] : traced(cases)) {
         conf_buffer_destroy(std::exchange(buf_, conf_buffer_create(size)));
         EXPECT_EQ(append(std::string(used, 'a')), 0);
         EXPECT_EQ(append(std::string(added, 'b')), 0);
@@ -90,7 +91,7 @@ TEST_F(Buffer, ReportsBadArguments) {
     conf_buffer_t* none = nullptr;
     const std::tuple<conf_buffer_t**, void*, int> puts[] = {
         {nullptr, byte_, 1}, {&none, byte_, 1}, {&buf_, nullptr, 0}, {&buf_, byte_, INT_MIN}};
-    for (const auto& [buf, context, len] : puts) {
+    for (const auto& [buf, context, len] : traced(puts)) {
         EXPECT_EQ(conf_buffer_insert(buf, 9, context, len), -1);
         EXPECT_EQ(conf_buffer_append(buf, context, len), -1);
         const auto report =

@@ -2,6 +2,7 @@
 
 #include "support/faults.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <cerrno>
 #include <climits>
@@ -115,7 +116,7 @@ TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
         {call::shmat, "Attach share memory of client-info"},
         {call::semget, "Allocate semaphore for client-info"},
         {call::semctl, "Initailize semaphore for client-info"}};
-    for (const auto& [which, what] : steps) {
+    for (const auto& [which, what] : traced(steps)) {
         const fault one(which, ENOSPC);
         EXPECT_EQ(conf_clishm_create(3), -1);
         expect_errors({text("%s failed(No space left on device).", what)});
@@ -137,7 +138,7 @@ TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
          [] { shmctl(segment(), IPC_RMID, nullptr); }},
         {"Generated share memory key failed(No such file or directory)",
          [] { std::filesystem::remove(profile); }}};
-    for (const auto& [words, spoil] : failures) {
+    for (const auto& [words, spoil] : traced(failures)) {
         spoil();
         EXPECT_FALSE(save(5) || holds(5));
         conf_free_client_info(5);

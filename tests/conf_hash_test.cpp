@@ -3,6 +3,7 @@
 
 #include "support/faults.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -31,7 +32,7 @@ TEST_F(Hash, ChoosesSeedAndBucketByRule) {
         {1312, 131, "abc", 818},          {1313, 1313, "plugin", 1174},
         {13130, 1313, "plugin", 7739},    {13131, 13131, "plugin", 9681},
         {131313, 131313, "plugin", 27901}};
-    for (auto [buckets, seed, key, bucket] : cases) {
+    for (auto [buckets, seed, key, bucket] : traced(cases)) {
         conf_hash_destroy(std::exchange(table_, conf_hash_create(buckets)));
         EXPECT_EQ(table_->seed, seed) << buckets;
         EXPECT_EQ(table_->buckets[buckets - 1].head, nullptr);
@@ -70,7 +71,7 @@ TEST_F(Hash, LosesAKeyWhoseReplacementFindsNoMemory) {
 TEST_F(Hash, ReportsNullArgumentsOfAddAlone) {
     const std::tuple<conf_hash_tbl_t*, char*, char*> cases[] = {
         {nullptr, key_, value_}, {table_, nullptr, value_}, {table_, key_, nullptr}};
-    for (const auto& [table, key, value] : cases) {
+    for (const auto& [table, key, value] : traced(cases)) {
         void *key_address = key, *value_address = value;
         conf_hash_del(table, key);
         EXPECT_EQ(conf_hash_get(table, key), nullptr);

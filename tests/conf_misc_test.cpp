@@ -3,6 +3,7 @@
 #include "support/faults.h"
 #include "support/handle.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <cerrno>
 #include <chrono>
@@ -36,7 +37,7 @@ TEST(Events, AreEdgeTriggeredAndCarryTheirIdentity) {
         {1, 0, 0x80002001, 0},
         {2, INT_MAX, 0x80002004, INT_MAX},
         {-1, -1, 0x80002005, ~0u}};
-    for (const auto& [event, para, events, data] : cases) {
+    for (const auto& [event, para, events, data] : traced(cases)) {
         EXPECT_EQ((para == 5 ? conf_event_add : conf_event_reset)(set.get(), fd, event, para), 0);
         const auto kept = text("events: %8x data: %16llx ", events | EPOLLERR | EPOLLHUP, data);
         std::ifstream file(text("/proc/self/fdinfo/%d", set.get()));
@@ -53,7 +54,7 @@ TEST(Strip, TakesWhiteSpaceOffBothEnds) {
     constexpr const char* cases[][2] = {
         {nullptr, nullptr},    {"", nullptr}, {" \t\r\n\v\f", nullptr},
         {"  ab c \t", "ab c"}, {"x", "x"},    {"\xA0 y\xFF", "\xA0 y\xFF"}};
-    for (const auto& [given, expected] : cases)
+    for (const auto& [given, expected] : traced(cases))
         EXPECT_STREQ(conf::unique_string(conf_strip(given)).get(), expected);
     const fault no_room(call::malloc, ENOMEM);
     EXPECT_EQ(conf_strip("x"), nullptr);
@@ -83,7 +84,7 @@ TEST(NodeContent, IsTheFirstChildWhenThatIsAText) {
 TEST(Itoa, WritesWhatFits) {
     constexpr std::tuple<long, unsigned int, const char*> cases[] = {
         {-42, 64, "-42"}, {0, 2, "0"}, {65535, 4, "655"}, {7, 1, ""}, {7, 0, "####"}};
-    for (const auto& [number, size, expected] : cases) {
+    for (const auto& [number, size, expected] : traced(cases)) {
         char area[64] = "####";
         EXPECT_EQ(conf_itoa(number, area, size), area);
         EXPECT_STREQ(area, expected);

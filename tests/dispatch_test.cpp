@@ -41,7 +41,7 @@ protected:
 
 TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
     callbacks.nodes = "<o/>t";
-    for (const auto& [method, params, calls, expected] : table<4>(R"(
+    for (const auto& [method, params, calls, expected] : traced(table<4>(R"(
         publish   | <path/><callback>1</callback><info><path>/x</path><priority>-5</priority><x>7</x><path>/a[b="c"]</path><more-flag>1</more-flag><oper-type>16385x</oper-type><oper-type/></info><type>config</type><session-id>7</session-id> | call 7 16385 1 -5 /a[b=c]; | <result/>
         publish   | <type>config</type><callback>1</callback><info/> | call -1 0 0 0 (null); | <result/>
         publish   | <session-id>x</session-id><type>config</type><type>operate</type><session-id/><callback>9</callback><info><a/></info><callback>4</callback><callback/><info><i/>t</info> | call 0 <i/>t out; | <result><o/>t</result>
@@ -55,7 +55,7 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
         publish   | <type>config</type><info/><callback>4294967297</callback> || -1 Cann't find the callback function.
         publish   | <type>operate</type><info/><callback>5</callback>         || -1 Callback index is invalid.
         subscribe | <callback>4</callback>                                    || -1 Cann't find the callback function.
-        %n&lt;    |                                                           || -1 Method &lt;%n&lt;&gt; doesn't be supported)")) {
+        %n&lt;    |                                                           || -1 Method &lt;%n&lt;&gt; doesn't be supported)"))) {
         EXPECT_EQ(outcome(method, params), expected);
         EXPECT_EQ(callbacks.calls, calls);
     }
@@ -104,9 +104,9 @@ TEST_F(Dispatch, AnswersAFailureWithWhatTheCallbackRecordedOrElseItsResult) {
 TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
     const int before = g_rdb_recovery_status;
     callbacks.act = [] { return 2; };
-    for (const auto& [change, report] : table<2>(R"(
+    for (const auto& [change, report] : traced(table<2>(R"(
         <oper-type>1</oper-type>     | DEBUG - Service publish result: 2 for path:(null) oper:1 priority:0 time consumed:T seconds
-        <oper-type>16385</oper-type> | DEBUG - Service publish result: 2 for path:(null) oper:16385 priority:0 time consumed:T seconds)")) {
+        <oper-type>16385</oper-type> | DEBUG - Service publish result: 2 for path:(null) oper:16385 priority:0 time consumed:T seconds)"))) {
         (void)outcome("publish", requests_[0][1] + "<info>" + change + "</info>");
         EXPECT_EQ(std::regex_replace(log(), std::regex("0\\.0\\d\\d"), "T"), report);
     }
@@ -116,7 +116,7 @@ TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
 TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
     const std::string kick_off = frame_of(rpc("kickoff", "", 1));
     std::string frames = frame_of("no XML") + frame_of("<rpc/>") + frame_of(rpc("x", "", 0));
-    for (const auto& [method, params] : requests_)
+    for (const auto& [method, params] : traced(requests_))
         frames += frame_of(rpc(method, params, 0));
     EXPECT_EQ(run(kick_off.substr(0, 20)), "");
     // Without an id only a success is answered that carries something.
@@ -129,11 +129,11 @@ TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
 }
 
 TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
-    for (const auto& [method, params, report] : table<3>(R"(
+    for (const auto& [method, params, report] : traced(table<3>(R"(
         publish   | <type>config</type>         | Send reply message to pelmd failed.; Plugin ntp send reply for publish rpc failed.
         publish   | <type>operate</type><info/> | Send reply message to pelmd failed.; Plugin ntp send error-reply failed.
         subscribe | <callback>3</callback>      | Send reply message to pelmd failed.
-        x         |                             | Send reply message to pelmd failed.; Plugin ntp send reply for x rpc failed.)")) {
+        x         |                             | Send reply message to pelmd failed.; Plugin ntp send reply for x rpc failed.)"))) {
         const fault broken(call::write, EPIPE);
         EXPECT_EQ(outcome(method, params), "");
         EXPECT_TRUE(log().ends_with("(Broken pipe).; " + report));
@@ -167,7 +167,7 @@ TEST_F(Dispatch, ACallbackMayAskTheDaemonWhichDropsWhatWaits) {
 TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
     callbacks.nodes = "<o/>";
     for (const bool is_again : {false, true})
-        for (const auto& [method, params] : requests_) {
+        for (const auto& [method, params] : traced(requests_)) {
             callbacks.act = [this, is_again] {
                 econf_plugin_error(5, "freed");
                 econf_plugin_close();

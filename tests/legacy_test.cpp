@@ -45,11 +45,11 @@ TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
     const int recoveries = conf_recovery_status();
     const std::string failed =
         "<error><code>4</code><message>Service process failed.</message></error>";
-    for (const auto& [method, params, nodes, calls, outcome] : table<5>(R"(
+    for (const auto& [method, params, nodes, calls, outcome] : traced(table<5>(R"(
         publish   | <type>config</type><callback>1</callback><info><oper-type>16385</oper-type><path>/a[b="c"]</path></info> || call 16385 0 0 /a[b=c]; | <result/>
         subscribe | <callback>2</callback><path>/a[b="c"]</path><filter>f</filter> | <s/>               | call /a[b="c"] f out; | <result><data><s/></data></result>
         publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data><a/>t</data> | call <i/> out;       | <result><a/>t</result>
-        publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data/>            | call <i/> out;       | <error><code>-1</code><message>Copy &lt;data&gt; xml node failed.</message></error>)"))
+        publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data/>            | call <i/> out;       | <error><code>-1</code><message>Copy &lt;data&gt; xml node failed.</message></error>)")))
         for (const int result : {0, 4}) {
             callbacks.nodes = nodes;
             callbacks.act = [result] { return result; };
@@ -95,10 +95,10 @@ TEST_F(Legacy, TheLoopEndsWithItsPlugin) {
 TEST_F(Legacy, ReadsAndWritesValues) {
     const unique_node node{nodes_of("<x/>")};
     conf_val_t val{node.get()};
-    for (const auto& [old, outcome, data] : table<3>(R"(
+    for (const auto& [old, outcome, data] : traced(table<3>(R"(
                | <result><data><a/>t<b/></data></result> | <data><a/>t<b/></data>
                | <x/>                                    |
-        <old/> | <result><data><a/></data></result>      | <data><a/></data>)")) {
+        <old/> | <result><data><a/></data></result>      | <data><a/></data>)"))) {
         (void)daemon_.received();
         const std::string request = rpc("pull", old + "<path>/a</path>");
         const auto get = old.empty() ? conf_plg_get_value : conf_plg_get_old_value;

@@ -3,6 +3,7 @@
 #include "conf_api.h"
 #include "support/faults.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +26,7 @@ TEST(Log, AdmitsMessagesUpToItsLevel) {
     constexpr int steps[][6] = {{4, 7, 0, 1, 4, 5}, {0, 1, 1, 1, 4, 5},  {8, 1, 1, 1, 4, 5},
                                 {1, 1, 0, 1, 1, 2}, {7, -1, 0, 1, 7, 7}, {-3, 1, 0, 1, -3, 0},
                                 {9, 0, 0, 0, 0, 0}};
-    for (const auto& [level, enable, result, enabled, threshold, admitted] : steps) {
+    for (const auto& [level, enable, result, enabled, threshold, admitted] : traced(steps)) {
         EXPECT_EQ(econf_plugin_config_debug(level, enable), result);
         EXPECT_TRUE(g_log_enable == enabled && g_log_level == threshold);
         for (const int of_message : {INT_MIN, -3, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, INT_MAX})

@@ -147,7 +147,7 @@ TEST(Message, IsCutOffTheFrontAndItsErrorsReachTheHost) {
         {"<a>\xFF</a>", ""},
         {"<a>&e;</a>", ""},
         {nested, ""}};
-    for (const auto& [body, expected] : cases) {
+    for (const auto& [body, expected] : traced(cases)) {
         buffer from("junk" + frame_of(body).substr(4) + frame_of("<next/>", 2));
         EXPECT_EQ(dump(unique_node{plugin_parse_message(&from.handle)}.get()), expected);
         EXPECT_EQ(from.bytes(), frame_of("<next/>", 2));
@@ -238,7 +238,7 @@ TEST(Message, IsTakenApartByNames) {
         {"<r><error/><params/><result/></r>", no_rpc, both}};
     const char* name;
     xmlNode *first, *second;
-    for (const auto& [xml, request, answer] : cases) {
+    for (const auto& [xml, request, answer] : traced(cases)) {
         const unique_node root = tree(xml);
         const bool is_request = plugin_parse_rpc(root.get(), &name, &second) == 0;
         EXPECT_EQ(is_request ? name + dump(second) : plugin_log().at(0), request);
@@ -259,7 +259,7 @@ TEST(Message, GivesNumbersAndTextOfTheFirstElement) {
         {"<e><id/><code/><message/><id>5</id><code>5</code><message>m</message></e>", "0 -1 "},
         {"<e><code>x</code><id>-1</id><id>2</id><message>&lt;</message></e>", "4294967295 0 <"},
         {"", "0 -1 "}};
-    for (const auto& [xml, expected] : cases) {
+    for (const auto& [xml, expected] : traced(cases)) {
         const unique_node root = tree(xml);
         const char* message = plugin_get_reply_errmsg(root.get());
         EXPECT_EQ(text("%u %d %s", plugin_get_msgid(root.get()),

@@ -6,6 +6,7 @@
 #include "support/faults.h"
 #include "support/handle.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include <cerrno>
 #include <gmock/gmock.h>
@@ -23,7 +24,7 @@ TEST(Paths, LoseRepeatedPrefixesAndNeedlessQuotes) {
         {unquoted, R"(/l[a="1",b="2",c="3"]/m[d=""])", "/l[a=1,b=2,c=3]/m[d=]"},
         {unquoted, R"(/a[m="x,y",n="/b:c=d["])", R"(/a[m="x,y",n=/b:c=d[])"},
         {unquoted, R"([n="x]"])", R"([n="x]"])"}};
-    for (const auto& [convert, path, expected] : cases)
+    for (const auto& [convert, path, expected] : traced(cases))
         EXPECT_STREQ(conf::unique_string(convert(path)).get(), expected) << path;
 }
 

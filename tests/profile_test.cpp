@@ -57,7 +57,7 @@ TEST_F(Profile, LeavesAllAsItWasWhenItFails) {
          "The working-dir(" + longer + ") is too long for a socket address."}};
     char callers[] = "the caller's";
     char* directory = callers;
-    for (const auto& [failing, profile, report] : cases) {
+    for (const auto& [failing, profile, report] : traced(cases)) {
         const fault one(failing, EPIPE);
         EXPECT_EQ(load(profile, &directory), -1);
         EXPECT_EQ(log(), report);
@@ -75,7 +75,7 @@ TEST_F(Profile, NamesTheDirectoryOfTheSockets) {
         {profile_of(longest), longest},
         // Just a page, and nothing behind it.
         {std::string(4096 - valid.size(), ' ') + valid, "/p"}};
-    for (const auto& [profile, expected] : cases) {
+    for (const auto& [profile, expected] : traced(cases)) {
         EXPECT_EQ(load(profile_of("/old")), 0);
         conf::unique_string directory{strdup("/old")};
         EXPECT_EQ(load(profile, directory.out()), 0);
@@ -91,7 +91,7 @@ TEST_F(Profile, NamesTheDirectoryOfTheSockets) {
 
 TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
     close(0); // which is a descriptor like any other
-    for (const endpoint& each : endpoints)
+    for (const endpoint& each : traced(endpoints))
         for (const mode_t mask : {0000u, 0777u}) {
             std::ofstream(each.path) << "stale";
             umask(mask);
@@ -112,7 +112,7 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
 
 TEST_F(Endpoint, IsNotLeftHalfMade) {
     umask(027);
-    for (const endpoint& each : endpoints)
+    for (const endpoint& each : traced(endpoints))
         for (const call failing :
              {call::socket, call::bind, call::listen, call::setsockopt, call::fcntl}) {
             const fault one(failing, EPIPE);

@@ -43,7 +43,7 @@ TEST_F(Requests, NeedAnActivePluginOrTheirHooks) {
     start(false);
     pelmd_plugin_callback_t no_hooks{};
     for (const int initialised : {0, -1}) {
-        for (const auto& ask : calls_) {
+        for (const auto& ask : traced(calls_)) {
             out_ = &failed_result;
             EXPECT_EQ(ask(), -1);
             EXPECT_EQ(out_, &ask < calls_ + 2 ? nullptr : &failed_result);
@@ -79,7 +79,7 @@ TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
     EXPECT_EQ(econf_plugin_push("/a", nullptr), -1);
     EXPECT_EQ(econf_plugin_config_deployment(nullptr, 0, data_.get()), -1);
     econf_plugin_close();
-    for (const auto& ask : calls_) {
+    for (const auto& ask : traced(calls_)) {
         const fault no_memory(call::malloc, ENOMEM);
         EXPECT_EQ(ask(), -1);
     }
@@ -107,14 +107,14 @@ TEST_F(Requests, ReportWhatFailedWithoutMemory) {
 
 TEST_F(Requests, HandBackWhatTheAnswerHolds) {
     start();
-    for (const auto& [method, outcome, expected, report] : table<4>(R"(
+    for (const auto& [method, outcome, expected, report] : traced(table<4>(R"(
         pull   | <result><x/><data><a/>t</data><data><b/></data></result>               | <a/>t |
         pull   | <result><data/><data><b/></data></result>                              |       |
         pull   | <error/>                                                               |       |
         pull   | <x/>                                                                   |       | Invalid reply message(without <error> and <result>).; Parse reply for plugin ntp rpc failed.
         locate | <result/>                                                              |       | Plugin ntp copy child list failed.
         locate | <result><prev>/a[b="&amp;&lt;"]</prev><next/><z>/a[b="c"]</z></result> | <prev>/a[b=&amp;&lt;]</prev><next/><z>/a[b="c"]</z> |
-        locate | <result><z><next>/a[b="c"]</next></z><next>/a[b="c"]</next></result>   | <z><next>/a[b="c"]</next></z><next>/a[b=c]</next> |)")) {
+        locate | <result><z><next>/a[b="c"]</next></z><next>/a[b="c"]</next></result>   | <z><next>/a[b="c"]</next></z><next>/a[b=c]</next> |)"))) {
         daemon_.will_answer(answer(outcome));
         const auto call = method == "pull" ? econf_plugin_pull : econf_plugin_locate;
         EXPECT_EQ(call(0, "/a", &out_), outcome == "<x/>" ? -1 : 0);

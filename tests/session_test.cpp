@@ -18,10 +18,10 @@ TEST_F(Session, RegistersEveryPathWithTheIndexOfItsSlot) {
     econf_plugin_subpub_info_t infos[] = {
         one_of_each, {escaped, none, nullptr, one_of_each.kick_off}, {nullptr, nullptr, cut, {}}};
     econf_plugin_subpub_info_t* info = infos;
-    for (const auto& [slots, sections] : table<2>(R"(
+    for (const auto& [slots, sections] : traced(table<2>(R"(
         5 | <config-subscribe><subscriber><path>/c</path><priority>1</priority><callback>1</callback></subscriber><subscriber><path>/d</path><priority>-5</priority><callback>2</callback></subscriber></config-subscribe><status-publish><publisher><path>/s</path><callback>3</callback></publisher></status-publish><operate-subscribe><subscriber><path>/o</path><callback>4</callback></subscriber></operate-subscribe>
         2 | <config-subscribe><subscriber><path>/&amp;</path><priority>0</priority><callback>1</callback></subscriber></config-subscribe><status-publish/>
-        2 | <operate-subscribe><subscriber><path/><callback>1</callback></subscriber></operate-subscribe>)")) {
+        2 | <operate-subscribe><subscriber><path/><callback>1</callback></subscriber></operate-subscribe>)"))) {
         daemon_.will_answer(answer("<result><ignored/></result>", 1));
         const int sock = econf_plugin_init("a&b", info);
         EXPECT_EQ(daemon_.received(),
@@ -65,9 +65,9 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
     }
     EXPECT_EQ(last_words_without_memory(init), "; Build register rpc for plugin ntp failed."
                                                "; Plugin ntp register to pelmd failed.");
-    for (const auto& [outcome, report] : table<2>(R"(
+    for (const auto& [outcome, report] : traced(table<2>(R"(
         <error><message>%n&lt;</message></error> | Pelmd reply error(%n<) for plugin ntp rpc.
-        <x/>                                     | Invalid reply message(without <error> and <result>).; Parse reply for plugin ntp rpc failed.)")) {
+        <x/>                                     | Invalid reply message(without <error> and <result>).; Parse reply for plugin ntp rpc failed.)"))) {
         daemon_.will_answer(answer(outcome));
         init();
         EXPECT_EQ(log(), report + "; Plugin ntp register to pelmd failed.");

@@ -69,7 +69,7 @@ TEST_F(Transport, FindsFramesHoweverTheyArrive) {
         {"ab" + longer + a, "<a/>Message from pelmd is too long(134217729 bytes)."},
         {endless, endless.substr(1) + "Message from pelmd is too long(4294967295 bytes)."},
     };
-    for (const auto& [bytes, expected] : cases)
+    for (const auto& [bytes, expected] : traced(cases))
         for (const std::size_t piece : {bytes.size(), std::size_t{1}}) {
             std::string found;
             for (std::size_t at = 0; at < bytes.size(); at += piece) {
@@ -152,7 +152,7 @@ TEST_F(Transport, AFailedWaitDropsTheQueueAndForARequestWhatWasReceivedToo) {
         {call::epoll_wait, "Epoll wait failed(Cannot allocate memory)."},
         {call::write, "Send message to pelmd failed(Cannot allocate memory)."},
     };
-    for (const auto& [failing, report] : cases) {
+    for (const auto& [failing, report] : traced(cases)) {
         receive("abc");
         const fault one(failing, ENOMEM);
         EXPECT_EQ(after(respond("<reply/>")), "abc" + report);

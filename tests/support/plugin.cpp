@@ -17,12 +17,6 @@ callback_script callbacks;
 
 econf_plugin_subpub_info_t one_of_each{configs, statuses, operations, callback};
 
-lines cells_of(const std::string& text) {
-    static const std::regex mark(" *[|\n] *");
-    const std::string closed = text + "\n"; // so that the last cell may be empty
-    return {++std::sregex_token_iterator(closed.begin(), closed.end(), mark, -1), {}};
-}
-
 int next_id() {
     const conf_plugin_context_t* context = get_plugin_context();
     return context != nullptr ? context->rpc_id : 1;

@@ -4,6 +4,7 @@
 #include "support/faults.h"
 #include "support/peer.h"
 #include "support/reports.h"
+#include "support/rows.h"
 
 #include "conf_api.h"
 #include "conf_plugin.h"
@@ -15,19 +16,6 @@
 #include <regex>
 #include <sys/socket.h>
 #include <vector>
-
-using lines = std::vector<std::string>;
-
-// What stands between the line ends and the bars of a text, without blanks around. The text begins
-// with a line end, as a raw string does. And the same row by row.
-lines cells_of(const std::string& text);
-template <std::size_t Columns> auto table(const std::string& text) {
-    const lines cells = cells_of(text);
-    std::vector<std::array<std::string, Columns>> rows(cells.size() / Columns);
-    for (std::size_t i = 0; i < cells.size(); ++i)
-        rows[i / Columns][i % Columns] = cells[i];
-    return rows;
-}
 
 // The id of the next request that the plugin sends.
 int next_id();
