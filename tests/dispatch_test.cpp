@@ -186,7 +186,12 @@ TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
 TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
     const conf_plugin_context_t* parents = context(); // held, so not lost in the child
     pid_t child = -1;
-    callbacks.act = [&child] { return child = fork(), 0; };
+    callbacks.act = [&] {
+        child = fork();
+        if (child == 0)
+            daemon_.fall_asleep(); // it would read the parent's answer away
+        return 0;
+    };
     daemon_.send(frame_of(rpc("kickoff", "", 9)));
     econf_plugin_run();
     if (child == 0)
