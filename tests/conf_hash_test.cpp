@@ -61,6 +61,7 @@ TEST_F(Hash, LosesAKeyWhoseReplacementFindsNoMemory) {
         const fault no_room(call::malloc, ENOMEM);
         EXPECT_EQ(add("a", "other"), 0); // into the block that is there
         EXPECT_EQ(conf_hash_add(table_, key_, value_, length), -1);
+        EXPECT_EQ(no_room.hit(), length <= largest);
         EXPECT_EQ(conf_hash_get(table_, key_), nullptr);
         EXPECT_EQ(table_->buckets[1].num, 0u);
         expect_errors({length <= largest ? "Allocate memory failed(Cannot allocate memory)."

@@ -60,6 +60,7 @@ TEST_F(Profile, LeavesAllAsItWasWhenItFails) {
     for (const auto& [failing, profile, report] : traced(cases)) {
         const fault one(failing, EPIPE);
         EXPECT_EQ(load(profile, &directory), -1);
+        EXPECT_EQ(one.hit(), failing != none);
         EXPECT_EQ(log(), report);
         expect_sockets_in("/var/tmp");
         EXPECT_EQ(directory, callers);

@@ -1,11 +1,18 @@
 #include "support/faults.h"
 
+#include "support/memory.h"
+#include "support/reports.h"
+
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <libxml/tree.h>
 #include <libxml/xmlmemory.h>
+#include <malloc.h>
 #include <pthread.h>
 #include <pwd.h>
 #include <sys/epoll.h>
@@ -19,23 +26,28 @@
 
 namespace {
 
-struct plan {
-    bool hit = false;
-    int skip = -1; // nothing is to fail
-    int error = 0;
-};
+fault* pending[static_cast<int>(call::count)]; // the fault that is to come, for each call
 
-plan plans[static_cast<int>(call::count)];
-
-plan& plan_of(call which) { return plans[static_cast<int>(which)]; }
+fault*& pending_of(call which) { return pending[static_cast<int>(which)]; }
 
 std::function<void(call)> watcher;
 bool is_watching = false; // what the watcher does itself is not told to it
 int wait_limit_ms = 0;
+std::size_t mapped_bytes = 0; // by the mmap or mremap under way
 
 int limited(int wait_ms) {
     wait_limit_ms = wait_ms;
     return watcher ? 0 : wait_ms;
+}
+
+std::size_t mapping(std::size_t size) { return mapped_bytes = size; }
+
+// Told before the call, since the pages cut off are gone behind it.
+std::size_t resizing(const void* old, std::size_t size, std::size_t new_size) {
+    if (new_size < size)
+        pages_go(static_cast<const char*>(old) + new_size, size - new_size);
+    mapped_bytes = std::max(size, new_size) - size;
+    return new_size;
 }
 
 bool fails(call which) {
@@ -45,21 +57,46 @@ bool fails(call which) {
         errno = saved;
         is_watching = false;
     }
-    plan& current = plan_of(which);
-    if (current.skip < 0 || current.skip-- > 0)
-        return false;
-    current.hit = true;
-    errno = current.error;
-    return true;
+    fault* const next = pending_of(which);
+    return next != nullptr && next->happens();
 }
 
+int made(call which, int result) {
+    if (which == call::epoll_create1 || which == call::open || which == call::socket)
+        descriptor_came(result);
+    return result;
+}
+FILE* made(call, FILE* file) {
+    if (file != nullptr)
+        descriptor_came(fileno(file));
+    return file;
+}
+void* made(call which, void* memory) {
+    if (which == call::malloc)
+        block_came(memory);
+    if ((which == call::mmap || which == call::mremap) && memory != MAP_FAILED)
+        pages_came(static_cast<std::ptrdiff_t>(mapped_bytes));
+    return memory;
+}
+template <class Result> Result made(call, Result result) { return result; }
+
+// std::malloc and std::free are wrapped in here, too.
 void* xml_malloc(std::size_t size) { return fails(call::xml) ? nullptr : std::malloc(size); }
 
 void* xml_realloc(void* memory, std::size_t size) {
-    return fails(call::xml) ? nullptr : std::realloc(memory, size);
+    void* const block = xml_malloc(size);
+    if (block != nullptr && memory != nullptr) {
+        std::memcpy(block, memory, std::min(size, malloc_usable_size(memory)));
+        block_is_forgotten(memory);
+        std::free(memory);
+    }
+    return block;
 }
 
-char* xml_strdup(const char* text) { return fails(call::xml) ? nullptr : strdup(text); }
+char* xml_strdup(const char* text) {
+    void* const copy = xml_malloc(std::strlen(text) + 1);
+    return copy != nullptr ? std::strcpy(static_cast<char*>(copy), text) : nullptr;
+}
 
 // Before main, since libxml2 must not have allocated anything by then.
 [[maybe_unused]] const int xml_is_ours =
@@ -67,25 +104,50 @@ char* xml_strdup(const char* text) { return fails(call::xml) ? nullptr : strdup(
 
 } // namespace
 
-fault::fault(call which, int error, int skip) : which_(which) {
-    plan_of(which) = {.hit = false, .skip = skip, .error = error};
+fault::fault(call which, int error, int skip, int line)
+    : which_(which), error_(error), skip_(skip), line_(line) {
+    pending_of(which_) = this;
 }
 
-fault::~fault() { plan_of(which_).skip = -1; }
+fault::~fault() {
+    if (pending_of(which_) == this)
+        pending_of(which_) = nullptr;
+    EXPECT_TRUE(hit_ || is_judged_) << "the fault of line " << line_ << " never happened";
+}
 
-bool fault::hit() const { return plan_of(which_).hit; }
+bool fault::hit() const {
+    is_judged_ = true;
+    return hit_;
+}
+
+bool fault::happens() {
+    if (hit_ || skip_-- > 0)
+        return false;
+    hit_ = true;
+    if (error_ != 0)
+        errno = error_;
+    return true;
+}
 
 void observe(std::function<void(call)> watch) { watcher = std::move(watch); }
 
 int last_wait_ms() { return wait_limit_ms; }
 
 // The linker sends each reference to NAME here (--wrap, set up from the lines that begin with
-// WRAP), and __real_NAME to where it led before.
-#define WRAP(name, result, failed, parameters, ...)                     \
-    extern "C" decltype(name) __real_##name;                            \
-    extern "C" result __wrap_##name parameters;                         \
-    result __wrap_##name parameters {                                   \
-        return fails(call::name) ? failed : __real_##name(__VA_ARGS__); \
+// WRAP or WATCH), and __real_NAME to where it led before.
+#define WRAP(name, result, failed, parameters, ...)                                       \
+    extern "C" decltype(name) __real_##name;                                              \
+    extern "C" result __wrap_##name parameters;                                           \
+    result __wrap_##name parameters {                                                     \
+        return fails(call::name) ? failed : made(call::name, __real_##name(__VA_ARGS__)); \
+    }
+// As above, for what never fails: only looked at.
+#define WATCH(name, result, parameters, look, ...) \
+    extern "C" decltype(name) __real_##name;       \
+    extern "C" result __wrap_##name parameters;    \
+    result __wrap_##name parameters {              \
+        look;                                      \
+        return __real_##name(__VA_ARGS__);         \
     }
 
 // clang-format off
@@ -101,8 +163,8 @@ WRAP(fstat, int, -1, (int fd, struct stat* status), fd, status)
 WRAP(getpwuid, passwd*, nullptr, (uid_t uid), uid)
 WRAP(listen, int, -1, (int fd, int backlog), fd, backlog)
 WRAP(malloc, void*, nullptr, (std::size_t size), size)
-WRAP(mmap, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, size, protection, flags, fd, offset)
-WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_size, int flags), old, size, new_size, flags)
+WRAP(mmap, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, mapping(size), protection, flags, fd, offset)
+WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_size, int flags), old, size, resizing(old, size, new_size), flags)
 WRAP(open, int, -1, (const char* path, int flags, mode_t mode), path, flags, mode)
 WRAP(pthread_mutex_init, int, errno, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), mutex, attributes)
 WRAP(read, ssize_t, -1, (int fd, void* bytes, std::size_t size), fd, bytes, size)
@@ -116,3 +178,5 @@ WRAP(socket, int, -1, (int family, int type, int protocol), family, type, protoc
 WRAP(strdup, char*, nullptr, (const char* text), text)
 WRAP(write, ssize_t, -1, (int fd, const void* bytes, std::size_t size), fd, bytes, size)
 WRAP(xmlAddChild, xmlNode*, nullptr, (xmlNode* parent, xmlNode* child), parent, child)
+WATCH(free, void, (void* block), block_goes(block), block)
+WATCH(munmap, int, (void* start, std::size_t size), pages_go(start, size), start, size)

@@ -13,19 +13,28 @@ enum class call {
 };
 // clang-format on
 
-// While it lives, one use of a call fails with error, after skip uses that go well.
-// Of two at a time for the same call the later one counts.
+// While it lives, one use of a call fails with error, after skip uses that go well; 0 leaves errno as
+// it is. Of two at a time for the same call the later one counts. A failure that never happened
+// fails the test, unless the test has asked for it.
 class fault {
 public:
-    fault(call which, int error, int skip = 0);
+    fault(call which, int error, int skip = 0, int line = __builtin_LINE());
     fault(fault&&) = delete;
     ~fault();
 
     // Whether the failure has happened.
     bool hit() const;
 
+    // For the call: whether this use of it is the one that fails, with errno set.
+    bool happens();
+
 private:
     call which_;
+    int error_;
+    int skip_;
+    int line_;
+    bool hit_ = false;
+    mutable bool is_judged_ = false;
 };
 
 // From here on, tells watch of each use of a call before it happens, until watch is null again. Nobody

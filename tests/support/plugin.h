@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/faults.h"
+#include "support/memory.h"
 #include "support/peer.h"
 #include "support/reports.h"
 #include "support/rows.h"
@@ -107,5 +108,6 @@ protected:
     static std::string last_words_without_memory(const std::function<void()>& run);
 
     descriptor_watch watch_;
+    mapping_watch mappings_;
     daemon_side daemon_;
 };

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@ namespace {
 constexpr const char* plugin_log_file = "/var/log/conf_plugin.log";
 
 std::vector<std::string> syslog_lines;
+int descriptor_watches = 0; // that live
 
 [[gnu::format(printf, 1, 0)]] std::string text_of(const char* format, va_list arguments) {
     char* bytes = nullptr;
@@ -81,8 +83,19 @@ std::string text(const char* format, ...) {
     return result;
 }
 
-descriptor_watch::descriptor_watch() : before_(open_descriptors()) {}
+descriptor_watch::descriptor_watch() : before_(open_descriptors()) { ++descriptor_watches; }
 
 descriptor_watch::~descriptor_watch() {
+    --descriptor_watches;
     EXPECT_EQ(open_descriptors(), before_) << "descriptors were left open, or closed twice";
+}
+
+// Asks by a way that no test can let fail.
+void descriptor_came(int descriptor) {
+    if (descriptor_watches == 0 || descriptor < 0)
+        return;
+    std::ifstream info("/proc/self/fdinfo/" + std::to_string(descriptor));
+    const std::string text(std::istreambuf_iterator<char>(info), {});
+    const std::size_t flags = text.find("flags:");
+    EXPECT_NE(std::stoul(text.substr(flags + 6), nullptr, 8) & O_CLOEXEC, 0u) << text;
 }

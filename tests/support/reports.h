@@ -19,7 +19,8 @@ std::vector<std::string> plugin_log();
 // A text as printf makes it, for expected reports.
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
 
-// Fails the test when the process has more or fewer open descriptors at the end of the scope.
+// Fails the test when the process has more or fewer open descriptors at the end of the scope, and when
+// one is made in between that is not close-on-exec from the beginning.
 class descriptor_watch {
 public:
     descriptor_watch();
@@ -29,3 +30,6 @@ public:
 private:
     std::ptrdiff_t before_;
 };
+
+// For those who see a descriptor made, or -1.
+void descriptor_came(int descriptor);

@@ -1,0 +1,65 @@
+#include "support/memory.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <string_view>
+#include <unordered_set>
+
+namespace {
+
+bool is_watched = false;
+std::unordered_set<void*> blocks; // that came since then
+int texts_left = 0;
+int all_left = 0;
+std::ptrdiff_t mapped_bytes = 0;
+
+void look_for_secret(const void* first, std::size_t bytes) {
+    const std::string_view content(static_cast<const char*>(first), bytes);
+    texts_left += content.starts_with(secret);
+    all_left += content.find(secret) != content.npos;
+}
+
+} // namespace
+
+secret_watch::secret_watch() {
+    is_watched = true;
+    texts_left = all_left = 0;
+}
+
+secret_watch::~secret_watch() {
+    is_watched = false;
+    blocks.clear();
+}
+
+int secret_watch::texts() const { return texts_left; }
+
+int secret_watch::all() const { return all_left; }
+
+mapping_watch::mapping_watch() : before_(mapped_bytes) {}
+
+mapping_watch::~mapping_watch() {
+    EXPECT_EQ(mapped_bytes, before_) << "pages were kept, or given back twice";
+}
+
+void block_came(void* block) {
+    if (!is_watched || block == nullptr)
+        return;
+    std::memset(block, 0, malloc_usable_size(block));
+    blocks.insert(block);
+}
+
+void block_goes(void* block) {
+    if (blocks.erase(block) != 0)
+        look_for_secret(block, malloc_usable_size(block));
+}
+
+void block_is_forgotten(void* block) { blocks.erase(block); }
+
+void pages_came(std::ptrdiff_t bytes) { mapped_bytes += bytes; }
+
+void pages_go(const void* first, std::size_t bytes) {
+    mapped_bytes -= static_cast<std::ptrdiff_t>(bytes);
+    if (is_watched)
+        look_for_secret(first, bytes);
+}

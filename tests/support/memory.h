@@ -1,0 +1,42 @@
+// What the library and libxml2 do with memory: how much of it is mapped, and whether what is given
+// back still holds a secret.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+// For what nobody may find again. It is a text of its own, not one that a document shares.
+inline const std::string secret = "a secret of some length";
+
+// Looks for the secret in what is given back while it lives: blocks that came in that time, and
+// pages. What libxml2 leaves behind when a block of its own has to grow is not looked at.
+class secret_watch {
+public:
+    secret_watch();
+    secret_watch(secret_watch&&) = delete;
+    ~secret_watch();
+
+    // Blocks that began with it, as the text of a node does. Others are libxml2's own: it copies
+    // what it parses.
+    int texts() const;
+    // Blocks and pages that held it anywhere.
+    int all() const;
+};
+
+// Fails the test when more or fewer bytes are mapped at the end of the scope.
+class mapping_watch {
+public:
+    mapping_watch();
+    mapping_watch(mapping_watch&&) = delete;
+    ~mapping_watch();
+
+private:
+    std::ptrdiff_t before_;
+};
+
+// For those who hand memory out and take it back. A block that has come is empty while a watch lives.
+void block_came(void* block);
+void block_goes(void* block);
+void block_is_forgotten(void* block);
+void pages_came(std::ptrdiff_t bytes);
+void pages_go(const void* first, std::size_t bytes);
