@@ -14,10 +14,8 @@ int texts_left = 0;
 int all_left = 0;
 std::ptrdiff_t mapped_bytes = 0;
 
-void look_for_secret(const void* first, std::size_t bytes) {
-    const std::string_view content(static_cast<const char*>(first), bytes);
-    texts_left += content.starts_with(secret);
-    all_left += content.find(secret) != content.npos;
+std::size_t place_of_secret(const void* first, std::size_t bytes) {
+    return std::string_view(static_cast<const char*>(first), bytes).find(secret);
 }
 
 } // namespace
@@ -50,8 +48,11 @@ void block_came(void* block) {
 }
 
 void block_goes(void* block) {
-    if (blocks.erase(block) != 0)
-        look_for_secret(block, malloc_usable_size(block));
+    if (blocks.erase(block) == 0)
+        return;
+    const std::size_t place = place_of_secret(block, malloc_usable_size(block));
+    texts_left += place == 0;
+    all_left += place != std::string::npos;
 }
 
 void block_is_forgotten(void* block) { blocks.erase(block); }
@@ -60,6 +61,8 @@ void pages_came(std::ptrdiff_t bytes) { mapped_bytes += bytes; }
 
 void pages_go(const void* first, std::size_t bytes) {
     mapped_bytes -= static_cast<std::ptrdiff_t>(bytes);
-    if (is_watched)
-        look_for_secret(first, bytes);
+    if (!is_watched || place_of_secret(first, bytes) == std::string::npos)
+        return;
+    ++texts_left;
+    ++all_left;
 }

@@ -16,10 +16,9 @@ public:
     secret_watch(secret_watch&&) = delete;
     ~secret_watch();
 
-    // Blocks that began with it, as the text of a node does. Others are libxml2's own: it copies
-    // what it parses.
+    // Pages that held it, and blocks that began with it, as the text of a node does.
     int texts() const;
-    // Blocks and pages that held it anywhere.
+    // With blocks that held it anywhere. There always are some when libxml2 has parsed it.
     int all() const;
 };
 

@@ -32,10 +32,9 @@ std::string reply(const std::string& outcome, int id) {
 }
 
 xmlNode* nodes_of(const std::string& text) {
-    xmlDoc* doc = xmlReadDoc(BAD_CAST("<a>" + text + "</a>").c_str(), nullptr, nullptr, 0);
-    xmlNode* nodes = xmlCopyNodeList(xmlDocGetRootElement(doc)->children);
-    xmlFreeDoc(doc);
-    return nodes;
+    const conf::secret_doc doc{
+        xmlReadDoc(BAD_CAST("<a>" + text + "</a>").c_str(), nullptr, nullptr, 0)};
+    return xmlCopyNodeList(xmlDocGetRootElement(doc.get())->children);
 }
 
 std::string text_of(xmlNode* first) {

@@ -1,0 +1,95 @@
+// What may have held a secret is wiped before its memory is given back.
+#include "support/plugin.h"
+
+#include <optional>
+
+using namespace conf;
+
+namespace {
+
+class Wiping : public PluginTest {
+protected:
+    Wiping() { start(); }
+
+    // How many texts a step gives back that still hold the secret. None stays in the buffers.
+    template <class Step> static int left_by(Step step) {
+        const secret_watch watch;
+        step();
+        for (const conf_buffer_t* buf : {context()->recv_buf, context()->send_buf}) {
+            const std::string_view all(buf->buf, static_cast<std::size_t>(buf->total));
+            EXPECT_EQ(all.find(secret), all.npos);
+        }
+        return watch.texts();
+    }
+
+    const std::string element_ = "<x>" + secret + "</x>";
+};
+
+} // namespace
+
+TEST_F(Wiping, FindsWhatIsLeft) {
+    EXPECT_EQ(left_by([this] { xmlFreeNodeList(nodes_of(element_)); }), 1);
+}
+
+TEST_F(Wiping, ReachesRequestsThatAreServed) {
+    for (const auto& [method, params] : traced(table<2>(R"(
+        publish   | <type>config</type><callback>1</callback><info>SECRET</info>
+        publish   | <type>operate</type><callback>4</callback><info>SECRET</info>
+        publish   | SECRET
+        subscribe | <callback>3</callback><filter>SECRET</filter>
+        kickoff   | SECRET
+        unknown   | SECRET)"))) {
+        daemon_.send(
+            frame_of(rpc(method, std::regex_replace(params, std::regex("SECRET"), element_), 9)));
+        EXPECT_EQ(left_by(econf_plugin_run), 0);
+        EXPECT_NE(daemon_.received(), "");
+    }
+    daemon_.send(frame_of(element_));
+    EXPECT_EQ(left_by(econf_plugin_run), 0);
+}
+
+TEST_F(Wiping, ReachesFramesThatAWaitDrops) {
+    daemon_.will_answer(frame_of(element_) + answer("<result/>"));
+    EXPECT_EQ(left_by([] { EXPECT_EQ(econf_plugin_save_deployment(), 0); }), 0);
+    daemon_.will_answer(frame_of(element_) + header_of(5000) + secret);
+    daemon_.hang_up(20);
+    EXPECT_EQ(left_by([] { EXPECT_EQ(econf_plugin_save_deployment(), -1); }), 0);
+}
+
+TEST_F(Wiping, ReachesTheAnswerToAPull) {
+    for (const std::string& outcome : traced(std::vector<std::string>{
+             "<result><data>" + element_ + "</data></result>", "<error>" + element_ + "</error>",
+             "<other>" + element_ + "</other>"})) {
+        xmlNode* data = nullptr;
+        daemon_.will_answer(answer(outcome));
+        EXPECT_EQ(left_by([&] { (void)econf_plugin_pull(0, "/a", &data); }), 0);
+        xmlFreeNodeList(data);
+    }
+}
+
+TEST_F(Wiping, ReachesPushedDataThatCannotBeBuilt) {
+    const unique_node data{nodes_of(element_)};
+    daemon_.fall_asleep();
+    for (const bool is_push : {true, false})
+        fail_each(call::xml, ENOMEM, [&](const fault&) {
+            const int texts = left_by([&] {
+                EXPECT_EQ(is_push ? econf_plugin_push("/a", data.get())
+                                  : econf_plugin_config_deployment("/a", 0, data.get()),
+                          -1);
+            });
+            const bool is_built = log().find("Build") == std::string::npos;
+            EXPECT_TRUE(is_built || texts == 0);
+        });
+}
+
+TEST_F(Wiping, ReachesAValueThatCannotBeWrapped) {
+    pelmd_plugin_callback_t hooks{};
+    hooks.conf_plugin_pull = callback;
+    EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
+    callbacks.nodes = element_;
+    std::optional<fault> no_memory;
+    callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM), 0; };
+    char path[] = "/a";
+    conf_val_t val{};
+    EXPECT_EQ(left_by([&] { EXPECT_EQ(conf_plg_get_value(nullptr, path, &val), -1); }), 0);
+}
