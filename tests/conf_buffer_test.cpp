@@ -1,7 +1,9 @@
 // Any order of operations is held against a model in fuzz/containers.cpp.
 #include "conf_buffer.h"
 
+#include "buffer_parts.h"
 #include "support/faults.h"
+#include "support/memory.h"
 #include "support/reports.h"
 #include "support/rows.h"
 
@@ -9,6 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -82,6 +85,7 @@ TEST_F(Buffer, SlimsWhatIsAtMostHalfFullAndWipesWhatItLeaves) {
     expect(std::string(100, 'x'), 4088);
     conf_buffer_flush(buf_);
     EXPECT_EQ(conf_buffer_length(buf_), 0);
+    EXPECT_STREQ(static_cast<char*>(conf_buffer_data(buf_)), "");
     conf_buffer_destroy(std::exchange(buf_, nullptr)); // still full of what it held
     EXPECT_EQ(wiped, before + 3);
 }
@@ -141,4 +145,36 @@ TEST_F(Buffer, IsAsBeforeWithoutMemory) {
     }
     EXPECT_EQ(buf_, before);
     expect("abc", 4088);
+}
+
+TEST_F(Buffer, GivesOutRoomUpToTheTerminator) {
+    append("abc");
+    EXPECT_EQ(conf::_buffer_room(buf_, 4084), buf_->buf + 3);
+    EXPECT_EQ(conf::_buffer_room(buf_, 4085), nullptr);
+}
+
+TEST_F(Buffer, GivesPagesBackOrServesAsItIs) {
+    append(std::string(70000, 'x'));
+    std::optional<fault> stays(std::in_place, call::mremap, EAGAIN);
+    conf::_buffer_consume(buf_, 69000);
+    stays.reset();
+    expect(std::string(1000, 'x'), 131064);
+    conf::_buffer_consume(buf_, 1);
+    expect(std::string(999, 'x'), 4088);
+}
+
+TEST_F(Buffer, IsCutWithoutLeavingWhatItHeld) {
+    std::string secrets;
+    while (secrets.size() < 70000)
+        secrets += secret;
+    append(secrets);
+    conf_buffer_remove(buf_, 1000, INT_MAX); // which still lies there
+    const secret_watch watch;
+    conf::_buffer_cut(&buf_, 500);
+    EXPECT_EQ(watch.all(), 0);
+    expect(secrets.substr(500, 500), 4088);
+    const conf_buffer_t* const page = buf_;
+    conf::_buffer_cut(&buf_, 100);
+    EXPECT_EQ(buf_, page); // rather than another one
+    expect(secrets.substr(600, 400), 4088);
 }

@@ -2,9 +2,11 @@
 #include "support/plugin.h"
 
 #include "conf_plugin/registry.h"
+#include "conf_plugin/session.h"
 #include "conf_plugin/transport.h"
 
 #include <chrono>
+#include <gmock/gmock.h>
 #include <sys/socket.h>
 
 using namespace conf;
@@ -30,8 +32,9 @@ protected:
     }
     std::string request(const std::string& text) {
         const unique_node rpc{nodes_of(text)};
-        unique_node reply;
-        (void)_syn_send_rpc(plugin(), rpc.get(), reply.out());
+        xmlNode* answered = rpc.get(); // which does not count
+        const unique_node reply{_syn_send_rpc(plugin(), rpc.get(), &answered) == 0 ? answered
+                                                                                   : nullptr};
         return text_of(reply.get());
     }
     void receive(std::string bytes) {
@@ -41,14 +44,17 @@ protected:
     static std::string after(const std::string& result) {
         EXPECT_EQ(context()->send_pos, 0u);
         std::string bytes;
-        for (const conf_buffer_t* buf : {context()->recv_buf, context()->send_buf})
+        for (const conf_buffer_t* buf : {context()->recv_buf, context()->send_buf}) {
             bytes.append(buf->buf, buf->buf + buf->used);
+            EXPECT_EQ(std::count(buf->buf + buf->used, buf->buf + buf->total, '\0'),
+                      buf->total - buf->used); // what was there is wiped
+        }
         return result + bytes + log();
     }
     static conf_plugin_data* plugin() { return get_plugin_from_hash(); }
 
-    // Too large for one write, one read and one page.
-    const std::string large_ = "<rpc>" + std::string(300000, 'x') + "</rpc>";
+    // Too large for two writes, one read and one page.
+    const std::string large_ = "<rpc>" + std::string(700000, 'x') + "</rpc>";
 };
 
 } // namespace
@@ -139,6 +145,8 @@ TEST_F(Transport, MovesLargeFramesBothWays) {
     EXPECT_EQ(respond(large_), "sent");
     EXPECT_EQ(daemon_.received(), large_ + large_);
     EXPECT_EQ(text("%d %d", context()->rpc_id, last_wait_ms()), "4 15000");
+    EXPECT_EQ(context()->recv_buf->total, 4088); // their pages went back
+    EXPECT_EQ(context()->send_buf->total, 4088);
     daemon_.fall_asleep(); // so that both are given up when partly written
     receive("abc");
     EXPECT_EQ(after(respond(large_)), "abcEpoll wait failed(timeout).");
@@ -201,10 +209,11 @@ TEST_F(Transport, ARequestAnsweredBeforeItIsOutHasUsedItsId) {
     EXPECT_EQ(request(large_), reply("<error/>", 3)); // behind the rest of the first
     EXPECT_EQ(next_id(), 4);
     daemon_.wake_up();
-    daemon_.will_answer(answer("<error/>", 2) + answer("<error/>", 3) + answer("<result/>", 4));
-    EXPECT_EQ(request("<rpc/>"), reply("<result/>", 4));
-    EXPECT_EQ(daemon_.received(), large_ + large_ + "<rpc/>");
-    EXPECT_EQ(after(text("%d", next_id())), "5");
+    EXPECT_EQ(respond("<reply/>"), "sent");
+    EXPECT_EQ(daemon_.received(), large_ + large_ + "<reply/>");
+    daemon_.will_answer(answer("<error/>", 2) + answer("<error/>", 3) + answer("<result/>", 5));
+    EXPECT_EQ(request("<rpc/>"), reply("<result/>", 5));
+    EXPECT_EQ(after(text("%d", next_id())), "6");
 }
 
 TEST_F(Transport, ARequestGivenUpWhenPartlyWrittenHasUsedItsId) {
@@ -217,12 +226,54 @@ TEST_F(Transport, ARequestGivenUpWhenPartlyWrittenHasUsedItsId) {
     EXPECT_EQ(next_id(), 1);
 }
 
-TEST_F(Transport, WhatIsLeftOfARequestGoesOutAheadOfAnAnswer) {
-    daemon_.fall_asleep();
-    daemon_.send(answer("<error/>", 2));
-    EXPECT_EQ(request(large_), reply("<error/>", 2));
-    daemon_.wake_up();
-    EXPECT_EQ(respond("<reply/>"), "sent");
-    EXPECT_EQ(daemon_.received(), large_ + "<reply/>");
-    EXPECT_EQ(after(text("%d", next_id())), "4");
+TEST_F(Transport, AReadLeavesRoomForTheTerminator) {
+    receive(header_of(5000) + std::string(4088 - 1024 - 12, 'x')); // and 1024 fill the page
+    daemon_.send(std::string(1024, 'x'));
+    EXPECT_EQ(take(), "");
+    EXPECT_EQ(context()->recv_buf->used, 4088);
+    EXPECT_GT(context()->recv_buf->total, 4088);
+}
+
+TEST_F(Transport, SaysWhyAFrameCannotBeQueued) {
+    const unique_node reply{nodes_of("<reply/>")};
+    const auto respond_to = [&] { (void)_syn_send_reply(plugin(), reply.get()); };
+    EXPECT_EQ(last_words_without_memory(respond_to),
+              "; Create xml buffer for cache rpc failed.; Dump rpc node failed.");
+    for (const auto& [used, report] :
+         traced(std::vector{std::pair{4080u, "Append rpc message header to buffer failed."},
+                            {4070u, "Append rpc message body to buffer failed."}})) {
+        std::string filling(used, 'x');
+        conf_buffer_append(&context()->send_buf, filling.data(), static_cast<int>(used));
+        const fault no_memory(call::mremap, ENOMEM);
+        EXPECT_EQ(respond("<reply>no room</reply>"), "");
+        EXPECT_STREQ(context()->send_buf->buf, filling.c_str());
+        EXPECT_EQ(log(), report);
+        conf_buffer_remove(context()->send_buf, 0, static_cast<int>(used));
+    }
+}
+
+TEST_F(Transport, AnAnswerCarriesTheErrorRecordedOnce) {
+    const std::string result = reply("<result/>", 9);
+    _plugin_set_error(plugin(), -5, "no");
+    EXPECT_EQ(_plugin_single_reply_send(plugin(), 9), 0);
+    EXPECT_EQ(_plugin_single_reply_send(plugin(), 9), 0);
+    EXPECT_EQ(daemon_.received(),
+              reply("<error><code>-5</code><message>no</message></error>", 9) + result);
+    _plugin_set_error(plugin(), 5, "lost");
+    EXPECT_EQ(_plugin_single_reply_send(plugin(), 0), -1);
+    EXPECT_EQ(_plugin_single_reply_send(plugin(), 9), 0);
+    EXPECT_EQ(daemon_.received(), result);
+}
+
+TEST_F(Transport, TellsTheStepsOfARequest) {
+    daemon_.will_answer(answer("<result/>", 2));
+    EXPECT_EQ(request("<rpc/>"), reply("<result/>", 2));
+    EXPECT_THAT(plugin_log(),
+                testing::ElementsAre("INFO - Send message to pelmd.",
+                                     "INFO - Syn send rpc on send evt msg_id:2, ret:0",
+                                     "INFO - Syn send rpc on recv evt msg_id:2. ret:0",
+                                     "INFO - Syn send rpc on send evt msg_id:2, ret:0",
+                                     "INFO - Read message from pelmd(46 bytes).",
+                                     "INFO - Syn send rpc on recv evt, ready is 1",
+                                     "INFO - Syn send rpc on recv evt msg_id:2. ret:0"));
 }
