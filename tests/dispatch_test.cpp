@@ -4,12 +4,18 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <gmock/gmock.h>
 #include <optional>
+#include <set>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
 namespace {
+
+long long clock_us = 0;      // what the clock shows
+long long clock_step_us = 0; // and how far it goes with each look at it
 
 class Dispatch : public PluginTest {
 protected:
@@ -39,14 +45,22 @@ protected:
 
 } // namespace
 
+extern "C" int gettimeofday(timeval* now, void*) noexcept {
+    clock_us += clock_step_us;
+    *now = {.tv_sec = static_cast<time_t>(clock_us / 1000000),
+            .tv_usec = static_cast<suseconds_t>(clock_us % 1000000)};
+    return 0;
+}
+
 TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
     callbacks.nodes = "<o/>t";
     for (const auto& [method, params, calls, expected] : traced(table<4>(R"(
         publish   | <path/><callback>1</callback><info><path>/x</path><priority>-5</priority><x>7</x><path>/a[b="c"]</path><more-flag>1</more-flag><oper-type>16385x</oper-type><oper-type/></info><type>config</type><session-id>7</session-id> | call 7 16385 1 -5 /a[b=c]; | <result/>
-        publish   | <type>config</type><callback>1</callback><info/> | call -1 0 0 0 (null); | <result/>
+        publish   | <session-id/><type>config</type><callback>1</callback><info/> | call -1 0 0 0 (null); | <result/>
+        publish   | <session-id>010</session-id><type>config</type><callback>01</callback><info><oper-type>0x10</oper-type></info> | call 10 0 0 0 (null); | <result/>
         publish   | <session-id>x</session-id><type>config</type><type>operate</type><session-id/><callback>9</callback><info><a/></info><callback>4</callback><callback/><info><i/>t</info> | call 0 <i/>t out; | <result><o/>t</result>
         subscribe | <filter>f</filter><path>/a[b="&amp;"]</path><session-id>3</session-id><callback>3</callback> | call 3 /a[b="&"] f out; | <result><path>/a[b="&amp;"]</path><data><o/>t</data></result>
-        subscribe | <callback>3</callback> | call -1 (null) (null) out; | <result><path/><data><o/>t</data></result>
+        subscribe | <session-id/><callback>3</callback> | call -1 (null) (null) out; | <result><path/><data><o/>t</data></result>
         kickoff   | | call; | <result/>
         publish   | <type>config</type>                                       || -1 Error publish rpc message.
         publish   | <type>Config</type><info/>                                || -1 Unknown publish type.
@@ -54,7 +68,12 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
         publish   | <type>config</type><info/><callback>0</callback>          || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>4294967297</callback> || -1 Cann't find the callback function.
         publish   | <type>operate</type><info/><callback>5</callback>         || -1 Callback index is invalid.
+        publish   | <type>operate</type><info/><callback>1</callback>         || -1 Cann't find the callback function.
+        publish   | <type>operate</type><info/><callback>0x4</callback>       || -1 Cann't find the callback function.
+        publish   | <type>operate</type><info/><callback>-1</callback>          || -1 Callback index is invalid.
+        publish   | <type>operate</type><info/><callback>-4294967292</callback> || -1 Callback index is invalid.
         subscribe | <callback>4</callback>                                    || -1 Cann't find the callback function.
+        kicked    |                                                           || -1 Method &lt;kicked&gt; doesn't be supported
         %n&lt;    |                                                           || -1 Method &lt;%n&lt;&gt; doesn't be supported)"))) {
         EXPECT_EQ(outcome(method, params), expected);
         EXPECT_EQ(callbacks.calls, calls);
@@ -99,18 +118,30 @@ TEST_F(Dispatch, AnswersAFailureWithWhatTheCallbackRecordedOrElseItsResult) {
     callbacks.act = [] { return econf_plugin_error(6, "left"), 0; };
     EXPECT_EQ(outcome("kickoff", ""), "<result/>");
     EXPECT_TRUE(log().ends_with("; WARN - Plugin kickoff have error left now."));
+    callbacks.act = [] { return econf_plugin_error(6, nullptr), 0; };
+    EXPECT_EQ(outcome("kickoff", ""), "<result/>");
+    EXPECT_EQ(log(), "");
 }
 
 TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
     const int before = g_rdb_recovery_status;
-    callbacks.act = [] { return 2; };
-    for (const auto& [change, report] : traced(table<2>(R"(
-        <oper-type>1</oper-type>     | DEBUG - Service publish result: 2 for path:(null) oper:1 priority:0 time consumed:T seconds
-        <oper-type>16385</oper-type> | DEBUG - Service publish result: 2 for path:(null) oper:16385 priority:0 time consumed:T seconds)"))) {
-        (void)outcome("publish", requests_[0][1] + "<info>" + change + "</info>");
-        EXPECT_EQ(std::regex_replace(log(), std::regex("0\\.0\\d\\d"), "T"), report);
+    clock_step_us = 5000123456; // beyond what 32 bits hold; a float tells half milliseconds apart
+    for (const auto& [result, oper, path] : traced(table<3>(R"(
+        2 | 1     | (null)
+        0 | 16385 | /a
+        2 | 16385 | /a)"))) {
+        callbacks.act = [&] { return std::stoi(result); };
+        const std::string info = "<oper-type>" + oper + "</oper-type><priority>3</priority>" +
+                                 (path == "/a" ? "<path>/a</path>" : "");
+        (void)outcome("publish", requests_[0][1] + "<info>" + info + "</info>");
+        EXPECT_EQ(log(), text("DEBUG - Service publish result: %s for path:%s oper:%s priority:3 "
+                              "time consumed:5000.124 seconds",
+                              result.c_str(), path.c_str(), oper.c_str()));
     }
     EXPECT_EQ(g_rdb_recovery_status, before + 1);
+    const std::string nowhere = "<type>config</type><info><path>/b</path></info>";
+    (void)outcome("publish", nowhere);
+    EXPECT_EQ(log(), "DEBUG - Cann't find the callback for path:/b oper:0 priority:0");
 }
 
 TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
@@ -123,9 +154,14 @@ TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
     EXPECT_EQ(run(kick_off.substr(20) + frames),
               reply("<result/>", 1) + reply("<result><ok/></result>", 0) +
                   reply("<result><path>/a</path><data/></result>", 0));
+    EXPECT_TRUE(log().starts_with("Translate rpc message to xml dom tree failed.; "
+                                  "DEBUG - Plugin ntp parse message failed.; "
+                                  "Invalid rpc message(without <method> or <params>).; "
+                                  "DEBUG - Plugin ntp parse rpc failed.; "
+                                  "WARN - Receive an unknown rpc method x.; DEBUG - Service"));
     context()->bit_activate = 0;
     EXPECT_EQ(run(kick_off), "");
-    EXPECT_TRUE(log().ends_with("; Plugin context is not ready or not be activated."));
+    EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
 }
 
 TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
@@ -143,7 +179,8 @@ TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
 }
 
 TEST_F(Dispatch, NeverSendsHalfAnAnswer) {
-    for (const auto& [method, params] : {requests_[1], requests_[2]})
+    std::set<std::string> instead; // of an answer
+    for (const auto& [method, params] : traced(std::vector{requests_[1], requests_[2]}))
         for (const int result : {0, 1}) {
             std::optional<fault> no_memory;
             callbacks.act = [result] { return result; };
@@ -152,8 +189,14 @@ TEST_F(Dispatch, NeverSendsHalfAnAnswer) {
                 callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), result; };
                 const std::string answered = outcome(method, params);
                 EXPECT_EQ(answered == whole, !no_memory->hit());
+                instead.insert(answered == whole ? "" : answered);
             }
         }
+    EXPECT_THAT(instead, testing::ElementsAre("", "-1 Build reply message failed.",
+                                              "-1 New &lt;data&gt; xml node failed.",
+                                              "-1 New &lt;ok&gt; xml node failed.",
+                                              "-1 New &lt;path&gt; xml node failed.",
+                                              "-1 New &lt;result&gt; xml node failed."));
 }
 
 TEST_F(Dispatch, ACallbackMayAskTheDaemonWhichDropsWhatWaits) {
@@ -268,4 +311,17 @@ TEST_F(Dispatch, AnExceptionOfACallbackEndsTheProcess) {
         EXPECT_TRUE(WIFSIGNALED(status)) << method;
         EXPECT_EQ(WTERMSIG(status), SIGABRT) << method;
     }
+}
+
+TEST_F(Dispatch, AKickOffNeedsNoFunction) {
+    context()->cbs[0] = nullptr;
+    (void)plugin_log();
+    EXPECT_EQ(outcome("kickoff", ""), "<result/>");
+    EXPECT_THAT(plugin_log(), testing::Contains("INFO - Plugin ntp kickoff now."));
+}
+
+TEST_F(Dispatch, AnUnknownRequestWithoutAnIdLeavesNothing) {
+    EXPECT_EQ(run(frame_of(rpc("x", "", 0))), "");
+    EXPECT_EQ(log(), "WARN - Receive an unknown rpc method x.");
+    EXPECT_EQ(context()->err_msg, nullptr);
 }

@@ -46,7 +46,7 @@ TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
     const std::string failed =
         "<error><code>4</code><message>Service process failed.</message></error>";
     for (const auto& [method, params, nodes, calls, outcome] : traced(table<5>(R"(
-        publish   | <type>config</type><callback>1</callback><info><oper-type>16385</oper-type><path>/a[b="c"]</path></info> || call 16385 0 0 /a[b=c]; | <result/>
+        publish   | <type>config</type><callback>1</callback><info><oper-type>16385</oper-type><more-flag>1</more-flag><priority>2</priority><path>/a[b="c"]</path></info> || call 16385 1 2 /a[b=c]; | <result/>
         subscribe | <callback>2</callback><path>/a[b="c"]</path><filter>f</filter> | <s/>               | call /a[b="c"] f out; | <result><data><s/></data></result>
         publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data><a/>t</data> | call <i/> out;       | <result><a/>t</result>
         publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data/>            | call <i/> out;       | <error><code>-1</code><message>Copy &lt;data&gt; xml node failed.</message></error>)")))
