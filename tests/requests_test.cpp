@@ -2,6 +2,8 @@
 // runs inside.
 #include "support/plugin.h"
 
+#include <climits>
+
 using namespace conf;
 
 namespace {
@@ -49,6 +51,7 @@ TEST_F(Requests, NeedAnActivePluginOrTheirHooks) {
             EXPECT_EQ(out_, &ask < calls_ + 2 ? nullptr : &failed_result);
         }
         econf_plugin_error(5, "");
+        EXPECT_EQ(context()->err_code, 0);
         EXPECT_EQ(conf_plugin_init_api(&no_hooks), initialised);
     }
     EXPECT_TRUE(log().ends_with(
@@ -70,7 +73,12 @@ TEST_F(Requests, GoToTheHooksOfALocalPlugin) {
         EXPECT_EQ(taken(), callbacks.nodes);
     }
     econf_plugin_error(-3, "no%n");
-    EXPECT_EQ(callbacks.calls, "call -3 no%n;");
+    EXPECT_EQ(std::exchange(callbacks.calls, ""), "call -3 no%n;");
+    for (const int old : {INT_MIN, -1, 1, 2, 256}) {
+        EXPECT_EQ(econf_plugin_pull(old, "/a", &out_), 7);
+        EXPECT_EQ(econf_plugin_locate(old, "/b", &out_), 7);
+        EXPECT_EQ(std::exchange(callbacks.calls, ""), "call 1 /a out;call 1 /b out;");
+    }
 }
 
 TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
@@ -78,6 +86,10 @@ TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
     EXPECT_EQ(econf_plugin_pull(0, "/a", nullptr) + econf_plugin_locate(0, nullptr, &out_), -2);
     EXPECT_EQ(econf_plugin_push("/a", nullptr), -1);
     EXPECT_EQ(econf_plugin_config_deployment(nullptr, 0, data_.get()), -1);
+    EXPECT_EQ(log(), "Input parameters error(path=P, result=(nil)).; "
+                     "Input parameters error(path=(nil), result=P).; "
+                     "Input parameters error(path=P, result=(nil)).; "
+                     "Input parameters error(path=(nil), result=P).");
     econf_plugin_close();
     for (const auto& ask : traced(calls_)) {
         const fault no_memory(call::malloc, ENOMEM);
@@ -100,9 +112,24 @@ TEST_F(Requests, ReportWhatFailedWithoutMemory) {
     start();
     // Out of memory, libxml2 itself loses siblings that it has copied already.
     xmlFreeNodeList(std::exchange(data_.get()->next, nullptr));
-    for (std::size_t i = 0; i < 6; ++i)
-        EXPECT_EQ(last_words_without_memory([this, i] { EXPECT_EQ(calls_[i](), -1); }),
-                  facts_[i][3]);
+    for (std::size_t i = 0; i < 6; ++i) {
+        const std::string params = std::regex_replace(facts_[i][2], std::regex("t&lt;"), "");
+        const auto ask = [&] {
+            const std::string whole = rpc(facts_[i][1], params);
+            EXPECT_EQ(calls_[i](), -1);
+            const std::string sent = daemon_.received();
+            EXPECT_TRUE(sent.empty() || sent == whole) << sent;
+        };
+        EXPECT_EQ(last_words_without_memory(ask), facts_[i][3]);
+    }
+    for (const std::size_t i : {0u, 3u}) { // which is reported on two floors
+        const fault no_memory(call::xml, ENOMEM);
+        EXPECT_EQ(calls_[i](), -1);
+        EXPECT_EQ(log(), i == 0 ? "Build pull rpc for plugin ntp failed.; "
+                                  "Build pull rpc for plugin ntp failed."
+                                : "Build config_deployment rpc for plugin ntp failed.; "
+                                  "Build config deployment rpc for plugin ntp failed.");
+    }
 }
 
 TEST_F(Requests, HandBackWhatTheAnswerHolds) {
@@ -116,6 +143,7 @@ TEST_F(Requests, HandBackWhatTheAnswerHolds) {
         locate | <result><prev>/a[b="&amp;&lt;"]</prev><next/><z>/a[b="c"]</z></result> | <prev>/a[b=&amp;&lt;]</prev><next/><z>/a[b="c"]</z> |
         locate | <result><z><next>/a[b="c"]</next></z><next>/a[b="c"]</next></result>   | <z><next>/a[b="c"]</next></z><next>/a[b=c]</next> |)"))) {
         daemon_.will_answer(answer(outcome));
+        out_ = &failed_result;
         const auto call = method == "pull" ? econf_plugin_pull : econf_plugin_locate;
         EXPECT_EQ(call(0, "/a", &out_), outcome == "<x/>" ? -1 : 0);
         EXPECT_EQ(taken(), expected);
@@ -130,4 +158,30 @@ TEST_F(Requests, LeaveAPositionAsItCameWhenItCannotBeUnquoted) {
     EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
     EXPECT_TRUE(one.hit());
     EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
+}
+
+TEST_F(Requests, KeepAPositionAsItIsWithoutMemory) {
+    start();
+    daemon_.will_answer(answer(R"(<result><prev>/a[b="c"]</prev></result>)"));
+    const fault no_memory(call::strdup, ENOMEM);
+    EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
+    EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
+}
+
+TEST_F(Requests, AreLoggedWhenTheyCarryData) {
+    start();
+    for (const std::size_t i : {2u, 3u}) {
+        daemon_.will_answer(answer("<result/>"));
+        EXPECT_EQ(calls_[i](), 0);
+    }
+    std::string steps;
+    for (const std::string& line : plugin_log())
+        if (line.find(" packet, ") != line.npos)
+            steps += line + "; ";
+    EXPECT_EQ(steps, "INFO - Build push packet, path:/a, name:ntp; "
+                     "INFO - Begin to send push packet, name:ntp; "
+                     "INFO - End to send push packet, name:ntp; "
+                     "INFO - Build config deployment packet, path:/a, oper:4294967295, name:ntp; "
+                     "INFO - Begin to send config deployment packet, name:ntp; "
+                     "INFO - End to send config deployment packet, name:ntp; ");
 }

@@ -5,6 +5,8 @@
 #include "conf_plugin/session.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
 
 using namespace conf;
 
@@ -54,6 +56,11 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
         EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
         EXPECT_EQ(context(), nullptr);
     };
+    const auto announce = [&] {
+        init();
+        const std::string sent = daemon_.received();
+        EXPECT_EQ(sent.find("<path/>"), sent.npos); // rather none at all
+    };
     for (const auto& [failing, report] :
          {std::pair{call::mmap, "Create message buffer for remote plugin failed.; "},
           {call::socket, "Create socket failed(Cannot allocate memory).; "},
@@ -63,8 +70,8 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
         init();
         EXPECT_TRUE(log().ends_with(text("%sInitialize context for plugin ntp failed.", report)));
     }
-    EXPECT_EQ(last_words_without_memory(init), "; Build register rpc for plugin ntp failed."
-                                               "; Plugin ntp register to pelmd failed.");
+    EXPECT_EQ(last_words_without_memory(announce), "; Build register rpc for plugin ntp failed."
+                                                   "; Plugin ntp register to pelmd failed.");
     for (const auto& [outcome, report] : traced(table<2>(R"(
         <error><message>%n&lt;</message></error> | Pelmd reply error(%n<) for plugin ntp rpc.
         <x/>                                     | Invalid reply message(without <error> and <result>).; Parse reply for plugin ntp rpc failed.)"))) {
@@ -109,10 +116,54 @@ TEST_F(Session, StaysAsItWasWhenTheDaemonCannotBeAsked) {
     EXPECT_EQ(last_words_without_memory([] { (void)econf_plugin_activate(ACTIVATE_WITH_SMOOTH); }),
               "; Build activate rpc in mode(smooth) for plugin ntp failed."
               "; Activate plugin ntp failed.");
+    EXPECT_EQ(context()->bit_activate, 0u);
     context()->bit_activate = 1;
     EXPECT_EQ(last_words_without_memory(econf_plugin_deactivate),
               "; Build deactivate rpc for plugin ntp failed.; Dectivate plugin ntp failed.");
     EXPECT_EQ(context()->bit_activate, 1u);
+}
+
+TEST_F(Session, StaysAsItWasWhenTheDaemonRefuses) {
+    start(false);
+    daemon_.will_answer(answer("<error><message>no</message></error>"));
+    EXPECT_EQ(econf_plugin_activate(ACTIVATE_WITH_NONE), -1);
+    EXPECT_EQ(context()->bit_activate, 0u);
+    context()->bit_activate = 1;
+    daemon_.will_answer(answer("<error><message>no</message></error>"));
+    econf_plugin_deactivate();
+    EXPECT_EQ(context()->bit_activate, 1u);
+    EXPECT_EQ(log(), "Pelmd reply error(no) for plugin ntp rpc.; Activate plugin ntp failed.; "
+                     "Pelmd reply error(no) for plugin ntp rpc.; Dectivate plugin ntp failed.");
+}
+
+TEST_F(Session, MayHaveTheLowestDescriptor) {
+    (void)close(0);
+    start();
+    EXPECT_EQ(context()->sock, 0);
+    econf_plugin_close();
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);
+    EXPECT_EQ(dup(1), 0); // as many as before
+}
+
+TEST_F(Session, HasOneEntryUnderTheNumberOfItsProcess) {
+    const std::string key = text("INFO - Hash key = plugin_tid_%d.", getpid());
+    (void)plugin_log();
+    const conf_plugin_data* entry = get_plugin_from_hash();
+    EXPECT_THAT(plugin_log(), testing::ElementsAre(key));
+    EXPECT_EQ(entry->plugin_ctxt, nullptr);
+    EXPECT_EQ(entry->pelmd_hooks, nullptr);
+    EXPECT_EQ(get_plugin_from_hash(), entry);
+}
+
+TEST_F(Session, RefusesHooksWithoutATableOrMemory) {
+    (void)get_plugin_from_hash();
+    (void)plugin_log();
+    EXPECT_EQ(conf_plugin_init_api(nullptr), -1);
+    pelmd_plugin_callback_t hooks{};
+    const fault no_memory(call::malloc, ENOMEM);
+    EXPECT_EQ(conf_plugin_init_api(&hooks), -1);
+    EXPECT_EQ(get_plugin_hooks(), nullptr);
+    EXPECT_EQ(log(), "Error input parameter.; Allocate memory for pelmd api failed.");
 }
 
 TEST_F(Session, RecordsAnErrorThatQuotesTheLast) {
