@@ -11,9 +11,11 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
@@ -110,4 +112,22 @@ TEST_F(Agent, ReportsARequestItCannotBuildAndLeavesTheBuffer) {
                 EXPECT_TRUE(is_built != one.hit() && is_built != (requests() == before));
                 EXPECT_EQ(captured_syslog().empty(), is_built);
             });
+}
+
+// In a world of its own a process cannot give files to groups.
+TEST_F(Agent, GivesItsSocketToSudoOrWarns) {
+    const group* const sudo = getgrnam("sudo");
+    const conf::unique_fd service{conf_agent_service_enable()};
+    struct stat file {};
+    EXPECT_EQ(stat(path, &file), 0);
+    const bool is_given = sudo == nullptr || file.st_gid == sudo->gr_gid;
+    const std::string warning = "<12>[WARN] Fail to change group into sudo for agent sock path\n";
+    EXPECT_EQ(captured_syslog(), is_given ? std::vector<std::string>{} : std::vector{warning});
+}
+
+TEST_F(Agent, IsTellingOfAUserWhomNobodyKnows) {
+    const fault unknown(call::getpwuid, 0);
+    errno = EIO; // of something else
+    EXPECT_EQ(conf_agent_build_session(&requests_, 1), -1);
+    expect_errors({"Get login user information failed(Success)."});
 }

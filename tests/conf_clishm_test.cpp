@@ -80,6 +80,12 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadItUntilItsCreatorMakesAnother) {
     }
     ASSERT_TRUE(save(100, 0x8001));
     EXPECT_EQ(semctl(semaphore(), 0, GETVAL), 1);
+    shmid_ds memory{};
+    EXPECT_EQ(shmctl(segment(), IPC_STAT, &memory), 0);
+    EXPECT_EQ(memory.shm_perm.mode & 0777, 0660);
+    semid_ds lock{};
+    EXPECT_EQ(semctl(semaphore(), 0, IPC_STAT, &lock), 0);
+    EXPECT_EQ(lock.sem_perm.mode & 0777, 0660);
     const auto* at = static_cast<u32_t*>(shmat(segment(), nullptr, SHM_RDONLY));
     EXPECT_THAT(std::vector(at, at + 13),
                 ElementsAre(2, 100, 0x5A020007, 100, 2, 3, ~100u, 0, 0, 0, 0, 0, 0));

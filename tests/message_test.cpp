@@ -66,8 +66,9 @@ TEST(Message, IsBuiltAndFramedToTheByte) {
     const unique_node rpc{plugin_build_rpc_message("<&", tree(params).release(), 7)};
     const std::string body = "<rpc><method>&lt;&amp;</method>" + params + "<id>7</id></rpc>";
     EXPECT_EQ(dump(rpc.get()), body);
-    const unique_node reply{plugin_build_reply_message(tree("<result/>").release(), 65535)};
-    EXPECT_EQ(dump(reply.get()), "<reply><result/><id>65535</id></reply>");
+    const unique_node reply{plugin_build_reply_message(tree("<result/>").release(), UINT32_MAX)};
+    const std::string largest = std::to_string(static_cast<long>(UINT32_MAX)); // -1 on 32 bits
+    EXPECT_EQ(dump(reply.get()), "<reply><result/><id>" + largest + "</id></reply>");
     fail_each(call::xml, ENOMEM, [&](const fault& no_memory) {
         buffer out("before");
         const conf::frame_fault result = conf::append_frame(&out.handle, rpc.get(), 65535);
@@ -145,6 +146,7 @@ TEST(Message, IsCutOffTheFrontAndItsErrorsReachTheHost) {
         {"", ""},
         {"<a/><b/>", ""},
         {"<a>\xFF</a>", ""},
+        {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", ""},
         {"<a>&e;</a>", ""},
         {nested, ""}};
     for (const auto& [body, expected] : traced(cases)) {
@@ -160,6 +162,10 @@ TEST(Message, IsCutOffTheFrontAndItsErrorsReachTheHost) {
     conf_buffer_t* none = nullptr;
     EXPECT_EQ(plugin_parse_message(&none), nullptr);
     EXPECT_EQ(plugin_parse_message(nullptr), nullptr);
+    const std::string whole = frame_of("<a/>");
+    buffer cut(whole.substr(0, whole.size() - 1));
+    EXPECT_EQ(plugin_parse_message(&cut.handle), nullptr);
+    EXPECT_EQ(cut.bytes() + ">", whole);
     EXPECT_THAT(plugin_log(), ElementsAre());
 }
 
@@ -258,6 +264,8 @@ TEST(Message, GivesNumbersAndTextOfTheFirstElement) {
         {"<e><id>12abc</id><code> -3</code><message>m</message></e>", "12 -3 m"},
         {"<e><id/><code/><message/><id>5</id><code>5</code><message>m</message></e>", "0 -1 "},
         {"<e><code>x</code><id>-1</id><id>2</id><message>&lt;</message></e>", "4294967295 0 <"},
+        {"<e><id>0x10</id><code>0x10</code></e>", "0 0 "},
+        {"<e><id>010</id><code>-010</code></e>", "10 -10 "},
         {"", "0 -1 "}};
     for (const auto& [xml, expected] : traced(cases)) {
         const unique_node root = tree(xml);

@@ -23,7 +23,8 @@ TEST(Paths, LoseRepeatedPrefixesAndNeedlessQuotes) {
         {plugin_path_std2db, "[k='x:y']a:b", "[k='x/y']a:b"},
         {unquoted, R"(/l[a="1",b="2",c="3"]/m[d=""])", "/l[a=1,b=2,c=3]/m[d=]"},
         {unquoted, R"(/a[m="x,y",n="/b:c=d["])", R"(/a[m="x,y",n=/b:c=d[])"},
-        {unquoted, R"([n="x]"])", R"([n="x]"])"}};
+        {unquoted, R"([n="x]"])", R"([n="x]"])"},
+        {unquoted, R"([n="x\\"]/m[c="d"])", R"([n="x\\"]/m[c=d])"}}; // the quote behind both counts
     for (const auto& [convert, path, expected] : traced(cases))
         EXPECT_STREQ(conf::unique_string(convert(path)).get(), expected) << path;
 }
