@@ -46,6 +46,7 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
     EXPECT_EQ(conf_agent_service_enable(), 0);
     EXPECT_TRUE(accept(0, nullptr, nullptr) == -1 && errno == EAGAIN);
     const int agent = conf_agent_init();
+    EXPECT_EQ(captured_syslog().back(), "<15>[DEBUG] Agent connect to agent sock addr success.\n");
     EXPECT_EQ(fcntl(agent, F_GETFL) & O_NONBLOCK, 0);
     EXPECT_TRUE(fcntl(agent, F_GETFD) == FD_CLOEXEC && fcntl(0, F_GETFD) == FD_CLOEXEC);
     const conf::unique_fd daemon{accept(0, nullptr, nullptr)};
@@ -54,6 +55,8 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
     EXPECT_EQ(read(agent, bytes, sizeof bytes), 5);
     EXPECT_STREQ(bytes, "hello");
     conf_agent_exit(agent);
+    EXPECT_EQ(captured_syslog(),
+              std::vector<std::string>{"<15>[DEBUG] Agent disconnect to server.\n"});
     conf_agent_service_disable(0);
     EXPECT_TRUE(fcntl(0, F_GETFD) == -1 && !fs::exists(path));
     conf_agent_exit(dup2(standard_input.get(), 0));

@@ -1,10 +1,13 @@
 // The daemon's requests: which callback each reaches, with what, and what it is answered with.
 #include "support/plugin.h"
 
+#include "conf_plugin/registry.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
+#include <libxml/parser.h>
 #include <optional>
 #include <set>
 #include <sys/time.h>
@@ -324,4 +327,17 @@ TEST_F(Dispatch, AnUnknownRequestWithoutAnIdLeavesNothing) {
     EXPECT_EQ(run(frame_of(rpc("x", "", 0))), "");
     EXPECT_EQ(log(), "WARN - Receive an unknown rpc method x.");
     EXPECT_EQ(context()->err_msg, nullptr);
+}
+
+TEST_F(Dispatch, AnswersWithNodesThatShareTheirTextsWithADocument) {
+    static xmlDoc* doc;
+    const econf_operate_cb_t parsing = [](int, xmlNode*, xmlNode** output) {
+        doc = xmlReadDoc(BAD_CAST "<o>t</o>", nullptr, nullptr, 0);
+        *output = xmlDocGetRootElement(doc);
+        xmlUnlinkNode(*output);
+        return 0;
+    };
+    context()->cbs[4] = conf::callback_cast<econf_subpub_cb_t>(parsing);
+    EXPECT_EQ(outcome("publish", requests_[1][1]), "<result><o>t</o></result>");
+    xmlFreeDoc(doc);
 }

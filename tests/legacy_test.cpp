@@ -38,7 +38,11 @@ TEST_F(Legacy, RegistersItsTablesAsTheyStand) {
         rpc("activate", "<with-cfgr/>", 2)));
     EXPECT_EQ(conf_plugin_init(name, nullptr), nullptr);
     EXPECT_EQ(conf_plugin_close(nullptr), 0);
-    EXPECT_EQ(conf_plg_get_hconf(handle_) + conf_run(handle_, 1) + conf_run(handle_, 0), -2);
+    (void)plugin_log();
+    EXPECT_EQ(conf_plg_get_hconf(handle_) + conf_run(handle_, 1), -2);
+    EXPECT_EQ(log(), "");
+    EXPECT_EQ(conf_run(handle_, 0), 0);
+    EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
 }
 
 TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
@@ -83,6 +87,10 @@ TEST_F(Legacy, TheLoopBeginsWithWhatIsLeftAndServesUntilTheConnectionEnds) {
     EXPECT_EQ(conf_run(handle_, 1), 0);
     EXPECT_EQ(callbacks.calls, "call;call;");
     EXPECT_EQ(log(), "An error epoll event occur(0x2001).");
+    context()->bit_activate = 0; // so what is left stays without a word
+    conf_buffer_append(&context()->recv_buf, name, 1);
+    EXPECT_EQ(conf_run(handle_, 1), 0);
+    EXPECT_EQ(log(), "An error epoll event occur(0x2001).");
 }
 
 TEST_F(Legacy, TheLoopEndsWithItsPlugin) {
@@ -90,6 +98,7 @@ TEST_F(Legacy, TheLoopEndsWithItsPlugin) {
     callbacks.act = [] { return conf_plugin_close(nullptr); };
     EXPECT_EQ(conf_run(handle_, 1), 0);
     EXPECT_EQ(callbacks.calls, "call;");
+    EXPECT_EQ(log(), "DEBUG - Close plugin ntp.");
 }
 
 TEST_F(Legacy, ReadsAndWritesValues) {
@@ -108,6 +117,10 @@ TEST_F(Legacy, ReadsAndWritesValues) {
         EXPECT_EQ(text_of(val.data), data);
         xmlFreeNode(std::exchange(val.data, node.get()));
     }
+    const std::string old = rpc("pull", "<old/><path>/a</path>");
+    daemon_.will_answer(answer("<result/>"));
+    EXPECT_EQ(conf_get_old_config(path), nullptr);
+    EXPECT_EQ(daemon_.received(), old);
     const std::string request = rpc("push", "<path>/a</path><data><x/></data>");
     daemon_.will_answer(answer("<result/>"));
     EXPECT_EQ(conf_plg_set_value(handle_, 7, path, &val), 0);
@@ -122,8 +135,12 @@ TEST_F(Legacy, RefusesWhatIsMissing) {
     EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
     EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), -1);
     get_plugin_hooks()->conf_plugin_reply = callback;
-    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), 0);
+    callbacks.act = [] { return 3; };
+    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), 3);
     EXPECT_EQ(callbacks.calls, "call 6  ;");
+    EXPECT_EQ(log(), "Input parameters error(path=(nil), val=P).; "
+                     "Input parameters error(path=P, val=(nil)).; "
+                     "WARN: conf_send_reply is obsolete.; WARN: conf_send_reply is obsolete.");
 }
 
 // A daemon's document lives on, and its short texts are shared by nodes and names alike.

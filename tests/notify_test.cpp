@@ -1,5 +1,6 @@
 #include "support/plugin.h"
 
+#include <gmock/gmock.h>
 #include <map>
 #include <poll.h>
 #include <sys/socket.h>
@@ -37,6 +38,10 @@ TEST_F(Notifying, SendsTheBareTextOfAnElementAndTextWithItsZeroByte) {
     EXPECT_EQ(received(), "text\0"s);
     EXPECT_EQ(conf_notify_nonblock(name, data + 4), 0);
     EXPECT_EQ(received(), "\0"s);
+    EXPECT_THAT(plugin_log(),
+                testing::ElementsAre("INFO - Sent notification to pelmd, length is 5",
+                                     "INFO - Sent notification to pelmd with non block mode, "
+                                     "length is 1"));
 }
 
 TEST_F(Notifying, SaysWhatIsMissingAndWhyTheSystemRefuses) {

@@ -1,6 +1,7 @@
 #include "support/profile.h"
 
 #include "support/plugin.h"
+#include "support/socket.h"
 
 #include <cstring>
 #include <fcntl.h>
@@ -38,6 +39,15 @@ constexpr struct endpoint {
     {conf_plugin_service_enable, conf_plugin_service_disable, g_conf_plugin_socket, SOCK_STREAM},
     {conf_plugin_notifier_enable, conf_plugin_notifier_disable, g_conf_notifier_socket, SOCK_DGRAM},
 };
+
+// How many connections an endpoint holds that nobody accepts.
+int waiting_on(const char* path) {
+    std::vector<conf::unique_fd> plugins;
+    do
+        plugins.emplace_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    while (conf::connect_path(plugins.back().get(), path));
+    return static_cast<int>(plugins.size()) - 1;
+}
 
 } // namespace
 
@@ -105,6 +115,7 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
             socklen_t size = sizeof bytes;
             EXPECT_EQ(getsockopt(0, SOL_SOCKET, SO_RCVBUF, &bytes, &size), 0);
             EXPECT_EQ(bytes == 2 * 5120, each.type == SOCK_DGRAM); // the kernel doubles it
+            EXPECT_EQ(waiting_on(each.path), each.type == SOCK_STREAM ? 9 : 0); // one in advance
             each.disable(0);
             EXPECT_FALSE(fs::exists(each.path));
         }

@@ -3,8 +3,11 @@
 
 #include "conf_plugin/registry.h"
 #include "conf_plugin/session.h"
+#include "support/profile.h"
 
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -56,22 +59,27 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
         EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
         EXPECT_EQ(context(), nullptr);
     };
-    const auto announce = [&] {
+    const fault second_buffer(call::mmap, ENOMEM, 1);
+    init();
+    EXPECT_TRUE(log().starts_with("Create message buffer for remote plugin failed."));
+    const fault context_block(call::calloc, ENOMEM);
+    init();
+    EXPECT_EQ(log(), text("Allocate %zu byte(s) memmory for plugin context failed.; "
+                          "Initialize context for plugin ntp failed.",
+                          offsetof(conf_plugin_context_t, cbs) + 5 * sizeof(econf_subpub_cb_t)));
+    std::string reports;
+    fail_each(call::xml, ENOMEM, [&](const fault&) {
         init();
         const std::string sent = daemon_.received();
         EXPECT_EQ(sent.find("<path/>"), sent.npos); // rather none at all
-    };
-    for (const auto& [failing, report] :
-         {std::pair{call::mmap, "Create message buffer for remote plugin failed.; "},
-          {call::socket, "Create socket failed(Cannot allocate memory).; "},
-          {call::connect, "Connect to pelmd failed(Cannot allocate memory).; "},
-          {call::fcntl, "Set connect to pelmd sock to nonblock failed.; "}}) {
-        const fault one(failing, ENOMEM);
-        init();
-        EXPECT_TRUE(log().ends_with(text("%sInitialize context for plugin ntp failed.", report)));
-    }
-    EXPECT_EQ(last_words_without_memory(announce), "; Build register rpc for plugin ntp failed."
-                                                   "; Plugin ntp register to pelmd failed.");
+        reports += log() + "\n";
+    });
+    for (const std::string section : {"config-subscribe on path /c", "config-subscribe on path /d",
+                                      "status-publish on path /s", "operate-subscribe on path /o"})
+        EXPECT_NE(reports.find("\nBuild " + section +
+                               " failed.; Build register rpc for plugin ntp failed.\n"),
+                  reports.npos);
+    EXPECT_TRUE(reports.ends_with("; Plugin ntp register to pelmd failed.\n"));
     for (const auto& [outcome, report] : traced(table<2>(R"(
         <error><message>%n&lt;</message></error> | Pelmd reply error(%n<) for plugin ntp rpc.
         <x/>                                     | Invalid reply message(without <error> and <result>).; Parse reply for plugin ntp rpc failed.)"))) {
@@ -117,6 +125,10 @@ TEST_F(Session, StaysAsItWasWhenTheDaemonCannotBeAsked) {
               "; Build activate rpc in mode(smooth) for plugin ntp failed."
               "; Activate plugin ntp failed.");
     EXPECT_EQ(context()->bit_activate, 0u);
+    const fault no_memory(call::xml, ENOMEM);
+    EXPECT_EQ(econf_plugin_activate(ACTIVATE_WITH_CFGR), -1);
+    EXPECT_EQ(log(), "Build activate rpc for plugin ntp failed.; "
+                     "Build activate rpc in mode(cfgr) for plugin ntp failed.");
     context()->bit_activate = 1;
     EXPECT_EQ(last_words_without_memory(econf_plugin_deactivate),
               "; Build deactivate rpc for plugin ntp failed.; Dectivate plugin ntp failed.");
@@ -172,4 +184,21 @@ TEST_F(Session, RecordsAnErrorThatQuotesTheLast) {
     _plugin_set_error(get_plugin_from_hash(), 4, "%s", long_text.c_str());
     _plugin_set_error(get_plugin_from_hash(), 5, "%s %d", context()->err_msg, 7);
     EXPECT_EQ(context()->err_msg, long_text + " 7");
+}
+
+TEST_F(Session, NeedsAPluginForEachStep) {
+    EXPECT_EQ(econf_plugin_activate(ACTIVATE_WITH_NONE), -1);
+    econf_plugin_deactivate();
+    econf_plugin_close();
+    EXPECT_EQ(log(), "Plugin context is not ready when active.; Plugin context is not ready.; "
+                     "Plugin context is not ready when close.");
+}
+
+TEST_F(Session, FindsTheDaemonWhereTheProfileSays) {
+    std::ofstream(profile_path) << R"({"working-dir":"/var/log"})";
+    EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
+    EXPECT_TRUE(log().starts_with("Connect to pelmd failed(No such file or directory)."));
+    std::ofstream(profile_path) << R"({"working-dir":"/var/tmp"})";
+    start();
+    std::filesystem::remove(profile_path);
 }

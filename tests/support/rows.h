@@ -17,26 +17,23 @@ public:
     explicit traced(Range&& rows, const char* file = __builtin_FILE(), int line = __builtin_LINE())
         : rows_(std::forward<Range>(rows)), file_(file), line_(line) {}
 
-    template <class Position> struct iterator {
+    struct position {
         traced* owner;
-        Position at;
+        std::size_t index;
 
-        decltype(auto) operator*() const {
-            const auto row = 1 + std::distance(std::begin(owner->rows_), at);
-            owner->trace_.emplace(owner->file_, owner->line_, "row " + std::to_string(row));
-            return *at;
-        }
-        iterator& operator++() {
-            owner->trace_.reset();
-            ++at;
-            return *this;
-        }
-        bool operator!=(const iterator& other) const { return at != other.at; }
+        decltype(auto) operator*() const { return owner->row(index); }
+        void operator++() { ++index; }
+        bool operator!=(position other) const { return index != other.index; }
     };
-    auto begin() { return iterator<decltype(std::begin(rows_))>{this, std::begin(rows_)}; }
-    auto end() { return iterator<decltype(std::end(rows_))>{this, std::end(rows_)}; }
+    position begin() { return {this, 0}; }
+    position end() { return {this, std::size(rows_)}; }
 
 private:
+    decltype(auto) row(std::size_t index) {
+        trace_.emplace(file_, line_, "row " + std::to_string(index + 1));
+        return std::begin(rows_)[static_cast<std::ptrdiff_t>(index)];
+    }
+
     Range rows_;
     const char* const file_;
     const int line_;
