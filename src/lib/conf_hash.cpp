@@ -21,7 +21,7 @@ static_assert(sizeof(conf_hash_node_t) == sizeof(conf_dlq_node_t) + 8);
 
 namespace {
 
-using unique_entry = unique_handle<heap_traits<conf_hash_node_t>>;
+using unique_entry = unique_handle<freed_by<conf_hash_node_t, std::free>>;
 
 char* key_of(conf_hash_node_t* entry) noexcept { return reinterpret_cast<char*>(entry + 1); }
 

@@ -21,12 +21,7 @@ constexpr char log_path[] = "/var/log/conf_plugin.log";
 constexpr long log_limit = 0x200000; // bytes; a longer file is deleted before the next line
 constexpr std::size_t text_room = 256;
 
-struct file_traits {
-    using type = FILE*;
-    static constexpr type empty = nullptr;
-    static void close(type file) noexcept { (void)std::fclose(file); }
-};
-using unique_file = unique_handle<file_traits>;
+using unique_file = unique_handle<freed_by<FILE, std::fclose>>;
 
 bool is_admitted(int level) noexcept {
     return g_log_enable != 0 && level >= DBG_NULL && level < DBG_ALL && level <= g_log_level;

@@ -26,12 +26,7 @@ constexpr char notifier_file[] = "pelmd.notifier.socket";
 constexpr std::size_t longest_file =
     std::max({sizeof agent_file, sizeof plugin_file, sizeof notifier_file}) - 1;
 
-struct json_traits {
-    using type = cJSON*;
-    static constexpr type empty = nullptr;
-    static void close(type tree) noexcept { cJSON_Delete(tree); }
-};
-using unique_json = unique_handle<json_traits>;
+using unique_json = unique_handle<freed_by<cJSON, cJSON_Delete>>;
 
 // A whole file, read-only. Nothing terminates its text.
 class file_mapping {

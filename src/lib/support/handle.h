@@ -46,15 +46,15 @@ struct fd_traits {
     static void close(type fd) noexcept; // keeps errno: the caller may still report why it gave up
 };
 
-// Memory from malloc.
-template <class T> struct heap_traits {
+// What a function frees.
+template <class T, auto free> struct freed_by {
     using type = T*;
     static constexpr type empty = nullptr;
-    static void close(type memory) noexcept { std::free(memory); }
+    static void close(type object) noexcept { (void)free(object); }
 };
 
 using unique_fd = unique_handle<fd_traits>;
-using unique_string = unique_handle<heap_traits<char>>;
+using unique_string = unique_handle<freed_by<char, std::free>>;
 
 // Changes the process's file-creation mask for as long as it lives.
 class umask_guard {

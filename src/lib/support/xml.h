@@ -21,67 +21,31 @@ void clean_xml_document(xmlDoc* doc) noexcept;
 // Overwrites the text in a buffer with zeroes.
 void clean_xml_buffer(xmlBuffer* buffer) noexcept;
 
-struct node_traits {
-    using type = xmlNode*;
-    static constexpr type empty = nullptr;
-    static void close(type node) noexcept { xmlFreeNode(node); }
-};
+// The secret ones overwrite what clean_xml_content() does before they free.
+inline void free_secret(xmlNode* node) noexcept {
+    clean_xml_content(node);
+    xmlFreeNode(node);
+}
+inline void free_secret_list(xmlNode* first) noexcept {
+    clean_xml_content(first);
+    xmlFreeNodeList(first);
+}
+inline void free_secret_doc(xmlDoc* doc) noexcept {
+    clean_xml_document(doc);
+    xmlFreeDoc(doc);
+}
+inline void free_secret_buffer(xmlBuffer* buffer) noexcept {
+    clean_xml_buffer(buffer);
+    xmlBufferFree(buffer);
+}
 
-struct node_list_traits {
-    using type = xmlNode*;
-    static constexpr type empty = nullptr;
-    static void close(type first) noexcept { xmlFreeNodeList(first); }
-};
-
-struct secret_traits {
-    using type = xmlNode*;
-    static constexpr type empty = nullptr;
-    static void close(type node) noexcept {
-        clean_xml_content(node);
-        xmlFreeNode(node);
-    }
-};
-
-struct secret_list_traits {
-    using type = xmlNode*;
-    static constexpr type empty = nullptr;
-    static void close(type first) noexcept {
-        clean_xml_content(first);
-        xmlFreeNodeList(first);
-    }
-};
-
-struct secret_doc_traits {
-    using type = xmlDoc*;
-    static constexpr type empty = nullptr;
-    static void close(type doc) noexcept {
-        clean_xml_document(doc);
-        xmlFreeDoc(doc);
-    }
-};
-
-struct xml_buffer_traits {
-    using type = xmlBuffer*;
-    static constexpr type empty = nullptr;
-    static void close(type buffer) noexcept { xmlBufferFree(buffer); }
-};
-
-struct secret_buffer_traits {
-    using type = xmlBuffer*;
-    static constexpr type empty = nullptr;
-    static void close(type buffer) noexcept {
-        clean_xml_buffer(buffer);
-        xmlBufferFree(buffer);
-    }
-};
-
-using unique_node = unique_handle<node_traits>;
-using unique_node_list = unique_handle<node_list_traits>;
-using secret_node = unique_handle<secret_traits>; // text zeroed, then freed
-using secret_node_list = unique_handle<secret_list_traits>;
-using secret_doc = unique_handle<secret_doc_traits>;
-using unique_xml_buffer = unique_handle<xml_buffer_traits>;
-using secret_xml_buffer = unique_handle<secret_buffer_traits>;
+using unique_node = unique_handle<freed_by<xmlNode, xmlFreeNode>>;
+using unique_node_list = unique_handle<freed_by<xmlNode, xmlFreeNodeList>>;
+using unique_xml_buffer = unique_handle<freed_by<xmlBuffer, xmlBufferFree>>;
+using secret_node = unique_handle<freed_by<xmlNode, free_secret>>;
+using secret_node_list = unique_handle<freed_by<xmlNode, free_secret_list>>;
+using secret_doc = unique_handle<freed_by<xmlDoc, free_secret_doc>>;
+using secret_xml_buffer = unique_handle<freed_by<xmlBuffer, free_secret_buffer>>;
 
 inline bool is_named(const xmlNode* node, const char* name) noexcept {
     return xmlStrcmp(node->name, BAD_CAST name) == 0;
