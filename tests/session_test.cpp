@@ -89,6 +89,18 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
     }
 }
 
+// While there is no log file yet: looking for it must not change what is reported.
+TEST_F(Session, NamesWhatKeptItFromConnecting) {
+    const int silent = conf_plugin_service_enable(); // bound in place of the daemon's
+    EXPECT_EQ(close(silent), 0);
+    std::ofstream("/mnt/squash/local/etc/pelmd/pelmd.conf") << "{}";
+    ASSERT_EQ(_conf_get_file_length("/var/log/conf_plugin.log"), -1);
+    EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
+    EXPECT_EQ(log(), "Connect to pelmd failed(Connection refused).; "
+                     "Initialize context for plugin ntp failed.");
+    std::filesystem::remove("/mnt/squash/local/etc/pelmd/pelmd.conf");
+}
+
 TEST_F(Session, TheDaemonMayGoAtAnyStepOfTheInitialisation) {
     int steps = 1;
     for (bool is_done = false; !is_done; ++steps) {

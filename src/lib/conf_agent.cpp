@@ -106,9 +106,9 @@ int conf_agent_init(void) {
     (void)conf_load_config(nullptr); // without a usable profile the built-in path is right
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!sock)
-        return syslog_failure("[ERROR] Create socket failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Create socket failed(%m).\n");
     if (!connect_path(sock.get(), g_conf_agent_socket))
-        return syslog_failure("[ERROR] Connect to agent sock addr failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Connect to agent sock addr failed(%m).\n");
     syslog_debug("[DEBUG] Agent connect to agent sock addr success.\n");
     return sock.release();
 }
@@ -122,12 +122,12 @@ void conf_agent_exit(int sock) {
 int conf_agent_service_enable(void) {
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!sock)
-        return syslog_failure("[ERROR] Create agent socket failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Create agent socket failed(%m).\n");
     if (!bind_path(sock.get(), g_conf_agent_socket))
-        return syslog_failure("[ERROR] Bind agent socket failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Bind agent socket failed(%m).\n");
     give_to_sudo(g_conf_agent_socket);
     if (listen(sock.get(), backlog) < 0)
-        return syslog_failure("[ERROR] Listen agent socket failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Listen agent socket failed(%m).\n");
     if (conf_non_block_fd(sock.get()) < 0)
         return syslog_failure("[ERROR] Set agent service socket to nonblock failed.\n");
     return sock.release();
@@ -146,7 +146,7 @@ int conf_agent_build_session(conf_buffer_t** buffer, int msg_seq) {
     errno = 0; // stays so when the user is just unknown
     const passwd* user = getpwuid(getuid());
     if (user == nullptr)
-        return syslog_failure("[ERROR] Get login user information failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Get login user information failed(%m).\n");
     xmlNode* session = rpc.get()->children;
     if (add_text(session, "username", user->pw_name) == nullptr)
         return child_failure("username");

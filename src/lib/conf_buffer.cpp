@@ -63,8 +63,8 @@ conf_buffer_t* conf_buffer_expand(conf_buffer_t* buf, int len) noexcept {
     // ones are zero, and what was removed earlier lies where the added bytes come to stand.
     void* moved = mremap(buf, mapping_bytes(buf), bytes(length), MREMAP_MAYMOVE);
     if (moved == MAP_FAILED)
-        return syslog_failure("[ERROR] Allocate %d byte(s) memory failed(%s).\n",
-                              static_cast<int>(length), errno_text());
+        return syslog_failure("[ERROR] Allocate %d byte(s) memory failed(%m).\n",
+                              static_cast<int>(length));
     auto* grown = static_cast<conf_buffer_t*>(moved);
     set_capacity(grown, length);
     return grown;
@@ -137,7 +137,7 @@ conf_buffer_t* conf_buffer_create(int size) {
     void* memory =
         mmap(nullptr, bytes(length), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Allocate memory failed(%m).\n");
     auto* buf = static_cast<conf_buffer_t*>(memory); // anonymous pages come zeroed
     set_capacity(buf, length);
     return buf;

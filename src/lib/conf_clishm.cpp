@@ -82,17 +82,15 @@ bool use_existing_slots() noexcept {
 int find_table() noexcept {
     const key_t key = table_key();
     if (key == no_key)
-        return syslog_failure("[ERROR] Generated share memory key failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Generated share memory key failed(%m).\n");
     client_info.shmid = shmget(key, 0, access_mode);
     if (client_info.shmid < 0)
-        return syslog_failure("[ERROR] Get share memory of client-info failed(%s).\n",
-                              errno_text());
+        return syslog_failure("[ERROR] Get share memory of client-info failed(%m).\n");
     client_info.semid = semget(key, 0, access_mode);
     if (client_info.semid < 0)
-        return syslog_failure("[ERROR] Get semaphore of client-info failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Get semaphore of client-info failed(%m).\n");
     if (!map_segment() || !use_existing_slots())
-        return syslog_failure("[ERROR] Attach share memory of client-info failed(%s).\n",
-                              errno_text());
+        return syslog_failure("[ERROR] Attach share memory of client-info failed(%m).\n");
     return 0;
 }
 
@@ -117,7 +115,7 @@ bool conf_clishm_lock() noexcept {
     while (move_semaphore(-1) < 0) {
         if (errno == EINTR)
             continue;
-        syslog_warning("[WARN] Try to lock share memory failed(%s).\n", errno_text());
+        syslog_warning("[WARN] Try to lock share memory failed(%m).\n");
         return false;
     }
     return true;
@@ -125,7 +123,7 @@ bool conf_clishm_lock() noexcept {
 
 void conf_clishm_unlock() noexcept {
     if (move_semaphore(1) < 0)
-        syslog_warning("[WARN] Unlock share memory failed(%s).\n", errno_text());
+        syslog_warning("[WARN] Unlock share memory failed(%m).\n");
 }
 
 // The table for the time of one call: attached, unless the process is anyway, and locked.
@@ -193,38 +191,34 @@ int create_segment(key_t key, int max_num) noexcept {
     const std::size_t bytes = count_bytes + sizeof(conf_cli_info_t) * static_cast<u32_t>(max_num);
     const int shmid = shmget(key, bytes, IPC_CREAT | IPC_EXCL | access_mode);
     if (shmid < 0)
-        return syslog_failure("[ERROR] Allocate share memory for client-info failed(%s).\n",
-                              errno_text());
+        return syslog_failure("[ERROR] Allocate share memory for client-info failed(%m).\n");
     // A table that this process still holds has lost its key: the profile was replaced, or some
     // other process removed it.
     if (client_info.info != nullptr)
         conf_clishm_destroy();
     client_info.shmid = shmid;
     if (!map_segment())
-        return syslog_failure("[ERROR] Attach share memory of client-info failed(%s).\n",
-                              errno_text());
+        return syslog_failure("[ERROR] Attach share memory of client-info failed(%m).\n");
     return 0;
 }
 
 int create_semaphore(key_t key) noexcept {
     client_info.semid = semget(key, 1, IPC_CREAT | IPC_EXCL | access_mode);
     if (client_info.semid < 0)
-        return syslog_failure("[ERROR] Allocate semaphore for client-info failed(%s).\n",
-                              errno_text());
+        return syslog_failure("[ERROR] Allocate semaphore for client-info failed(%m).\n");
     const union {
         int val;
         semid_ds* buf; // gives the union the size that semctl() expects
     } unlocked{.val = 1};
     if (semctl(client_info.semid, 0, SETVAL, unlocked) < 0)
-        return syslog_failure("[ERROR] Initailize semaphore for client-info failed(%s).\n",
-                              errno_text());
+        return syslog_failure("[ERROR] Initailize semaphore for client-info failed(%m).\n");
     return 0;
 }
 
 int create_table(int max_num) noexcept {
     const key_t key = table_key();
     if (key == no_key)
-        return syslog_failure("[ERROR] Generated share memory key failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Generated share memory key failed(%m).\n");
     if (create_segment(key, max_num) < 0 || create_semaphore(key) < 0)
         return -1;
     (void)memcpy_s(client_info.addr, count_bytes, &max_num, sizeof max_num);

@@ -26,7 +26,7 @@ int conf_dbg_enable(int /*level*/, char* filename) {
     if (filename != nullptr) {
         log_file = std::fopen(filename, "a+e");
         if (log_file == nullptr)
-            return syslog_failure("[ERROR] Open file failed(%s).\n", errno_text());
+            return syslog_failure("[ERROR] Open file failed(%m).\n");
     }
     if (!mutex_is_live) // a mutex in use must not be made again
         mutex_is_live = pthread_mutex_init(&out_mutex, nullptr) == 0;

@@ -60,7 +60,7 @@ conf_hash_node_t* new_entry(std::uint64_t key_bytes, u32_t v_len) noexcept {
         return syslog_failure("[ERROR] Allocate memory size is less than 0.\n");
     void* memory = std::malloc(static_cast<std::size_t>(size));
     if (memory == nullptr)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Allocate memory failed(%m).\n");
     return static_cast<conf_hash_node_t*>(memory);
 }
 
@@ -75,7 +75,7 @@ conf_hash_tbl_t* conf_hash_create(u32_t bucket_num) {
     const auto block = static_cast<std::size_t>(size);
     auto* hash_tbl = static_cast<conf_hash_tbl_t*>(std::malloc(block));
     if (hash_tbl == nullptr)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Allocate memory failed(%m).\n");
     (void)memset_s(hash_tbl, block, 0, block);
     hash_tbl->num = bucket_num;
     hash_tbl->seed = conf_hash_seed(bucket_num);

@@ -36,23 +36,23 @@ bool is_space(char byte) noexcept { return std::isspace(static_cast<unsigned cha
 int conf_non_block_fd(int fd) {
     const int flags = fcntl(fd, F_GETFL);
     if (flags < 0)
-        return syslog_failure("[ERROR] Get options of fd(%d) failed(%s).\n", fd, errno_text());
+        return syslog_failure("[ERROR] Get options of fd(%d) failed(%m).\n", fd);
     if (fcntl(fd, F_SETFL, flags | O_NONBLOCK) < 0)
-        return syslog_failure("[ERROR] Set options of fd(%d) failed(%s).\n", fd, errno_text());
+        return syslog_failure("[ERROR] Set options of fd(%d) failed(%m).\n", fd);
     return 0;
 }
 
 int conf_event_add(int epfd, int fd, int event, int para) {
     if (set_interest(epfd, EPOLL_CTL_ADD, fd, event, para) < 0)
-        return syslog_failure("[ERROR] Add event(fd=%d, event=%d, para=%d) failed(%s).\n", fd,
-                              event, para, errno_text());
+        return syslog_failure("[ERROR] Add event(fd=%d, event=%d, para=%d) failed(%m).\n", fd,
+                              event, para);
     return 0;
 }
 
 int conf_event_reset(int epfd, int fd, int event, int para) {
     if (set_interest(epfd, EPOLL_CTL_MOD, fd, event, para) < 0)
-        return syslog_failure("[ERROR] Reset event(fd=%d, event=%d, para=%d) failed(%s).\n", fd,
-                              event, para, errno_text());
+        return syslog_failure("[ERROR] Reset event(fd=%d, event=%d, para=%d) failed(%m).\n", fd,
+                              event, para);
     return 0;
 }
 

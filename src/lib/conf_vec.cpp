@@ -54,7 +54,7 @@ conf_vec_t* conf_vector_create(u32_t size) {
         return syslog_failure("[ERROR] Error input parameter(size=%d).\n", static_cast<int>(size));
     conf_vec_t* vector = new_vector(size);
     if (vector == nullptr)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", errno_text());
+        return syslog_failure("[ERROR] Allocate memory failed(%m).\n");
     return vector;
 }
 
@@ -79,7 +79,7 @@ int conf_vector_add(conf_vec_t** vector, void* data) {
     if (idx == (*vector)->size) {
         conf_vec_t* grown = doubled(*vector);
         if (grown == nullptr)
-            return syslog_failure("[ERROR] Malloc memory failed(%s).\n", errno_text());
+            return syslog_failure("[ERROR] Malloc memory failed(%m).\n");
         std::free(*vector);
         *vector = grown;
     }

@@ -77,7 +77,7 @@ void serve_events(const conf_plugin_context_t* ctxt, int epoll) noexcept {
         if (count < 0 && errno == EINTR)
             continue;
         if (count <= 0) {
-            (void)plugin_failure("Epoll wait failed(%s).", log_errno_text());
+            (void)plugin_failure("Epoll wait failed(%m).");
             return;
         }
         if (event.events != EPOLLIN) {

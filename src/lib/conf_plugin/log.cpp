@@ -36,9 +36,9 @@ void delete_long_log() noexcept {
 }
 
 // The stream has room for the longest line, whatever memory there is, so that each line reaches the
-// file in one write.
-[[gnu::format(printf, 2, 0)]] void write_line(int level, const char* format,
-                                              va_list arguments) noexcept {
+// file in one write. The format may ask for error, which all calls on the way there may change.
+[[gnu::format(printf, 2, 0)]] void write_line(int level, const char* format, va_list arguments,
+                                              int error) noexcept {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     (void)localtime_r(&now, &local);
@@ -49,6 +49,7 @@ void delete_long_log() noexcept {
     if (!file || setvbuf(file.get(), line, _IOFBF, sizeof line) != 0 ||
         memset_s(text, sizeof text, 0, sizeof text) < 0 || format == nullptr)
         return;
+    errno = error;
     (void)vsprintf_s(text, sizeof text, format, arguments); // what does not fit leaves it empty
     char stamp[64];
     (void)snprintf_s(stamp, sizeof stamp, sizeof stamp - 1, "%04d-%02d-%02d %02d:%02d:%02d",
@@ -64,7 +65,7 @@ void delete_long_log() noexcept {
     if (!is_admitted(level))
         return;
     const int saved = errno; // the caller may still report why it gave up
-    write_line(level, format, arguments);
+    write_line(level, format, arguments, saved);
     errno = saved;
 }
 
@@ -77,8 +78,6 @@ failure plugin_failure(const char* format, ...) noexcept {
     va_end(arguments);
     return {};
 }
-
-const char* log_errno_text() noexcept { return g_log_level >= DBG_ERROR ? errno_text() : ""; }
 
 } // namespace conf
 

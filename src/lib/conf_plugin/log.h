@@ -6,12 +6,9 @@
 
 namespace conf {
 
-// Writes to the plugin log at DBG_ERROR; _conf_write_log() serves the other levels.
+// Writes to the plugin log at DBG_ERROR; _conf_write_log() serves the other levels. In both, %m is what
+// errno said when they were called.
 [[gnu::format(printf, 1, 2)]] failure plugin_failure(const char* format, ...) noexcept;
-
-// What errno says, in words, for plugin_failure(); empty while no line of it would be written: looking
-// words up touches the message catalogue and pages that an untroubled process never needs.
-const char* log_errno_text() noexcept;
 
 // How a text that may be missing stands in a log line.
 inline const char* shown(const char* text) noexcept { return text != nullptr ? text : "(null)"; }

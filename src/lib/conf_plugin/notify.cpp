@@ -20,7 +20,7 @@ int open_socket() noexcept { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0
 int judge(const char* name, ssize_t sent, std::size_t length) noexcept {
     if (sent == static_cast<ssize_t>(length))
         return 0;
-    return plugin_failure("Send notification %s failed failed(%s).", name, log_errno_text());
+    return plugin_failure("Send notification %s failed failed(%m).", name);
 }
 
 // Sends text with its zero byte; note logs what the system made of it.
@@ -31,7 +31,7 @@ int send_text(const char* name, const char* text, int flags, Note note) noexcept
                               static_cast<const void*>(name), static_cast<const void*>(text));
     unique_fd sock{open_socket()};
     if (!sock)
-        return plugin_failure("Create notifier socket failed(%s).", log_errno_text());
+        return plugin_failure("Create notifier socket failed(%m).");
     const std::size_t length = strlen(text) + 1;
     const ssize_t sent = send_to_path(sock.get(), g_conf_notifier_socket, text, length, flags);
     note(static_cast<int>(sent));
@@ -55,7 +55,7 @@ int econf_notify(const char* name, xmlNode* data) {
         return plugin_failure("get content from xmlbuf fail.");
     const unique_fd sock{open_socket()};
     if (!sock)
-        return plugin_failure("Create notification socket failed(%s).", log_errno_text());
+        return plugin_failure("Create notification socket failed(%m).");
     const auto length = static_cast<std::size_t>(xmlBufferLength(text.get()));
     const ssize_t sent = send_to_path(sock.get(), g_conf_notifier_socket, content, length, 0);
     return judge(name, sent, length);

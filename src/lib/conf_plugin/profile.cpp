@@ -85,8 +85,7 @@ int apply_working_dir(const char* directory, char** workding_dir) noexcept {
     if (workding_dir != nullptr) {
         unique_string copy{strdup(directory)};
         if (!copy)
-            return plugin_failure("Copy the working-dir(%s) failed(%s).", directory,
-                                  log_errno_text());
+            return plugin_failure("Copy the working-dir(%s) failed(%m).", directory);
         std::free(*workding_dir);
         *workding_dir = copy.release();
     }
@@ -104,15 +103,13 @@ using namespace conf;
 int conf_load_config(char** workding_dir) {
     unique_fd file{open(profile_path, O_RDONLY | O_CLOEXEC)};
     if (!file)
-        return plugin_failure("Open default-pelmd-profile(%s) failed(%s).", profile_path,
-                              log_errno_text());
+        return plugin_failure("Open default-pelmd-profile(%s) failed(%m).", profile_path);
     struct stat status;
     if (fstat(file.get(), &status) < 0 || status.st_size == 0)
         return plugin_failure("Pelmd's default-pelmd-profile is invalid.");
     const file_mapping mapping{file.get(), static_cast<std::size_t>(status.st_size)};
     if (!mapping)
-        return plugin_failure("Mapping default-pelmd-profile to memory failed(%s).",
-                              log_errno_text());
+        return plugin_failure("Mapping default-pelmd-profile to memory failed(%m).");
     const std::string_view text = mapping.text();
     const char* stop = nullptr;
     const unique_json profile{cJSON_ParseWithLengthOpts(text.data(), text.size(), &stop, 0)};

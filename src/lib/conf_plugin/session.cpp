@@ -31,9 +31,9 @@ template <class Entry> u32_t count_entries(const Entry* entries) noexcept {
 int _connect_to_pelmd() noexcept {
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     if (!sock)
-        return plugin_failure("Create socket failed(%s).", log_errno_text());
+        return plugin_failure("Create socket failed(%m).");
     if (!connect_path(sock.get(), g_conf_plugin_socket))
-        return plugin_failure("Connect to pelmd failed(%s).", log_errno_text());
+        return plugin_failure("Connect to pelmd failed(%m).");
     if (conf_non_block_fd(sock.get()) < 0)
         return plugin_failure("Set connect to pelmd sock to nonblock failed.");
     return sock.release();

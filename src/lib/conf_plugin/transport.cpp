@@ -98,9 +98,10 @@ std::uint32_t next_events(int epoll, int timeout_ms) noexcept {
             left = static_cast<int>(std::max(end - now_ms(), 0LL));
             continue;
         }
-        if (count <= 0)
-            (void)plugin_failure("Epoll wait failed(%s).",
-                                 count == 0 ? "timeout" : log_errno_text());
+        if (count < 0)
+            (void)plugin_failure("Epoll wait failed(%m).");
+        else if (count == 0)
+            (void)plugin_failure("Epoll wait failed(%s).", "timeout");
         else if ((event.events & connection_lost) != 0)
             (void)plugin_failure("An error epoll event occur(0x%x).", event.events);
         else
@@ -190,12 +191,12 @@ xmlNode* new_result() noexcept {
 int watch_socket(int sock, std::uint32_t events) noexcept {
     unique_fd epoll{epoll_create1(EPOLL_CLOEXEC)};
     if (!epoll)
-        return plugin_failure("Create epoll fd failed(%s).", log_errno_text());
+        return plugin_failure("Create epoll fd failed(%m).");
     epoll_event interest{};
     interest.events = events;
     interest.data.fd = sock;
     if (epoll_ctl(epoll.get(), EPOLL_CTL_ADD, sock, &interest) < 0)
-        return plugin_failure("Add socket to epoll fd failed(%s).", log_errno_text());
+        return plugin_failure("Add socket to epoll fd failed(%m).");
     return epoll.release();
 }
 
@@ -226,7 +227,7 @@ int _send_message(conf_plugin_data* plugin) noexcept {
     if (written < 0 && errno == EAGAIN)
         return 0;
     if (written < 0)
-        return plugin_failure("Send message to pelmd failed(%s).", log_errno_text());
+        return plugin_failure("Send message to pelmd failed(%m).");
     _conf_write_log(DBG_INFO, "Send message to pelmd.");
     if (static_cast<std::size_t>(written) < rest) {
         ctxt->send_pos += static_cast<u32_t>(written);
@@ -249,7 +250,7 @@ int _recv_message(conf_plugin_data* plugin, bool_t* ready) noexcept {
         if (count == 0 || (count < 0 && errno == EAGAIN))
             return 0;
         if (count < 0) {
-            (void)plugin_failure("Read message from pelmd failed(%s).", log_errno_text());
+            (void)plugin_failure("Read message from pelmd failed(%m).");
             return receive_failure(ctxt);
         }
         const int bytes = static_cast<int>(count);

@@ -1,8 +1,6 @@
 #include "support/report.h"
 
-#include <cerrno>
 #include <cstdarg>
-#include <cstring>
 
 namespace conf {
 
@@ -28,7 +26,5 @@ void syslog_debug(const char* format, ...) noexcept {
     vsyslog(LOG_USER | LOG_DEBUG, format, arguments);
     va_end(arguments);
 }
-
-const char* errno_text() noexcept { return std::strerror(errno); }
 
 } // namespace conf

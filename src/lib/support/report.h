@@ -17,7 +17,7 @@ struct failure {
 };
 
 // Writes to syslog at priority LOG_USER | LOG_ERR. The text is given whole, "[ERROR] " and the line
-// ending included, so that a search for words of a log finds its place.
+// ending included, so that a search for words of a log finds its place. %m is what errno says.
 [[gnu::format(printf, 1, 2)]] failure syslog_failure(const char* format, ...) noexcept;
 
 // As above, for "[WARN] " at LOG_USER | LOG_WARNING.
@@ -25,8 +25,5 @@ struct failure {
 
 // As above, for "[DEBUG] " at LOG_USER | LOG_DEBUG.
 [[gnu::format(printf, 1, 2)]] void syslog_debug(const char* format, ...) noexcept;
-
-// What errno says, in words.
-const char* errno_text() noexcept;
 
 } // namespace conf
