@@ -89,7 +89,7 @@ void receive(input& in) {
     if (!is_whole)
         return;
     buffer transport(bytes);
-    const conf::secret_node same{conf::_take_message(transport.handle)};
+    const conf::secret_node same{conf::take_message(transport.handle)};
     const std::string_view room(transport.handle->buf,
                                 static_cast<std::size_t>(transport.handle->total));
     require(room.find_last_not_of('\0') + 1 <= transport.bytes().size()); // wiped behind the rest

@@ -138,17 +138,17 @@ TEST_F(Buffer, IsAsBeforeWithoutMemory) {
 
 TEST_F(Buffer, GivesOutRoomUpToTheTerminator) {
     append("abc");
-    EXPECT_EQ(conf::_buffer_room(buf_, 4084), buf_->buf + 3);
-    EXPECT_EQ(conf::_buffer_room(buf_, 4085), nullptr);
+    EXPECT_EQ(conf::buffer_room(buf_, 4084), buf_->buf + 3);
+    EXPECT_EQ(conf::buffer_room(buf_, 4085), nullptr);
 }
 
 TEST_F(Buffer, GivesPagesBackOrServesAsItIs) {
     append(std::string(70000, 'x'));
     std::optional<fault> stays(std::in_place, call::mremap, EAGAIN);
-    conf::_buffer_consume(buf_, 69000);
+    conf::buffer_consume(buf_, 69000);
     stays.reset();
     expect(std::string(1000, 'x'), 131064);
-    conf::_buffer_consume(buf_, 1);
+    conf::buffer_consume(buf_, 1);
     expect(std::string(999, 'x'), 4088);
 }
 
@@ -159,10 +159,10 @@ TEST_F(Buffer, LeavesNothingOfWhatItHeld) {
     append(secrets);
     conf_buffer_remove(buf_, 1000, INT_MAX); // which still lies there
     const secret_watch watch;
-    conf::_buffer_cut(&buf_, 500);
+    conf::buffer_cut(&buf_, 500);
     expect(secrets.substr(500, 500), 4088);
     const conf_buffer_t* const page = buf_;
-    conf::_buffer_cut(&buf_, 100);
+    conf::buffer_cut(&buf_, 100);
     EXPECT_EQ(buf_, page); // rather than another one
     expect(secrets.substr(600, 400), 4088);
     conf_buffer_flush(buf_);

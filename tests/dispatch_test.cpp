@@ -1,7 +1,7 @@
 // The daemon's requests: which callback each reaches, with what, and what it is answered with.
 #include "support/plugin.h"
 
-#include "conf_plugin/registry.h"
+#include "conf_plugin/context.h"
 
 #include <csignal>
 #include <cstdlib>

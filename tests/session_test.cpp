@@ -1,8 +1,8 @@
 // A plugin's way from registration to its end.
 #include "support/plugin.h"
 
+#include "conf_plugin/context.h"
 #include "conf_plugin/registry.h"
-#include "conf_plugin/session.h"
 #include "support/profile.h"
 
 #include <fcntl.h>

@@ -1,8 +1,9 @@
 // Frames over a plugin's connection, and the two waits that the rest is built on.
 #include "support/plugin.h"
 
+#include "conf_plugin/context.h"
+#include "conf_plugin/exchange.h"
 #include "conf_plugin/registry.h"
-#include "conf_plugin/session.h"
 #include "conf_plugin/transport.h"
 
 #include <chrono>

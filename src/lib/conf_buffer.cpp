@@ -18,28 +18,7 @@ static_assert(offsetof(conf_buffer_t, buf) == 8 && sizeof(conf_buffer_t) == 8);
 
 namespace {
 
-constexpr std::int64_t page_bytes = 4096;
-constexpr std::int64_t counter_bytes = offsetof(conf_buffer_t, buf);
 constexpr std::int64_t headroom_bytes = 0x20000;
-
-constexpr std::size_t bytes(std::int64_t count) noexcept { return static_cast<std::size_t>(count); }
-
-constexpr std::int64_t round_up_to_page(std::int64_t length) noexcept {
-    return (length + page_bytes - 1) / page_bytes * page_bytes;
-}
-
-// What a mapping needs for its counters, its content and the zero byte behind it.
-constexpr std::int64_t bytes_with(std::int64_t content) noexcept {
-    return counter_bytes + content + 1;
-}
-
-std::size_t mapping_bytes(const conf_buffer_t* buf) noexcept {
-    return bytes(counter_bytes + buf->total);
-}
-
-void set_capacity(conf_buffer_t* buf, std::int64_t mapping) noexcept {
-    buf->total = static_cast<int>(mapping - counter_bytes);
-}
 
 // The smallest growth is to the headroom itself. Above it a small addition brings as much again, so
 // that a stream of them seldom moves the buffer; a large one gets just what it needs.
@@ -85,50 +64,11 @@ int put(conf_buffer_t** handle, int offset, const void* context, int len) noexce
     return 0;
 }
 
-// A buffer shrinks when it is at most half full. None is smaller than a page less its counters, 4088,
-// so that of one page counts as well.
-bool is_half_empty(const conf_buffer_t* buf) noexcept {
-    return buf->total > 4087 && buf->total >= std::int64_t{buf->used} * 2;
-}
-
 bool can_put(conf_buffer_t** buf, const void* context, int len) noexcept {
     return buf != nullptr && *buf != nullptr && context != nullptr && len >= 0;
 }
 
 } // namespace
-
-namespace conf {
-
-char* _buffer_room(conf_buffer_t* buf, int len) noexcept {
-    return len < buf->total - buf->used ? buf->buf + buf->used : nullptr;
-}
-
-void _buffer_added(conf_buffer_t* buf, int count) noexcept {
-    buf->used += count;
-    buf->buf[buf->used] = '\0';
-}
-
-void _buffer_consume(conf_buffer_t* buf, int len) noexcept {
-    const int left = buf->used - len;
-    (void)memmove_s(buf->buf, bytes(buf->used), buf->buf + len, bytes(left));
-    (void)memset_s(buf->buf + left, bytes(len), 0, bytes(len));
-    buf->used = left;
-    const std::int64_t length = round_up_to_page(bytes_with(left));
-    if (!is_half_empty(buf) || bytes(length) == mapping_bytes(buf))
-        return;
-    if (mremap(buf, mapping_bytes(buf), bytes(length), 0) == MAP_FAILED)
-        return; // the buffer serves as it is
-    set_capacity(buf, length);
-}
-
-void _buffer_cut(conf_buffer_t** buf, int len) noexcept {
-    if (mapping_bytes(*buf) == bytes(page_bytes))
-        return _buffer_consume(*buf, len);
-    conf_buffer_remove(*buf, 0, len);
-    conf_buffer_slim(buf);
-}
-
-} // namespace conf
 
 conf_buffer_t* conf_buffer_create(int size) {
     const std::int64_t length = round_up_to_page(bytes_with(size));
@@ -146,7 +86,7 @@ conf_buffer_t* conf_buffer_create(int size) {
 void conf_buffer_destroy(conf_buffer_t* buf) {
     if (buf == nullptr)
         return;
-    (void)memset_s(buf->buf, bytes(buf->total), 0, bytes(buf->total));
+    wipe(buf->buf, bytes(buf->total));
     (void)munmap(buf, mapping_bytes(buf)); // a whole mapping of our own cannot fail to go
 }
 
@@ -169,8 +109,8 @@ int conf_buffer_append(conf_buffer_t** buf, void* context, int len) {
 
 void conf_buffer_remove(conf_buffer_t* buf, int start, int len) {
     if (buf == nullptr || start < 0 || len <= 0 || start >= buf->used) {
-        (void)syslog_failure("[ERROR] Error input parameter(buf=%p, start=%d, len=%d).\n",
-                             static_cast<void*>(buf), start, len);
+        syslog_failure("[ERROR] Error input parameter(buf=%p, start=%d, len=%d).\n",
+                       static_cast<void*>(buf), start, len);
         return;
     }
     const int left = buf->used - start; // compared without the sum of start and len, which may wrap
@@ -193,7 +133,7 @@ void conf_buffer_flush(conf_buffer_t* buf) {
 
 void conf_buffer_slim(conf_buffer_t** buf) {
     if (buf == nullptr || *buf == nullptr) {
-        (void)syslog_failure("[ERROR] Error input parameter(buf=%p).\n", static_cast<void*>(buf));
+        syslog_failure("[ERROR] Error input parameter(buf=%p).\n", static_cast<void*>(buf));
         return;
     }
     conf_buffer_t* old = *buf;
@@ -216,7 +156,7 @@ void* conf_buffer_data(conf_buffer_t* buf) {
 
 int conf_buffer_length(conf_buffer_t* buf) {
     if (buf == nullptr) {
-        (void)syslog_failure("[ERROR] Error input parameter.\n");
+        syslog_failure("[ERROR] Error input parameter.\n");
         return 0;
     }
     return buf->used;

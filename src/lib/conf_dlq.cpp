@@ -33,7 +33,7 @@ void make_empty(conf_dlq_list_t* list) noexcept {
 
 void conf_dlq_init(conf_dlq_list_t* list) {
     if (list == nullptr) {
-        (void)syslog_failure("[ERROR] Error input parameter.\n");
+        syslog_failure("[ERROR] Error input parameter.\n");
         return;
     }
     make_empty(list);
@@ -41,8 +41,8 @@ void conf_dlq_init(conf_dlq_list_t* list) {
 
 void conf_dlq_free(conf_dlq_list_t* list, void (*free_func)(void* node)) {
     if (list == nullptr || free_func == nullptr) {
-        (void)syslog_failure("[ERROR] Error input parameter(list=%p, free_func=%p).\n",
-                             address(list), reinterpret_cast<void*>(free_func));
+        syslog_failure("[ERROR] Error input parameter(list=%p, free_func=%p).\n", address(list),
+                       reinterpret_cast<void*>(free_func));
         return;
     }
     for (conf_dlq_node_t* node = list->head; node != nullptr;) {

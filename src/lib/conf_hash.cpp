@@ -76,7 +76,7 @@ conf_hash_tbl_t* conf_hash_create(u32_t bucket_num) {
     auto* hash_tbl = static_cast<conf_hash_tbl_t*>(std::malloc(block));
     if (hash_tbl == nullptr)
         return syslog_failure("[ERROR] Allocate memory failed(%m).\n");
-    (void)memset_s(hash_tbl, block, 0, block);
+    wipe(hash_tbl, block);
     hash_tbl->num = bucket_num;
     hash_tbl->seed = conf_hash_seed(bucket_num);
     return hash_tbl;

@@ -19,7 +19,7 @@ namespace {
 
 int set_interest(int epfd, int action, int fd, int event, int para) noexcept {
     epoll_event interest;
-    (void)memset_s(&interest, sizeof interest, 0, sizeof interest);
+    wipe(&interest, sizeof interest);
     interest.events = EPOLLET | EPOLLRDHUP;
     if ((event & CONF_EVENT_IN) != 0)
         interest.events |= EPOLLIN;

@@ -25,7 +25,7 @@ conf_vec_t* new_vector(u32_t size) noexcept {
     auto* vector = static_cast<conf_vec_t*>(std::malloc(block));
     if (vector == nullptr)
         return nullptr;
-    (void)memset_s(vector, block, 0, block);
+    wipe(vector, block);
     vector->size = size;
     return vector;
 }
@@ -60,7 +60,7 @@ conf_vec_t* conf_vector_create(u32_t size) {
 
 void conf_vector_destroy(conf_vec_t* vector, void (*free_func)(void* data)) {
     if (vector == nullptr) {
-        (void)syslog_failure("[ERROR] Error input parameter.\n");
+        syslog_failure("[ERROR] Error input parameter.\n");
         return;
     }
     for (u32_t idx = 0; free_func != nullptr && idx < vector->size; ++idx)
@@ -104,8 +104,7 @@ int conf_vector_remove(conf_vec_t* vector, u32_t idx) {
 
 int conf_vector_size(conf_vec_t* vector) {
     if (vector == nullptr) {
-        (void)syslog_failure("[ERROR] Error input parameter(vector=%p).\n",
-                             static_cast<void*>(vector));
+        syslog_failure("[ERROR] Error input parameter(vector=%p).\n", static_cast<void*>(vector));
         return 0;
     }
     return static_cast<int>(vector->size);

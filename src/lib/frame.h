@@ -22,7 +22,7 @@ frame_fault append_frame(conf_buffer_t** out, xmlNode* root, u16_t seq) noexcept
 // A word of the header at the front of a buffer that holds one; it may lie at any address.
 inline u32_t front_word(const conf_buffer_t* buf, std::size_t offset) noexcept {
     u32_t word;
-    (void)memcpy_s(&word, sizeof word, buf->buf + offset, sizeof word);
+    copy_from(word, buf->buf + offset);
     return word;
 }
 inline u32_t front_magic(const conf_buffer_t* buf) noexcept {
@@ -34,7 +34,7 @@ inline u32_t front_length(const conf_buffer_t* buf) noexcept {
 
 inline u16_t front_seq(const conf_buffer_t* buf) noexcept {
     u16_t seq;
-    (void)memcpy_s(&seq, sizeof seq, buf->buf + offsetof(msg_head_t, seq), sizeof seq);
+    copy_from(seq, buf->buf + offsetof(msg_head_t, seq));
     return seq;
 }
 

@@ -5,11 +5,12 @@
 // served; when it is not, nothing of it is touched, the request gets no answer, and the loop ends.
 #include "conf_api.h"
 #include "conf_misc.h"
+#include "conf_plugin/context.h"
+#include "conf_plugin/exchange.h"
 #include "conf_plugin/log.h"
 #include "conf_plugin/message.h"
 #include "conf_plugin/paths.h"
 #include "conf_plugin/registry.h"
-#include "conf_plugin/session.h"
 #include "conf_plugin/transport.h"
 #include "support/xml.h"
 
@@ -53,8 +54,7 @@ void record_result(conf_plugin_data* plugin, int result) noexcept {
 
 void send_publish_reply(conf_plugin_data* plugin, u32_t msgid) noexcept {
     if (_plugin_single_reply_send(plugin, msgid) < 0)
-        (void)plugin_failure("Plugin %s send reply for publish rpc failed.",
-                             plugin->plugin_ctxt->name);
+        plugin_failure("Plugin %s send reply for publish rpc failed.", plugin->plugin_ctxt->name);
 }
 
 constexpr const char* no_result = "New <result> xml node failed.";
@@ -75,7 +75,7 @@ bool send_result(conf_plugin_data* plugin, xmlNode* result, const char* fault,
         return false;
     }
     if (_syn_send_reply(plugin, reply.get()) < 0)
-        (void)plugin_failure("Send reply message to pelmd failed.");
+        plugin_failure("Send reply message to pelmd failed.");
     return true;
 }
 
@@ -102,7 +102,7 @@ bool read_change(const xmlNode* info, config_change* change) noexcept {
         } else if (is_named(child, "path")) {
             change->path.reset(datastore_path_rm_quotes(strdup(text)));
             if (!change->path) {
-                (void)plugin_failure("Duplicated path %s failed.", text);
+                plugin_failure("Duplicated path %s failed.", text);
                 return false;
             }
         }
@@ -212,7 +212,7 @@ void _publish_operate_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlN
     if (result == 0 && send_operation_result(plugin, output, msgid))
         return;
     if (_plugin_single_reply_send(plugin, msgid) < 0)
-        (void)plugin_failure("Plugin %s send error-reply failed.", plugin->plugin_ctxt->name);
+        plugin_failure("Plugin %s send error-reply failed.", plugin->plugin_ctxt->name);
 }
 
 void _method_publish_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {
@@ -320,7 +320,7 @@ void _method_kickoff_proc(conf_plugin_data* plugin, xmlNode* /*params*/, u32_t m
     ctxt->err_code = 0;
     if (ctxt->err_msg != nullptr && ctxt->err_msg != def_err_msg) {
         _conf_write_log(DBG_WARN, "Plugin kickoff have error %s now.", ctxt->err_msg);
-        error_text_traits::close(std::exchange(ctxt->err_msg, nullptr));
+        free_error_text(std::exchange(ctxt->err_msg, nullptr));
     }
     send_publish_reply(plugin, msgid);
 }
@@ -330,8 +330,8 @@ void _method_default_proc(conf_plugin_data* plugin, const char* method, u32_t ms
         return;
     _plugin_set_error(plugin, -1, "Method <%s> doesn't be supported", method);
     if (_plugin_single_reply_send(plugin, msgid) < 0)
-        (void)plugin_failure("Plugin %s send reply for %s rpc failed.", plugin->plugin_ctxt->name,
-                             method);
+        plugin_failure("Plugin %s send reply for %s rpc failed.", plugin->plugin_ctxt->name,
+                       method);
 }
 
 void serve(conf_plugin_data* plugin, const char* method, xmlNode* params, u32_t msgid) noexcept {
@@ -348,7 +348,7 @@ void serve(conf_plugin_data* plugin, const char* method, xmlNode* params, u32_t 
 // Paths and filters point into the request, so it is wiped once the answer has been sent.
 void serve_frame(conf_plugin_data* plugin) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const secret_node rpc{_take_message(ctxt->recv_buf)};
+    const secret_node rpc{take_message(ctxt->recv_buf)};
     if (!rpc) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse message failed.", ctxt->name);
         return;
@@ -370,7 +370,7 @@ using namespace conf;
 void econf_plugin_run(void) {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr || plugin->plugin_ctxt == nullptr || !plugin->plugin_ctxt->bit_activate) {
-        (void)plugin_failure("Plugin context is not ready or not be activated.");
+        plugin_failure("Plugin context is not ready or not be activated.");
         return;
     }
     // A callback may deactivate the plugin: what is behind the daemon's answer to that stays unread.

@@ -17,7 +17,9 @@ int g_log_enable = 0;
 namespace conf {
 namespace {
 
-constexpr char log_path[] = "/var/log/conf_plugin.log";
+#define LOG_PATH "/var/log/conf_plugin.log"
+constexpr char log_path[] = LOG_PATH;
+constexpr char delete_log[] = "rm " LOG_PATH " >/dev/null 2>&1"; // for the shell
 constexpr long log_limit = 0x200000; // bytes; a longer file is deleted before the next line
 constexpr std::size_t text_room = 256;
 
@@ -30,15 +32,15 @@ bool is_admitted(int level) noexcept {
 void delete_long_log() noexcept {
     if (_conf_get_file_length(log_path) > log_limit) {
         // A file that cannot be deleted just goes on growing.
-        [[maybe_unused]] const int status =
-            std::system("rm /var/log/conf_plugin.log >/dev/null 2>&1");
+        [[maybe_unused]] const int status = std::system(delete_log);
     }
 }
 
 // The stream has room for the longest line, whatever memory there is, so that each line reaches the
-// file in one write. The format may ask for error, which all calls on the way there may change.
-[[gnu::format(printf, 2, 0)]] void write_line(int level, const char* format, va_list arguments,
-                                              int error) noexcept {
+// file in one write. The format may ask for errno, which all calls on the way there may change.
+[[gnu::format(printf, 2, 0)]] void write_line(int level, const char* format,
+                                              va_list arguments) noexcept {
+    const int error = errno;
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     (void)localtime_r(&now, &local);
@@ -65,7 +67,7 @@ void delete_long_log() noexcept {
     if (!is_admitted(level))
         return;
     const int saved = errno; // the caller may still report why it gave up
-    write_line(level, format, arguments, saved);
+    write_line(level, format, arguments);
     errno = saved;
 }
 

@@ -20,6 +20,10 @@ failure rpc_failure(const char* method) noexcept {
 
 failure reply_failure() noexcept { return plugin_failure("Build reply message failed."); }
 
+failure node_failure(const char* name) noexcept {
+    return plugin_failure("Create <%s> node failed.", name);
+}
+
 bool add_id(xmlNode* message, u32_t id) noexcept {
     return add_number(message, "id", static_cast<long>(id)) != nullptr;
 }
@@ -59,6 +63,22 @@ xmlNode* conf::add_number(xmlNode* parent, const char* name, long number) noexce
     return add_text(parent, name, conf_itoa(number, digits, sizeof digits));
 }
 
+xmlNode* conf::new_error(int code, const char* text) noexcept {
+    unique_node error{new_element("error")};
+    if (!error)
+        return node_failure("error");
+    if (add_number(error.get(), "code", code) == nullptr)
+        return node_failure("code");
+    if (add_text(error.get(), "message", text) == nullptr)
+        return node_failure("message");
+    return error.release();
+}
+
+xmlNode* conf::new_result() noexcept {
+    xmlNode* result = new_element("result");
+    return result != nullptr ? result : node_failure("result");
+}
+
 xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, u32_t id) {
     secret_node owned{params}; // ours in every case, so it goes on every early return
     secret_node rpc{new_element("rpc")};
@@ -83,14 +103,14 @@ xmlNode* plugin_parse_message(conf_buffer_t** buf) {
         return nullptr;
     const int length = static_cast<int>(front_length(*buf));
     xmlNode* root = parse_body((*buf)->buf + header_bytes, length);
-    _buffer_cut(buf, header_bytes + length);
+    buffer_cut(buf, header_bytes + length);
     return root;
 }
 
-xmlNode* conf::_take_message(conf_buffer_t* buf) noexcept {
+xmlNode* conf::take_message(conf_buffer_t* buf) noexcept {
     const int length = static_cast<int>(front_length(buf));
     xmlNode* root = parse_body(buf->buf + header_bytes, length);
-    _buffer_consume(buf, header_bytes + length);
+    buffer_consume(buf, header_bytes + length);
     return root;
 }
 

@@ -191,7 +191,7 @@ char* datastore_path_rm_quotes(char* src) noexcept {
         read = end + 1; // quotes in pairs, so still outside of them
     }
     const auto freed = static_cast<std::size_t>(read - write);
-    (void)memset_s(write, freed, 0, freed);
+    wipe(write, freed);
     return src;
 }
 

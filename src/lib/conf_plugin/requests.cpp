@@ -1,10 +1,9 @@
 #include "conf_api.h"
 #include "conf_misc.h"
+#include "conf_plugin/context.h"
+#include "conf_plugin/exchange.h"
 #include "conf_plugin/log.h"
 #include "conf_plugin/paths.h"
-#include "conf_plugin/registry.h"
-#include "conf_plugin/session.h"
-#include "conf_plugin/transport.h"
 #include "support/xml.h"
 
 #include <cstring>
@@ -15,7 +14,7 @@ namespace {
 bool is_active(const conf_plugin_data* plugin) noexcept {
     if (plugin->plugin_ctxt != nullptr && plugin->plugin_ctxt->bit_activate)
         return true;
-    (void)plugin_failure("Plugin context is not ready or not be activated.");
+    plugin_failure("Plugin context is not ready or not be activated.");
     return false;
 }
 
@@ -28,7 +27,7 @@ failure parameter_failure(const char* path, const void* result) noexcept {
 conf_plugin_data* entry_for_call() noexcept {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr)
-        (void)plugin_failure("Input parameters error, plugin is null.");
+        plugin_failure("Input parameters error, plugin is null.");
     return plugin;
 }
 
@@ -76,7 +75,7 @@ xmlNode* ask(conf_plugin_data* plugin, const char* method, int old_flag,
 xmlNode* copy_list(const conf_plugin_data* plugin, xmlNode* first) noexcept {
     xmlNode* copy = copy_siblings(first);
     if (copy == nullptr)
-        (void)plugin_failure("Plugin %s copy child list failed.", plugin->plugin_ctxt->name);
+        plugin_failure("Plugin %s copy child list failed.", plugin->plugin_ctxt->name);
     return copy;
 }
 
@@ -170,7 +169,7 @@ xmlNode* build_data_params(const char* path, const char* oper_word, xmlNode* dat
         (oper_word != nullptr && add_text(params.get(), "oper-type", oper_word) == nullptr))
         return nullptr;
     xmlNode* holder = add_empty(params.get(), "data");
-    secret_node_list copy{copy_siblings(data)};
+    unique_node_list copy{copy_siblings(data)};
     if (holder == nullptr || !copy || !attach_list(holder, copy))
         return nullptr;
     return params.release();
@@ -212,7 +211,7 @@ int send_packet(conf_plugin_data* plugin, const char* what, xmlNode* request,
     _conf_write_log(DBG_INFO, "Begin to send %s packet, name:%s", what, ctxt->name);
     const int ret = _plugin_single_rpc_send(plugin, rpc.get());
     if (ret < 0)
-        (void)plugin_failure("Plugin %s publish %s failed.", ctxt->name, content);
+        plugin_failure("Plugin %s publish %s failed.", ctxt->name, content);
     _conf_write_log(DBG_INFO, "End to send %s packet, name:%s", what, ctxt->name);
     return ret;
 }
@@ -323,7 +322,7 @@ int econf_plugin_copy_running_to_deployment(int override) {
 void econf_plugin_error(int err_code, const char* err_msg) {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr) {
-        (void)plugin_failure("Can not get plugin information on error set.");
+        plugin_failure("Can not get plugin information on error set.");
     } else if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
         if (hooks->conf_plugin_error == nullptr)
             (void)hook_failure("conf_plugin_error");

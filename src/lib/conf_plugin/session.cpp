@@ -1,32 +1,17 @@
-#include "conf_plugin/session.h"
-
+// A plugin's way from registration to its end.
 #include "conf_api.h"
 #include "conf_misc.h"
+#include "conf_plugin/context.h"
+#include "conf_plugin/exchange.h"
 #include "conf_plugin/log.h"
 #include "conf_plugin/message.h"
-#include "conf_plugin/registry.h"
-#include "conf_plugin/transport.h"
 #include "support/socket.h"
 #include "support/xml.h"
 
-#include <cstdarg>
-#include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <sys/socket.h>
 
 namespace conf {
 namespace {
-
-constexpr int buffer_bytes = 1000;
-
-template <class Entry> u32_t count_entries(const Entry* entries) noexcept {
-    u32_t count = 0;
-    for (; entries != nullptr && entries->path != nullptr; ++entries)
-        ++count;
-    return count;
-}
 
 int _connect_to_pelmd() noexcept {
     unique_fd sock{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
@@ -39,45 +24,13 @@ int _connect_to_pelmd() noexcept {
     return sock.release();
 }
 
-// Makes the context, without a connection and without the callbacks.
-conf_plugin_context_t* allocate_context(conf_plugin_data* plugin,
-                                        const econf_plugin_subpub_info_t* info) noexcept {
-    const u32_t configs = count_entries(info->config_cbs);
-    const u32_t statuses = count_entries(info->status_cbs);
-    const std::size_t slots =
-        std::size_t{1} + configs + statuses + count_entries(info->operate_cbs);
-    const std::size_t bytes =
-        offsetof(conf_plugin_context_t, cbs) + slots * sizeof(econf_subpub_cb_t);
-    plugin->plugin_ctxt = static_cast<conf_plugin_context_t*>(std::calloc(1, bytes));
-    if (plugin->plugin_ctxt == nullptr)
-        return plugin_failure("Allocate %d byte(s) memmory for plugin context failed.",
-                              static_cast<int>(bytes));
-    plugin->plugin_ctxt->sock = -1;
-    record_slots(plugin->plugin_ctxt, configs, statuses);
-    return plugin->plugin_ctxt;
-}
-
 // What a failure leaves of the context is for the caller to release.
 int _init_plugin_context(conf_plugin_data* plugin, const char* name,
                          const econf_plugin_subpub_info_t* info) noexcept {
-    conf_plugin_context_t* ctxt = allocate_context(plugin, info);
-    if (ctxt == nullptr)
+    if (make_context(plugin, name, info) < 0)
         return -1;
-    ctxt->name = strdup(name);
-    if (ctxt->name == nullptr)
-        return -1;
-    ctxt->recv_buf = conf_buffer_create(buffer_bytes);
-    ctxt->send_buf = conf_buffer_create(buffer_bytes);
-    if (ctxt->recv_buf == nullptr || ctxt->send_buf == nullptr)
-        return plugin_failure("Create message buffer for remote plugin failed.");
-    ctxt->sock = _connect_to_pelmd();
-    if (ctxt->sock < 0)
-        return -1;
-    ctxt->rpc_id = 1;
-    ctxt->version = 2;
-    ctxt->cbs[0] = callback_cast<econf_subpub_cb_t>(info->kick_off);
-    ctxt->cbs_nums = 1;
-    return 0;
+    plugin->plugin_ctxt->sock = _connect_to_pelmd();
+    return plugin->plugin_ctxt->sock < 0 ? -1 : 0;
 }
 
 // Adds an element whose content is read for entity references, as paths are written with them.
@@ -115,21 +68,6 @@ int build_section(conf_plugin_context_t* ctxt, xmlNode* params, const char* name
     return 0;
 }
 
-int _build_config_subscribe(conf_plugin_context_t* ctxt, xmlNode* params,
-                            const econf_config_cb_info_t* infos) noexcept {
-    return build_section(ctxt, params, "config-subscribe", "subscriber", infos);
-}
-
-int _build_status_publish(conf_plugin_context_t* ctxt, xmlNode* params,
-                          const econf_status_cb_info_t* infos) noexcept {
-    return build_section(ctxt, params, "status-publish", "publisher", infos);
-}
-
-int _build_operate_subscribe(conf_plugin_context_t* ctxt, xmlNode* params,
-                             const econf_operate_cb_info_t* infos) noexcept {
-    return build_section(ctxt, params, "operate-subscribe", "subscriber", infos);
-}
-
 // Fills the callback slots on the way.
 xmlNode* _build_register_params(conf_plugin_context_t* ctxt, const char* name,
                                 const econf_plugin_subpub_info_t* info) noexcept {
@@ -137,13 +75,13 @@ xmlNode* _build_register_params(conf_plugin_context_t* ctxt, const char* name,
     if (!params || add_text(params.get(), "plugin-name", name) == nullptr)
         return nullptr;
     if (info->config_cbs != nullptr &&
-        _build_config_subscribe(ctxt, params.get(), info->config_cbs) < 0)
+        build_section(ctxt, params.get(), "config-subscribe", "subscriber", info->config_cbs) < 0)
         return nullptr;
     if (info->status_cbs != nullptr &&
-        _build_status_publish(ctxt, params.get(), info->status_cbs) < 0)
+        build_section(ctxt, params.get(), "status-publish", "publisher", info->status_cbs) < 0)
         return nullptr;
     if (info->operate_cbs != nullptr &&
-        _build_operate_subscribe(ctxt, params.get(), info->operate_cbs) < 0)
+        build_section(ctxt, params.get(), "operate-subscribe", "subscriber", info->operate_cbs) < 0)
         return nullptr;
     return params.release();
 }
@@ -197,18 +135,6 @@ int register_plugin(conf_plugin_data* plugin, const char* name,
 
 } // namespace
 
-void _plugin_set_error(conf_plugin_data* plugin, int err_code, const char* err_msg, ...) noexcept {
-    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    char* text = nullptr;
-    va_list arguments;
-    va_start(arguments, err_msg);
-    if (err_msg == nullptr || vasprintf(&text, err_msg, arguments) < 0)
-        text = default_error();
-    va_end(arguments);
-    ctxt->err_code = err_code;
-    error_text_traits::close(std::exchange(ctxt->err_msg, text)); // the new text may quote the old
-}
-
 } // namespace conf
 
 using namespace conf;
@@ -259,7 +185,7 @@ int econf_plugin_activate(int start_mode) {
 void econf_plugin_deactivate(void) {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr || plugin->plugin_ctxt == nullptr) {
-        (void)plugin_failure("Plugin context is not ready.");
+        plugin_failure("Plugin context is not ready.");
         return;
     }
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
@@ -269,9 +195,9 @@ void econf_plugin_deactivate(void) {
     }
     const unique_node rpc{_build_deactivate_rpc(ctxt)};
     if (!rpc) {
-        (void)plugin_failure("Build deactivate rpc for plugin %s failed.", ctxt->name);
+        plugin_failure("Build deactivate rpc for plugin %s failed.", ctxt->name);
     } else if (_plugin_single_rpc_send(plugin, rpc.get()) < 0) {
-        (void)plugin_failure("Dectivate plugin %s failed.", ctxt->name);
+        plugin_failure("Dectivate plugin %s failed.", ctxt->name);
     } else {
         ctxt->bit_activate = 0;
         _conf_write_log(DBG_DEBUG, "Dectivate plugin %s success.", ctxt->name);
@@ -281,7 +207,7 @@ void econf_plugin_deactivate(void) {
 void econf_plugin_close(void) {
     const conf_plugin_context_t* ctxt = get_plugin_context();
     if (ctxt == nullptr) {
-        (void)plugin_failure("Plugin context is not ready when close.");
+        plugin_failure("Plugin context is not ready when close.");
         return;
     }
     _conf_write_log(DBG_DEBUG, "Close plugin %s.", ctxt->name);

