@@ -1,3 +1,4 @@
+// What a plugin asks of the daemon: over its connection, or of the hooks of a daemon that it runs inside.
 #include "conf_api.h"
 #include "conf_misc.h"
 #include "conf_plugin/context.h"
@@ -7,6 +8,7 @@
 #include "support/xml.h"
 
 #include <cstring>
+#include <type_traits>
 
 namespace conf {
 namespace {
@@ -35,9 +37,25 @@ failure build_failure(const char* what, const conf_plugin_context_t* ctxt) noexc
     return plugin_failure("Build %s rpc for plugin %s failed.", what, ctxt->name);
 }
 
-// A daemon's module has given hooks, but not this one.
-failure hook_failure(const char* function) noexcept {
-    return plugin_failure("Pelmd doesn't inject %s function.", function);
+// Calls a hook of the daemon's, which may not have given that one.
+template <class Hook, class... Arguments>
+int call_hook(Hook hook, const char* name, Arguments... arguments) noexcept {
+    if (hook == nullptr)
+        return plugin_failure("Pelmd doesn't inject %s function.", name);
+    if constexpr (std::is_void_v<std::invoke_result_t<Hook, Arguments...>>)
+        return hook(arguments...), 0;
+    else
+        return hook(arguments...);
+}
+
+// The same for one that hands out nodes, and is not believed when it fails.
+template <class Hook>
+int call_query_hook(Hook hook, const char* name, int old_flag, const char* path,
+                    xmlNode** out) noexcept {
+    const int ret = call_hook(hook, name, bool_t{old_flag != 0}, path, out);
+    if (ret != 0)
+        *out = nullptr;
+    return ret;
 }
 
 xmlNode* build_query_params(int old_flag, const char* path) noexcept {
@@ -56,19 +74,19 @@ xmlNode* build_query(const conf_plugin_context_t* ctxt, const char* method, int 
     return plugin_build_rpc_message(method, params, ctxt->rpc_id);
 }
 
-// Sends a pull or a locate and waits for the answer, which is the caller's.
-xmlNode* ask(conf_plugin_data* plugin, const char* method, int old_flag,
-             const char* path) noexcept {
+// Asks for what stands at a path. *reply is the caller's, whatever is returned; *result, within it, is
+// null when the daemon answered with an error.
+int query(conf_plugin_data* plugin, const char* method, int old_flag, const char* path,
+          xmlNode** reply, xmlNode** result) noexcept {
     if (!is_active(plugin))
-        return nullptr;
+        return -1;
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     const unique_node rpc{build_query(ctxt, method, old_flag, path)};
     if (!rpc)
         return build_failure("pull", ctxt);
-    xmlNode* reply = nullptr;
-    if (_syn_send_rpc(plugin, rpc.get(), &reply) < 0)
-        return plugin_failure("Plugin %s send rpc to pelmd failed.", ctxt->name);
-    return reply;
+    *reply = ask_pelmd(plugin, rpc.get());
+    xmlNode* error;
+    return *reply != nullptr ? split_reply(plugin, *reply, result, &error) : -1;
 }
 
 // Copies a list of siblings. Null, for an empty list too, is reported but is no failure.
@@ -114,54 +132,6 @@ xmlNode* copy_position(const conf_plugin_data* plugin, const xmlNode* result) no
     return position;
 }
 
-using copier = xmlNode*(const conf_plugin_data* plugin, const xmlNode* result) noexcept;
-
-// Copies what an answer holds: nothing when it carries an error.
-int take_answer(const conf_plugin_data* plugin, xmlNode* reply, copier* copy,
-                xmlNode** out) noexcept {
-    xmlNode* result;
-    xmlNode* error;
-    if (plugin_parse_reply(reply, &result, &error) < 0)
-        return plugin_failure("Parse reply for plugin %s rpc failed.", plugin->plugin_ctxt->name);
-    *out = result != nullptr ? copy(plugin, result) : nullptr;
-    return 0;
-}
-
-int query(conf_plugin_data* plugin, const char* method, int old_flag, const char* path,
-          copier* copy, xmlNode** out) noexcept {
-    const unique_node reply{ask(plugin, method, old_flag, path)};
-    const int ret = reply ? take_answer(plugin, reply.get(), copy, out) : -1;
-    if (copy == copy_data) // it may have held configuration secrets
-        clean_xml_content(reply.get());
-    return ret;
-}
-
-int pull(int old_flag, const char* path, xmlNode** out) noexcept {
-    conf_plugin_data* plugin = get_plugin_from_hash();
-    if (plugin == nullptr || path == nullptr || out == nullptr)
-        return parameter_failure(path, out);
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_pull == nullptr)
-            return hook_failure("conf_plugin_pull");
-        *out = nullptr;
-        return hooks->conf_plugin_pull(old_flag != 0 ? 1 : 0, path, out);
-    }
-    return query(plugin, "pull", old_flag, path, copy_data, out);
-}
-
-int locate(int old_flag, const char* path, xmlNode** out) noexcept {
-    conf_plugin_data* plugin = get_plugin_from_hash();
-    if (plugin == nullptr || path == nullptr || out == nullptr)
-        return parameter_failure(path, out);
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_locate == nullptr)
-            return hook_failure("conf_plugin_locate");
-        *out = nullptr;
-        return hooks->conf_plugin_locate(old_flag != 0 ? 1 : 0, path, out);
-    }
-    return query(plugin, "locate", old_flag, path, copy_position, out);
-}
-
 // Builds "params" with the path, the operation's word if there is one, and a copy of the data.
 xmlNode* build_data_params(const char* path, const char* oper_word, xmlNode* data) noexcept {
     secret_node params{new_element("params")};
@@ -170,9 +140,10 @@ xmlNode* build_data_params(const char* path, const char* oper_word, xmlNode* dat
         return nullptr;
     xmlNode* holder = add_empty(params.get(), "data");
     unique_node_list copy{copy_siblings(data)};
-    if (holder == nullptr || !copy || !attach_list(holder, copy))
-        return nullptr;
-    return params.release();
+    if (holder != nullptr && copy && attach_list(holder, copy))
+        return params.release();
+    clean_xml_content(copy.get());
+    return nullptr;
 }
 
 xmlNode* build_push(const conf_plugin_context_t* ctxt, const char* path, xmlNode* data) noexcept {
@@ -202,8 +173,8 @@ xmlNode* build_deployment(const conf_plugin_context_t* ctxt, const char* path, i
 }
 
 // Sends a request that carries data, and takes it over. It may not have been built.
-int send_packet(conf_plugin_data* plugin, const char* what, xmlNode* request,
-                const char* content) noexcept {
+int send_data(conf_plugin_data* plugin, const char* what, xmlNode* request,
+              const char* content) noexcept {
     const secret_node rpc{request};
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     if (!rpc)
@@ -230,62 +201,75 @@ int send_order(conf_plugin_data* plugin, xmlNode* request, const char* content) 
 using namespace conf;
 
 int econf_plugin_pull(int old_flag, const char* path, xmlNode** result) {
-    const int ret = pull(old_flag, path, result);
-    if (ret != 0 && result != nullptr)
+    if (result != nullptr)
         *result = nullptr;
-    return ret;
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || result == nullptr)
+        return parameter_failure(path, result);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
+        return call_query_hook(hooks->conf_plugin_pull, "conf_plugin_pull", old_flag, path, result);
+    secret_node reply;
+    xmlNode* found;
+    if (query(plugin, "pull", old_flag, path, reply.out(), &found) < 0)
+        return -1;
+    if (found != nullptr)
+        *result = copy_data(plugin, found);
+    return 0;
 }
 
 int econf_plugin_locate(int old_flag, const char* path, xmlNode** position) {
-    const int ret = locate(old_flag, path, position);
-    if (ret != 0 && position != nullptr)
+    if (position != nullptr)
         *position = nullptr;
-    return ret;
+    conf_plugin_data* plugin = get_plugin_from_hash();
+    if (plugin == nullptr || path == nullptr || position == nullptr)
+        return parameter_failure(path, position);
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
+        return call_query_hook(hooks->conf_plugin_locate, "conf_plugin_locate", old_flag, path,
+                               position);
+    unique_node reply; // paths are no secrets
+    xmlNode* found;
+    if (query(plugin, "locate", old_flag, path, reply.out(), &found) < 0)
+        return -1;
+    if (found != nullptr)
+        *position = copy_position(plugin, found);
+    return 0;
 }
 
 int econf_plugin_push(const char* path, xmlNode* data) {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr || path == nullptr || data == nullptr)
         return parameter_failure(path, data);
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_push == nullptr)
-            return hook_failure("conf_plugin_push");
-        return hooks->conf_plugin_push(path, data);
-    }
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
+        return call_hook(hooks->conf_plugin_push, "conf_plugin_push", path, data);
     if (!is_active(plugin))
         return -1;
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Build push packet, path:%s, name:%s", path, ctxt->name);
-    return send_packet(plugin, "push", build_push(ctxt, path, data), "data");
+    return send_data(plugin, "push", build_push(ctxt, path, data), "data");
 }
 
 int econf_plugin_config_deployment(const char* path, int oper, xmlNode* data) {
     conf_plugin_data* plugin = get_plugin_from_hash();
     if (plugin == nullptr || path == nullptr || data == nullptr)
         return parameter_failure(path, data);
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_config_deployment == nullptr)
-            return hook_failure("conf_plugin_config_deployment");
-        return hooks->conf_plugin_config_deployment(path, oper, data);
-    }
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
+        return call_hook(hooks->conf_plugin_config_deployment, "conf_plugin_config_deployment",
+                         path, oper, data);
     if (!is_active(plugin))
         return -1;
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Build config deployment packet, path:%s, oper:%u, name:%s", path,
                     static_cast<u32_t>(oper), ctxt->name);
-    return send_packet(plugin, "config deployment", build_deployment(ctxt, path, oper, data),
-                       "deployment data");
+    return send_data(plugin, "config deployment", build_deployment(ctxt, path, oper, data),
+                     "deployment data");
 }
 
 int econf_plugin_save_deployment(void) {
     conf_plugin_data* plugin = entry_for_call();
     if (plugin == nullptr)
         return -1;
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_save_deployment == nullptr)
-            return hook_failure("conf_plugin_save_deployment");
-        return hooks->conf_plugin_save_deployment();
-    }
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
+        return call_hook(hooks->conf_plugin_save_deployment, "conf_plugin_save_deployment");
     if (!is_active(plugin))
         return -1;
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
@@ -300,11 +284,9 @@ int econf_plugin_copy_running_to_deployment(int override) {
     conf_plugin_data* plugin = entry_for_call();
     if (plugin == nullptr)
         return -1;
-    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_copy_running_to_deployment == nullptr)
-            return hook_failure("conf_plugin_copy_running_to_deployment");
-        return hooks->conf_plugin_copy_running_to_deployment(override);
-    }
+    if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
+        return call_hook(hooks->conf_plugin_copy_running_to_deployment,
+                         "conf_plugin_copy_running_to_deployment", override);
     if (!is_active(plugin))
         return -1;
     const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
@@ -324,10 +306,7 @@ void econf_plugin_error(int err_code, const char* err_msg) {
     if (plugin == nullptr) {
         plugin_failure("Can not get plugin information on error set.");
     } else if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks) {
-        if (hooks->conf_plugin_error == nullptr)
-            (void)hook_failure("conf_plugin_error");
-        else
-            hooks->conf_plugin_error(err_code, err_msg);
+        (void)call_hook(hooks->conf_plugin_error, "conf_plugin_error", err_code, err_msg);
     } else if (is_active(plugin)) {
         if (err_msg == nullptr)
             _plugin_set_error(plugin, err_code, nullptr);
