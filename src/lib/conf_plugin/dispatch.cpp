@@ -1,8 +1,8 @@
 // The dispatch loop: each request is parsed, handled, answered and freed before the next is looked at.
 //
-// A callback is foreign code: it may end its own plugin, even register anew, or return in a child that
-// it made. After each one the life of the plugin tells whether the context is still the one being
-// served; when it is not, nothing of it is touched, the request gets no answer, and the loop ends.
+// A handler returns what its request is to be answered with, and serve() sends it. The callbacks that
+// handlers run are foreign code: one may end its own plugin, even register anew, or return in a child that
+// it made. Then nothing of the plugin is touched, the request gets no answer, and the loop ends.
 #include "conf_api.h"
 #include "conf_misc.h"
 #include "conf_plugin/context.h"
@@ -35,48 +35,60 @@ u32_t index_of(const char* text) noexcept {
     return number >= 0 && number < no_index ? static_cast<u32_t>(number) : no_index;
 }
 
-// @return the callback that a request names, or null with the error recorded
-econf_subpub_cb_t named_callback(conf_plugin_data* plugin, u32_t index, slot_kind kind) noexcept {
-    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const econf_subpub_cb_t callback = find_callback(ctxt, index, kind);
-    if (callback == nullptr)
-        _plugin_set_error(plugin, -1, "%s",
-                          index >= ctxt->cbs_nums ? "Callback index is invalid."
-                                                  : "Cann't find the callback function.");
-    return callback;
-}
+// What the daemon asks, and of whom. The texts point into its message, and older callbacks take them
+// as their own.
+struct request {
+    conf_plugin_data* plugin;
+    const char* method;
+    u32_t id;
+    bool is_legacy; // calls and answers in the forms of the older API
+    const char* type = nullptr;
+    xmlNode* info = nullptr;
+    char* path = nullptr;
+    char* filter = nullptr;
+    int session = -1;
+    u32_t callback = no_index;
+};
 
-// Says what a callback's failure is answered with: what it recorded, or else its result.
-void record_result(conf_plugin_data* plugin, int result) noexcept {
-    if (plugin->plugin_ctxt->err_msg == nullptr)
-        _plugin_set_error(plugin, result, nullptr);
-}
-
-void send_publish_reply(conf_plugin_data* plugin, u32_t msgid) noexcept {
-    if (_plugin_single_reply_send(plugin, msgid) < 0)
-        plugin_failure("Plugin %s send reply for publish rpc failed.", plugin->plugin_ctxt->name);
-}
-
-constexpr const char* no_result = "New <result> xml node failed.";
-
-// Wraps and sends the answer of an operation or a status query, which leaves the error slot alone. The
-// result is ours, and fault says what is wrong with it, if anything is.
-// @return false, with the error recorded, when there is nothing to send
-bool send_result(conf_plugin_data* plugin, xmlNode* result, const char* fault,
-                 u32_t msgid) noexcept {
-    unique_node owned{result};
-    if (fault != nullptr) {
-        _plugin_set_error(plugin, -1, "%s", fault);
-        return false;
+void read_arguments(const xmlNode* params, request* rpc) noexcept {
+    for (xmlNode* child = params->children; child != nullptr; child = child->next) {
+        char* text = const_cast<char*>(conf_get_node_content(child));
+        if (is_named(child, "type"))
+            rpc->type = text;
+        else if (is_named(child, "info"))
+            rpc->info = child;
+        else if (is_named(child, "path"))
+            rpc->path = text;
+        else if (is_named(child, "filter"))
+            rpc->filter = text;
+        else if (is_named(child, "session-id") && text != nullptr)
+            rpc->session = number_of(text);
+        else if (is_named(child, "callback") && text != nullptr)
+            rpc->callback = index_of(text);
     }
-    const unique_node reply{plugin_build_reply_message(owned.release(), msgid)};
-    if (!reply) {
-        _plugin_set_error(plugin, -1, "Build reply message failed.");
-        return false;
-    }
-    if (_syn_send_reply(plugin, reply.get()) < 0)
-        plugin_failure("Send reply message to pelmd failed.");
-    return true;
+}
+
+// What a request is answered with: a result of its own, what stands in the error slot (the error recorded,
+// or success), or nothing at all.
+enum class answer { result, recorded, none };
+
+answer failed(const request& rpc, const char* text) noexcept {
+    _plugin_set_error(rpc.plugin, -1, "%s", text);
+    return answer::recorded;
+}
+
+// What a callback's failure is answered with is what it recorded, or else its result.
+answer failed(const request& rpc, int result) noexcept {
+    if (rpc.plugin->plugin_ctxt->err_msg == nullptr)
+        _plugin_set_error(rpc.plugin, result, nullptr);
+    return answer::recorded;
+}
+
+// Runs a plugin's own code. @return whether the plugin being served is still there
+template <class Code> bool run_foreign(Code code) noexcept {
+    const life serving = this_life();
+    code();
+    return serving == this_life();
 }
 
 // What a publish says of a change.
@@ -110,21 +122,21 @@ bool read_change(const xmlNode* info, config_change* change) noexcept {
     return true;
 }
 
-// Rounds once, in hardware: the compiler's own way is a routine for floats without hardware.
+// Rounds once, in hardware: the compiler's own way is a routine of 512 bytes on the device.
 float to_float(long long number) noexcept {
     return static_cast<float>(static_cast<double>(static_cast<std::int32_t>(number >> 32)) *
                                   0x1p32 +
                               static_cast<std::uint32_t>(number));
 }
 
-int run_config_callback(int version, econf_subpub_cb_t callback, int sid,
-                        const config_change& change) noexcept {
-    if (version == legacy_version)
+int call_config(const request& rpc, econf_subpub_cb_t callback,
+                const config_change& change) noexcept {
+    if (rpc.is_legacy)
         return callback_cast<conf_config_cb_t>(callback)(change.oper, change.more, change.priority,
                                                          change.path.get());
     const long long start = conf_get_unix_time();
     const int result = callback_cast<econf_config_cb_t>(callback)(
-        sid, change.oper, change.more, change.priority, change.path.get());
+        rpc.session, change.oper, change.more, change.priority, change.path.get());
     const auto elapsed = to_float(conf_get_unix_time() - start) / 1000000;
     _conf_write_log(
         DBG_DEBUG,
@@ -136,28 +148,55 @@ int run_config_callback(int version, econf_subpub_cb_t callback, int sid,
     return result;
 }
 
-void _publish_config_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
-                          u32_t msgid) noexcept {
-    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+answer _publish_config_proc(const request& rpc, unique_node& /*result*/) noexcept {
+    conf_plugin_context_t* ctxt = rpc.plugin->plugin_ctxt;
     config_change change;
-    const econf_subpub_cb_t callback = find_callback(ctxt, cb_idx, slot_kind::config);
-    if (!read_change(info, &change)) {
-        _plugin_set_error(plugin, -1, nullptr); // without its path a change must not be served
-    } else if (callback == nullptr) {
+    if (!read_change(rpc.info, &change)) { // without its path it must not be served
+        _plugin_set_error(rpc.plugin, -1, nullptr);
+        return answer::recorded;
+    }
+    const econf_subpub_cb_t callback = find_callback(ctxt, rpc.callback, slot_kind::config);
+    if (callback == nullptr) {
         _conf_write_log(DBG_DEBUG, "Cann't find the callback for path:%s oper:%d priority:%d",
                         shown(change.path.get()), change.oper, change.priority);
-        _plugin_set_error(plugin, -1, "Cann't find the callback function.");
-    } else {
-        const life serving = this_life();
-        const int result = run_config_callback(ctxt->version, callback, sid, change);
-        if (serving != this_life())
-            return;
-        if (result == 0)
-            ctxt->err_code = 0;
-        else
-            record_result(plugin, result);
+        return failed(rpc, "Cann't find the callback function.");
     }
-    send_publish_reply(plugin, msgid);
+    int ret = 0;
+    if (!run_foreign([&] { ret = call_config(rpc, callback, change); }))
+        return answer::none;
+    if (ret != 0)
+        return failed(rpc, ret);
+    ctxt->err_code = 0; // a change that was accepted is no failure, whatever was recorded
+    return answer::recorded;
+}
+
+// Calls a callback that hands nodes back, and fills "result" with them. @return null, or what went wrong
+using nodes_call = int(const request& rpc, econf_subpub_cb_t callback, xmlNode** nodes) noexcept;
+using nodes_fill = const char*(const request& rpc, xmlNode* result,
+                               unique_node_list& nodes) noexcept;
+
+answer serve_nodes(const request& rpc, slot_kind kind, nodes_call* call, nodes_fill* fill,
+                   unique_node& result) noexcept {
+    const conf_plugin_context_t* ctxt = rpc.plugin->plugin_ctxt;
+    const econf_subpub_cb_t callback = find_callback(ctxt, rpc.callback, kind);
+    if (callback == nullptr)
+        return failed(rpc, rpc.callback < ctxt->cbs_nums ? "Cann't find the callback function."
+                                                         : "Callback index is invalid.");
+    unique_node_list nodes;
+    int ret = 0;
+    if (!run_foreign([&] { ret = call(rpc, callback, nodes.out()); }))
+        return answer::none;
+    if (ret != 0)
+        return failed(rpc, ret);
+    result.reset(new_element("result"));
+    const char* fault = result ? fill(rpc, result.get(), nodes) : "New <result> xml node failed.";
+    return fault != nullptr ? failed(rpc, fault) : answer::result;
+}
+
+int call_operate(const request& rpc, econf_subpub_cb_t callback, xmlNode** output) noexcept {
+    xmlNode* input = rpc.info->children;
+    return rpc.is_legacy ? callback_cast<conf_operate_cb_t>(callback)(input, output)
+                         : callback_cast<econf_operate_cb_t>(callback)(rpc.session, input, output);
 }
 
 // The older API hands back one node, whose children are the answer.
@@ -168,116 +207,32 @@ const char* copy_output(xmlNode* result, const xmlNode* output) noexcept {
     return attach_list(result, copies) ? nullptr : "Add <data> as children failed.";
 }
 
-// Fills "result" with what an operation handed back. @return null, or what went wrong
-const char* fill_output(xmlNode* result, int version, unique_node_list& output) noexcept {
+const char* fill_output(const request& rpc, xmlNode* result, unique_node_list& output) noexcept {
     if (!output)
         return add_empty(result, "ok") != nullptr ? nullptr : "New <ok> xml node failed.";
-    if (version == legacy_version)
+    if (rpc.is_legacy)
         return copy_output(result, output.get());
     return attach_list(result, output) ? nullptr : "add <output> xml node failed.";
 }
 
-int _publish_operate_proc_func(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
-                               xmlNode** output) noexcept {
-    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const econf_subpub_cb_t callback = named_callback(plugin, cb_idx, slot_kind::operate);
-    if (callback == nullptr)
-        return -1;
-    const life serving = this_life();
-    const int result =
-        ctxt->version == legacy_version
-            ? callback_cast<conf_operate_cb_t>(callback)(info->children, output)
-            : callback_cast<econf_operate_cb_t>(callback)(sid, info->children, output);
-    if (result != 0 && serving == this_life())
-        record_result(plugin, result);
-    return result;
+answer _publish_operate_proc(const request& rpc, unique_node& result) noexcept {
+    return serve_nodes(rpc, slot_kind::operate, call_operate, fill_output, result);
 }
 
-// @return false, with the error recorded, when there is no success to be sent
-bool send_operation_result(conf_plugin_data* plugin, unique_node_list& output,
-                           u32_t msgid) noexcept {
-    unique_node result{new_element("result")};
-    const char* fault =
-        result ? fill_output(result.get(), plugin->plugin_ctxt->version, output) : no_result;
-    return send_result(plugin, result.release(), fault, msgid);
+answer refuse_publish(const request& rpc, unique_node& /*result*/) noexcept {
+    const bool is_whole = rpc.info != nullptr && rpc.type != nullptr;
+    return failed(rpc, is_whole ? "Unknown publish type." : "Error publish rpc message.");
 }
 
-void _publish_operate_proc(conf_plugin_data* plugin, int sid, u32_t cb_idx, xmlNode* info,
-                           u32_t msgid) noexcept {
-    unique_node_list output;
-    const life serving = this_life();
-    const int result = _publish_operate_proc_func(plugin, sid, cb_idx, info, output.out());
-    if (serving != this_life())
-        return;
-    if (result == 0 && send_operation_result(plugin, output, msgid))
-        return;
-    if (_plugin_single_reply_send(plugin, msgid) < 0)
-        plugin_failure("Plugin %s send error-reply failed.", plugin->plugin_ctxt->name);
+int call_status(const request& rpc, econf_subpub_cb_t callback, xmlNode** status) noexcept {
+    return rpc.is_legacy ? callback_cast<conf_status_cb_t>(callback)(rpc.path, rpc.filter, status)
+                         : callback_cast<econf_status_cb_t>(callback)(rpc.session, rpc.path,
+                                                                      rpc.filter, status);
 }
 
-void _method_publish_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {
-    const char* type = nullptr;
-    int sid = -1;
-    xmlNode* info = nullptr;
-    u32_t cb_idx = no_index;
-    for (xmlNode* child = params->children; child != nullptr; child = child->next) {
-        const char* text = conf_get_node_content(child);
-        if (is_named(child, "type"))
-            type = text;
-        else if (is_named(child, "info"))
-            info = child;
-        else if (is_named(child, "session-id") && text != nullptr)
-            sid = number_of(text);
-        else if (is_named(child, "callback") && text != nullptr)
-            cb_idx = index_of(text);
-    }
-    if (info == nullptr || type == nullptr) {
-        _plugin_set_error(plugin, -1, "Error publish rpc message.");
-        return send_publish_reply(plugin, msgid);
-    }
-    if (std::strcmp(type, "config") == 0)
-        return _publish_config_proc(plugin, sid, cb_idx, info, msgid);
-    if (std::strcmp(type, "operate") == 0)
-        return _publish_operate_proc(plugin, sid, cb_idx, info, msgid);
-    _plugin_set_error(plugin, -1, "Unknown publish type.");
-    send_publish_reply(plugin, msgid);
-}
-
-// Asks the status callback. *opath points into params.
-int _method_subscribe_parse_args(conf_plugin_data* plugin, xmlNode* params, char** opath,
-                                 xmlNode** status) noexcept {
-    const conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    char* filter = nullptr;
-    int sid = -1;
-    u32_t cb_idx = no_index;
-    for (xmlNode* child = params->children; child != nullptr; child = child->next) {
-        char* text = const_cast<char*>(conf_get_node_content(child));
-        if (is_named(child, "path"))
-            *opath = text;
-        else if (is_named(child, "filter"))
-            filter = text;
-        else if (is_named(child, "session-id") && text != nullptr)
-            sid = number_of(text);
-        else if (is_named(child, "callback") && text != nullptr)
-            cb_idx = index_of(text);
-    }
-    const econf_subpub_cb_t callback = named_callback(plugin, cb_idx, slot_kind::status);
-    if (callback == nullptr)
-        return -1;
-    const life serving = this_life();
-    const int result =
-        ctxt->version == legacy_version
-            ? callback_cast<conf_status_cb_t>(callback)(*opath, filter, status)
-            : callback_cast<econf_status_cb_t>(callback)(sid, *opath, filter, status);
-    if (result != 0 && serving == this_life())
-        record_result(plugin, result);
-    return result;
-}
-
-// Builds "path" (not in the older API) and "data" below "result". @return null, or what went wrong
-const char* fill_status(xmlNode* result, int version, const char* path,
-                        unique_node_list& status) noexcept {
-    if (version != legacy_version && add_text(result, "path", path) == nullptr)
+// Builds "path" (not in the older API) and "data".
+const char* fill_status(const request& rpc, xmlNode* result, unique_node_list& status) noexcept {
+    if (!rpc.is_legacy && add_text(result, "path", rpc.path) == nullptr)
         return "New <path> xml node failed.";
     xmlNode* data = add_empty(result, "data");
     if (data == nullptr)
@@ -287,79 +242,104 @@ const char* fill_status(xmlNode* result, int version, const char* path,
     return nullptr;
 }
 
-// @return false, with the error recorded, when there is no success to be sent
-bool send_status_result(conf_plugin_data* plugin, const char* path, unique_node_list& status,
-                        u32_t msgid) noexcept {
-    unique_node result{new_element("result")};
-    const char* fault =
-        result ? fill_status(result.get(), plugin->plugin_ctxt->version, path, status) : no_result;
-    return send_result(plugin, result.release(), fault, msgid);
+answer _method_subscribe_proc(const request& rpc, unique_node& result) noexcept {
+    return serve_nodes(rpc, slot_kind::status, call_status, fill_status, result);
 }
 
-void _method_subscribe_proc(conf_plugin_data* plugin, xmlNode* params, u32_t msgid) noexcept {
-    char* path = nullptr;
-    unique_node_list status;
-    const life serving = this_life();
-    const int result = _method_subscribe_parse_args(plugin, params, &path, status.out());
-    if (serving != this_life())
-        return;
-    if (result == 0 && send_status_result(plugin, path, status, msgid))
-        return;
-    send_publish_reply(plugin, msgid);
-}
-
-void _method_kickoff_proc(conf_plugin_data* plugin, xmlNode* /*params*/, u32_t msgid) noexcept {
-    conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
+answer _method_kickoff_proc(const request& rpc, unique_node& /*result*/) noexcept {
+    conf_plugin_context_t* ctxt = rpc.plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Plugin %s kickoff now.", ctxt->name);
-    if (const econf_subpub_cb_t callback = find_callback(ctxt, 0, slot_kind::kick_off)) {
-        const life serving = this_life();
-        callback_cast<void (*)()>(callback)();
-        if (serving != this_life())
-            return;
-    }
-    ctxt->err_code = 0;
-    if (ctxt->err_msg != nullptr && ctxt->err_msg != def_err_msg) {
-        _conf_write_log(DBG_WARN, "Plugin kickoff have error %s now.", ctxt->err_msg);
-        free_error_text(std::exchange(ctxt->err_msg, nullptr));
-    }
-    send_publish_reply(plugin, msgid);
+    if (const econf_subpub_cb_t callback = find_callback(ctxt, 0, slot_kind::kick_off))
+        if (!run_foreign(callback_cast<void (*)()>(callback)))
+            return answer::none;
+    error_text left; // which never reaches the daemon
+    (void)take_error(ctxt, &left);
+    if (left && left.get() != def_err_msg)
+        _conf_write_log(DBG_WARN, "Plugin kickoff have error %s now.", left.get());
+    return answer::recorded;
 }
 
-void _method_default_proc(conf_plugin_data* plugin, const char* method, u32_t msgid) noexcept {
-    if (msgid == 0)
+answer _method_default_proc(const request& rpc, unique_node& /*result*/) noexcept {
+    if (rpc.id == 0)
+        return answer::none;
+    _plugin_set_error(rpc.plugin, -1, "Method <%s> doesn't be supported", rpc.method);
+    return answer::recorded;
+}
+
+// The words lie in the row itself, so that the loader has only the functions to place.
+struct handler {
+    char method[12];
+    char type[12]; // empty for any
+    answer (*run)(const request&, unique_node& result) noexcept;
+    bool is_operation;
+};
+
+constexpr handler handlers[] = {
+    {"publish", "config", _publish_config_proc, false},
+    {"publish", "operate", _publish_operate_proc, true},
+    {"publish", "", refuse_publish, false},
+    {"subscribe", "", _method_subscribe_proc, false},
+    {"kickoff", "", _method_kickoff_proc, false},
+};
+
+const handler* find_handler(const request& rpc) noexcept {
+    const bool has_type = rpc.type != nullptr && rpc.info != nullptr;
+    for (const handler& row : handlers)
+        if (std::strcmp(row.method, rpc.method) == 0 &&
+            (row.type[0] == '\0' || (has_type && std::strcmp(row.type, rpc.type) == 0)))
+            return &row;
+    return nullptr;
+}
+
+// Sends the answer of an operation or a status query, which leaves the error slot alone.
+// @return false, with the error recorded, when there is nothing to send
+bool send_result(const request& rpc, unique_node& result) noexcept {
+    const unique_node reply{plugin_build_reply_message(result.release(), rpc.id)};
+    if (!reply) {
+        _plugin_set_error(rpc.plugin, -1, "Build reply message failed.");
+        return false;
+    }
+    if (_syn_send_reply(rpc.plugin, reply.get()) < 0)
+        plugin_failure("Send reply message to pelmd failed.");
+    return true;
+}
+
+void serve(const request& rpc) noexcept {
+    const handler* known = find_handler(rpc);
+    if (known == nullptr)
+        _conf_write_log(DBG_WARN, "Receive an unknown rpc method %s.", rpc.method);
+    unique_node result;
+    const answer reply =
+        known != nullptr ? known->run(rpc, result) : _method_default_proc(rpc, result);
+    if (reply == answer::none || (reply == answer::result && send_result(rpc, result)))
         return;
-    _plugin_set_error(plugin, -1, "Method <%s> doesn't be supported", method);
-    if (_plugin_single_reply_send(plugin, msgid) < 0)
-        plugin_failure("Plugin %s send reply for %s rpc failed.", plugin->plugin_ctxt->name,
-                       method);
+    if (_plugin_single_reply_send(rpc.plugin, rpc.id) == 0)
+        return;
+    const char* name = rpc.plugin->plugin_ctxt->name;
+    if (known != nullptr && known->is_operation)
+        plugin_failure("Plugin %s send error-reply failed.", name);
+    else // whatever it was that is served
+        plugin_failure("Plugin %s send reply for %s rpc failed.", name,
+                       known != nullptr ? "publish" : rpc.method);
 }
 
-void serve(conf_plugin_data* plugin, const char* method, xmlNode* params, u32_t msgid) noexcept {
-    if (std::strcmp(method, "publish") == 0)
-        return _method_publish_proc(plugin, params, msgid);
-    if (std::strcmp(method, "subscribe") == 0)
-        return _method_subscribe_proc(plugin, params, msgid);
-    if (std::strcmp(method, "kickoff") == 0)
-        return _method_kickoff_proc(plugin, params, msgid);
-    _conf_write_log(DBG_WARN, "Receive an unknown rpc method %s.", method);
-    _method_default_proc(plugin, method, msgid);
-}
-
-// Paths and filters point into the request, so it is wiped once the answer has been sent.
+// Paths and filters point into the message, so it is wiped once the answer has been sent.
 void serve_frame(conf_plugin_data* plugin) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const secret_node rpc{take_message(ctxt->recv_buf)};
-    if (!rpc) {
+    const secret_node message{take_message(ctxt->recv_buf)};
+    if (!message) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse message failed.", ctxt->name);
         return;
     }
     const char* method;
     xmlNode* params;
-    if (plugin_parse_rpc(rpc.get(), &method, &params) < 0) {
+    if (plugin_parse_rpc(message.get(), &method, &params) < 0) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse rpc failed.", ctxt->name);
         return;
     }
-    serve(plugin, method, params, plugin_get_msgid(rpc.get()));
+    request rpc{plugin, method, plugin_get_msgid(message.get()), ctxt->version == legacy_version};
+    read_arguments(params, &rpc);
+    serve(rpc);
 }
 
 } // namespace
