@@ -1,5 +1,6 @@
-// What buffers are made of, and short ways with them. The transport's own keep a rule that others need not: every byte behind the
-// content is zero. So what is taken out is wiped on the spot, and pages given back hold nothing.
+// What buffers are made of, and short ways with them. The transport's own keep a rule that others need
+// not: every byte behind the content is zero. So what is taken out is wiped on the spot, and pages given
+// back hold nothing.
 #pragma once
 
 #include "conf_buffer.h"
