@@ -22,6 +22,11 @@ if(PELM_SANITIZE)
   target_link_options(pelm_flags INTERFACE ${sanitize})
 endif()
 
+# Times after 2038, and files whose size or inode number needs 64 bits, on 32-bit targets as well.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  target_compile_definitions(pelm_flags INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
+endif()
+
 # What the distribution hardens its own packages with.
 if(CMAKE_BUILD_TYPE MATCHES "Rel")
   target_compile_options(pelm_flags INTERFACE -fstack-protector-strong -D_FORTIFY_SOURCE=2)

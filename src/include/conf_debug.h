@@ -47,7 +47,10 @@ CONF_API extern int g_log_enable;
 CONF_API void _conf_write_log(int level, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
-/** @return a file's size in bytes; -1 when the name is null or the file cannot be examined. */
+/**
+ * @return a file's size in bytes, LONG_MAX for one that no long can hold; -1 when the name is null or
+ *         the file cannot be examined
+ */
 CONF_API long _conf_get_file_length(const char* file_name);
 
 /**

@@ -135,12 +135,19 @@ int last_wait_ms() { return wait_limit_ms; }
 
 // The linker sends each reference to NAME here (--wrap, set up from the lines that begin with
 // WRAP or WATCH), and __real_NAME to where it led before.
-#define WRAP(name, result, failed, parameters, ...)                                       \
-    extern "C" decltype(name) __real_##name;                                              \
-    extern "C" result __wrap_##name parameters;                                           \
-    result __wrap_##name parameters {                                                     \
-        return fails(call::name) ? failed : made(call::name, __real_##name(__VA_ARGS__)); \
+#define WRAP_AS(name, symbol, result, failed, parameters, ...)                          \
+    extern "C" decltype(name) real_##name __asm__("__real_" #symbol);                   \
+    extern "C" result wrap_##name parameters __asm__("__wrap_" #symbol);                \
+    result wrap_##name parameters {                                                     \
+        return fails(call::name) ? failed : made(call::name, real_##name(__VA_ARGS__)); \
     }
+#define WRAP(name, ...) WRAP_AS(name, name, __VA_ARGS__)
+// As above, for a function that has another name where its times and sizes are wider than a long.
+#if defined(__USE_TIME_BITS64) && __LONG_WIDTH__ == 32
+#define WRAP_WIDE(name, wide, ...) WRAP_AS(name, wide, __VA_ARGS__)
+#else
+#define WRAP_WIDE(name, wide, ...) WRAP_AS(name, name, __VA_ARGS__)
+#endif
 // As above, for what never fails: only looked at.
 #define WATCH(name, result, parameters, look, ...) \
     extern "C" decltype(name) __real_##name;       \
@@ -157,21 +164,21 @@ WRAP(connect, int, -1, (int fd, const sockaddr* address, socklen_t size), fd, ad
 WRAP(epoll_create1, int, -1, (int flags), flags)
 WRAP(epoll_ctl, int, -1, (int epoll, int action, int fd, epoll_event* event), epoll, action, fd, event)
 WRAP(epoll_wait, int, -1, (int epoll, epoll_event* events, int room, int wait_ms), epoll, events, room, limited(wait_ms))
-WRAP(fcntl, int, -1, (int fd, int action, long argument), fd, action, argument)
-WRAP(fopen, FILE*, nullptr, (const char* path, const char* mode), path, mode)
-WRAP(fstat, int, -1, (int fd, struct stat* status), fd, status)
+WRAP_WIDE(fcntl, __fcntl_time64, int, -1, (int fd, int action, long argument), fd, action, argument)
+WRAP_WIDE(fopen, fopen64, FILE*, nullptr, (const char* path, const char* mode), path, mode)
+WRAP_WIDE(fstat, __fstat64_time64, int, -1, (int fd, struct stat* status), fd, status)
 WRAP(getpwuid, passwd*, nullptr, (uid_t uid), uid)
 WRAP(listen, int, -1, (int fd, int backlog), fd, backlog)
 WRAP(malloc, void*, nullptr, (std::size_t size), size)
-WRAP(mmap, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, mapping(size), protection, flags, fd, offset)
+WRAP_WIDE(mmap, mmap64, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, mapping(size), protection, flags, fd, offset)
 WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_size, int flags), old, size, resizing(old, size, new_size), flags)
-WRAP(open, int, -1, (const char* path, int flags, mode_t mode), path, flags, mode)
+WRAP_WIDE(open, open64, int, -1, (const char* path, int flags, mode_t mode), path, flags, mode)
 WRAP(pthread_mutex_init, int, errno, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), mutex, attributes)
 WRAP(read, ssize_t, -1, (int fd, void* bytes, std::size_t size), fd, bytes, size)
-WRAP(semctl, int, -1, (int id, int index, int action, void* argument), id, index, action, argument)
+WRAP_WIDE(semctl, __semctl64, int, -1, (int id, int index, int action, void* argument), id, index, action, argument)
 WRAP(semget, int, -1, (key_t key, int count, int flags), key, count, flags)
 WRAP(semop, int, -1, (int id, sembuf* operations, std::size_t count), id, operations, count)
-WRAP(setsockopt, int, -1, (int fd, int level, int option, const void* value, socklen_t size), fd, level, option, value, size)
+WRAP_WIDE(setsockopt, __setsockopt64, int, -1, (int fd, int level, int option, const void* value, socklen_t size), fd, level, option, value, size)
 WRAP(shmat, void*, MAP_FAILED, (int id, const void* at, int flags), id, at, flags)
 WRAP(shmget, int, -1, (key_t key, std::size_t size, int flags), key, size, flags)
 WRAP(socket, int, -1, (int family, int type, int protocol), family, type, protocol)

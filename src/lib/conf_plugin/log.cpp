@@ -4,7 +4,9 @@
 #include "support/bounded.h"
 #include "support/handle.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -94,7 +96,7 @@ long _conf_get_file_length(const char* file_name) {
     struct stat status;
     if (file_name == nullptr || stat(file_name, &status) < 0)
         return -1;
-    return static_cast<long>(status.st_size);
+    return static_cast<long>(std::min<long long>(status.st_size, LONG_MAX));
 }
 
 int econf_plugin_config_debug(int level, int enable) {

@@ -112,7 +112,7 @@ mode_words words_of(int start_mode) noexcept {
 xmlNode* _build_activate_rpc(const conf_plugin_context_t* ctxt, const mode_words& mode) noexcept {
     secret_node params{new_element("params")};
     if (!params || (mode.element != nullptr && add_empty(params.get(), mode.element) == nullptr))
-        return plugin_failure("Build activate rpc for plugin %s failed.", ctxt->name);
+        return plugin_failure("Build %s rpc for plugin %s failed.", "activate", ctxt->name);
     return plugin_build_rpc_message("activate", params.release(), ctxt->rpc_id);
 }
 
@@ -127,7 +127,7 @@ int register_plugin(conf_plugin_data* plugin, const char* name,
                     const econf_plugin_subpub_info_t* info) noexcept {
     const unique_node rpc{_build_register_rpc(plugin->plugin_ctxt, name, info)};
     if (!rpc)
-        return plugin_failure("Build register rpc for plugin %s failed.", name);
+        return plugin_failure("Build %s rpc for plugin %s failed.", "register", name);
     if (_plugin_single_rpc_send(plugin, rpc.get()) < 0)
         return plugin_failure("Plugin %s register to pelmd failed.", name);
     return 0;
@@ -195,7 +195,7 @@ void econf_plugin_deactivate(void) {
     }
     const unique_node rpc{_build_deactivate_rpc(ctxt)};
     if (!rpc) {
-        plugin_failure("Build deactivate rpc for plugin %s failed.", ctxt->name);
+        plugin_failure("Build %s rpc for plugin %s failed.", "deactivate", ctxt->name);
     } else if (_plugin_single_rpc_send(plugin, rpc.get()) < 0) {
         plugin_failure("Dectivate plugin %s failed.", ctxt->name);
     } else {
