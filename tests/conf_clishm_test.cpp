@@ -4,6 +4,7 @@
 #include "support/reports.h"
 #include "support/rows.h"
 
+#include <bit>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -25,20 +26,28 @@ using testing::ElementsAre;
 
 constexpr const char* profile = "/mnt/squash/local/etc/pelmd/pelmd.conf";
 
-bool save(int key, u32_t port = 7) {
-    const auto n = static_cast<u32_t>(key);
-    const u32_t words[] = {n, 0x5A000002 | port << 2, n, 2, 3, ~n}; // nameless bits are set too
+conf_cli_info_t record_of(int key, u32_t port, u32_t valid) {
     conf_cli_info_t record;
-    std::memcpy(&record, words, sizeof record);
+    std::memset(&record, 0x5A, sizeof record); // so that nameless bits are set too
+    record.sshd_pid = key;
+    record.valid = valid & 1;
+    record.ipv6 = 1;
+    record.cli_port = port & 0xFFFF;
+    record.addr_buf[3] = ~static_cast<u32_t>(key);
+    return record;
+}
+
+bool save(int key, u32_t port = 7) {
+    conf_cli_info_t record = record_of(key, port, 0);
     return conf_save_client_info(&record) == 0;
 }
 
 // Whether the table gives back what save() has put there.
 bool holds(int key, u32_t port = 7) {
-    const auto n = static_cast<u32_t>(key);
+    const conf_cli_info_t expected = record_of(key, port, 1);
     conf_cli_info_t found;
-    return conf_get_client_info(key, &found) == 0 && found.valid == 1 && found.ipv6 == 1 &&
-           found.cli_port == port && found.addr_buf[0] == n && found.addr_buf[3] == ~n;
+    return conf_get_client_info(key, &found) == 0 &&
+           std::memcmp(&found, &expected, sizeof found) == 0;
 }
 
 int segment() { return shmget(ftok(profile, 0), 0, 0); }
@@ -87,8 +96,14 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadItUntilItsCreatorMakesAnother) {
     EXPECT_EQ(semctl(semaphore(), 0, IPC_STAT, &lock), 0);
     EXPECT_EQ(lock.sem_perm.mode & 0777, 0660);
     const auto* at = static_cast<u32_t*>(shmat(segment(), nullptr, SHM_RDONLY));
-    EXPECT_THAT(std::vector(at, at + 13),
-                ElementsAre(2, 100, 0x5A020007, 100, 2, 3, ~100u, 0, 0, 0, 0, 0, 0));
+    const conf_cli_info_t record = record_of(100, 0x8001, 1);
+    EXPECT_EQ(at[0], 2u);
+    EXPECT_EQ(std::memcmp(at + 1, &record, sizeof record), 0);
+    EXPECT_THAT(std::vector(at + 7, at + 13), testing::Each(0u));
+    if (std::endian::native == std::endian::little) {
+        EXPECT_EQ(at[2],
+                  0x5A5A0007u); // the nameless bits, the port's highest and lowest, ipv6, valid
+    }
     shmdt(at);
     const int old_segment = segment();
     const int old_semaphore = semaphore();

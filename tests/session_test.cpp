@@ -15,6 +15,15 @@ using namespace conf;
 
 using Session = PluginTest;
 
+namespace {
+
+// Newer versions of libxml2 write an empty text out.
+std::string shortened(const std::string& body) {
+    return std::regex_replace(body, std::regex("<path></path>"), "<path/>");
+}
+
+} // namespace
+
 TEST_F(Session, RegistersEveryPathWithTheIndexOfItsSlot) {
     econf_config_cb_info_t escaped[] = {{"/&amp;", 0, nullptr}, {}};
     econf_status_cb_info_t none[] = {{}};
@@ -29,7 +38,7 @@ TEST_F(Session, RegistersEveryPathWithTheIndexOfItsSlot) {
         2 | <operate-subscribe><subscriber><path/><callback>1</callback></subscriber></operate-subscribe>)"))) {
         daemon_.will_answer(answer("<result><ignored/></result>", 1));
         const int sock = econf_plugin_init("a&b", info);
-        EXPECT_EQ(daemon_.received(),
+        EXPECT_EQ(shortened(daemon_.received()),
                   rpc("register", "<plugin-name>a&amp;b</plugin-name>" + sections, 1));
         const conf_plugin_context_t* ctxt = context();
         EXPECT_EQ(text("%d %s %u %d %d", ctxt->version, ctxt->name, ctxt->cbs_nums,
@@ -70,7 +79,7 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
     std::string reports;
     fail_each(call::xml, ENOMEM, [&](const fault&) {
         init();
-        const std::string sent = daemon_.received();
+        const std::string sent = shortened(daemon_.received());
         EXPECT_EQ(sent.find("<path/>"), sent.npos); // rather none at all
         reports += log() + "\n";
     });

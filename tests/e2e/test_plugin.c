@@ -28,7 +28,7 @@ static int print_tree(const char* label, int is_old, const char* path) {
     int result = econf_plugin_pull(is_old, path, &tree);
     xmlNodeDump(text, NULL, tree, 0, 0);
     printf(" %s %s", label, (const char*)xmlBufferContent(text));
-    result |= strstr((const char*)xmlBufferContent(text), name) != NULL;
+    result |= (strstr)((const char*)xmlBufferContent(text), name) != NULL;
     xmlBufferFree(text);
     xmlFreeNodeList(tree);
     return result;
