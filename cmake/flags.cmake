@@ -8,6 +8,7 @@ target_compile_options(pelm_flags INTERFACE
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
   $<$<COMPILE_LANGUAGE:CXX>:-Wextra-semi -Wnon-virtual-dtor -Woverloaded-virtual
                             -Wzero-as-null-pointer-constant>
+  $<$<BOOL:${PELM_WERROR}>:-Werror>
   # Each compiler minds libxml2's BAD_CAST in one of these two.
   $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wold-style-cast>
   $<$<CXX_COMPILER_ID:GNU>:-Wcast-align=strict -Wcast-qual -Wduplicated-branches -Wduplicated-cond -Wlogical-op>)

@@ -19,11 +19,16 @@ install(DIRECTORY src/include/ DESTINATION ${header_directory} COMPONENT develop
 write_basic_package_version_file(pelmconf-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES cmake/pelmconf-config.cmake ${PROJECT_BINARY_DIR}/pelmconf-config-version.cmake
         DESTINATION ${package_directory} COMPONENT development)
-cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX OUTPUT_VARIABLE up_to_prefix
-           BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH up_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/pelmconf.pc.in pelmconf.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/pelmconf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
+
+# The programs find the library wherever the tree is moved to.
+if(NOT DEFINED CMAKE_INSTALL_RPATH)
+  file(RELATIVE_PATH to_library ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+  set(CMAKE_INSTALL_RPATH $ORIGIN/${to_library})
+endif()
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         FILES_MATCHING PATTERN *.c PATTERN *.sim PATTERN demo.xml)

@@ -1,37 +1,43 @@
 #!/usr/bin/env bash
-# install.sh BUILD: installs from there into an empty directory, then builds and runs an example with
+# install.sh BUILD: installs from there into an empty directory, then builds and runs a program with
 # what it finds there, as somebody else's project. Or install.sh PACKAGE...: unpacks them there.
 set -euo pipefail
 outside=$(dirname "$0")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# Without arguments the example says how to use it, provided that it finds its libraries.
-runs() { [[ $("$1" 2>&1) == usage:* ]]; }
-
 if [[ -d $1 ]]; then
     cmake --install "$1" --prefix "$work/first" >/dev/null
     mv "$work/first" "$work/moved" # nothing may hold the place it was installed to
+    library_path=
 else
     for package in "$@"; do dpkg-deb --extract "$package" "$work/first"; done
     mv "$work/first/usr" "$work/moved"
+    library_path=$(dirname "$(find "$work/moved" -name libpelmconf.so.1)") # where the system looks
 fi
-example=$(find "$work/moved" -name notify.c)
 pkgconfig=$(find "$work/moved" -name pelmconf.pc -printf %h)
-export PKG_CONFIG_PATH=$pkgconfig LD_LIBRARY_PATH=$pkgconfig/..
 
+# Programs that were installed find the library by themselves.
+simulator=$work/moved/bin/pelmsim
+[[ ! -x $simulator ]] || LD_LIBRARY_PATH=$library_path "$simulator" --help >/dev/null
+
+# Whoever compiles against the library needs no libcjson. pkg-config sees all packages but that.
+mkdir "$work/sdk"
+IFS=: read -ra known <<<"$pkgconfig:$(pkg-config --variable pc_path pkg-config)"
+find "${known[@]}" -name '*.pc' ! -name libcjson.pc -exec cp -t "$work/sdk" '{}' + 2>/dev/null || true
+PKG_CONFIG_LIBDIR=$work/sdk pkg-config --cflags --libs pelmconf >/dev/null
+
+export PKG_CONFIG_PATH=$pkgconfig
 read -ra options < <(pkg-config --cflags --libs "pelmconf >= 1.0")
-cc -o "$work/shared" "$example" "${options[@]}"
-runs "$work/shared"
-"$work/moved/bin/pelmsim" --help >/dev/null
+cc -o "$work/shared" "$outside/exercise.c" "${options[@]}"
+LD_LIBRARY_PATH=$pkgconfig/.. "$work/shared"
 
 # By its file's name, since the shared library is there, too, and would be taken.
 read -ra options < <(pkg-config --static --cflags --libs pelmconf)
-cc -o "$work/static" "$example" "${options[@]/#-lpelmconf/-l:libpelmconf.a}"
-LD_LIBRARY_PATH='' runs "$work/static"
+cc -o "$work/static" "$outside/exercise.c" "${options[@]/#-lpelmconf/-l:libpelmconf.a}"
+"$work/static"
 
-cmake -S "$outside" -B "$work/build" -G Ninja -DCMAKE_PREFIX_PATH="$work/moved" \
-    -DEXAMPLE="$example" >/dev/null
+cmake -S "$outside" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/moved" >/dev/null
 cmake --build "$work/build" >/dev/null
-runs "$work/build/shared"
-LD_LIBRARY_PATH='' runs "$work/build/static"
+"$work/build/shared"
+"$work/build/static"
