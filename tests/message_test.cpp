@@ -99,7 +99,9 @@ TEST(Message, IsMadeWholeOrWipedAndFreed) {
             xmlNode* child = tree(body).release();
             std::optional<fault> no_memory(std::in_place, call::xml, ENOMEM, skip);
             const unique_node made{make(child)};
-            EXPECT_TRUE(watch->texts() == 0 || make == reply) << skip;
+            // Newer versions of libxml2 free what there is of a tree themselves, without wiping it.
+            const bool is_parsers_own = make == parse && !made && LIBXML_VERSION >= 21300;
+            EXPECT_TRUE(watch->texts() == 0 || make == reply || is_parsers_own) << skip;
             watch.reset();
             has_failed = no_memory->hit();
             no_memory.reset();

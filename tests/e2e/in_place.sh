@@ -7,6 +7,10 @@ here=$(dirname "${BASH_SOURCE[0]}")
 if [[ -z ${PELM_CONTAINER:-} ]] && "$here/plain_container.sh" true 2>/dev/null; then
     PELM_CONTAINER=made exec "$here/plain_container.sh" "$0" "$@"
 fi
+if [[ -z ${PELM_CONTAINER:-} ]] && unshare --user --map-root-user --mount --ipc true 2>/dev/null; then
+    echo "skipped: this is no plain container, and none can be made here"
+    exit 0
+fi
 unset PELM_IN_PLACE container
 export LC_ALL=C
 world=$1
