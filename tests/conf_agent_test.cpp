@@ -14,6 +14,7 @@
 #include <grp.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <set>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -106,6 +107,7 @@ TEST_F(Agent, BuildsOneRequestBehindTheOther) {
 TEST_F(Agent, ReportsARequestItCannotBuildAndLeavesTheBuffer) {
     std::string filling(static_cast<std::size_t>(requests_->total - 13), '.');
     conf_buffer_append(&requests_, filling.data(), static_cast<int>(filling.size()));
+    std::set<std::string> reports;
     for (const call which : {call::mremap, call::getpwuid, call::xml})
         for (const auto build :
              {conf_agent_build_session, conf_agent_build_notify_rpc, conf_agent_build_capability})
@@ -113,8 +115,32 @@ TEST_F(Agent, ReportsARequestItCannotBuildAndLeavesTheBuffer) {
                 const std::string before = requests();
                 const bool is_built = build(&requests_, 1) == 0;
                 EXPECT_TRUE(is_built != one.hit() && is_built != (requests() == before));
-                EXPECT_EQ(captured_syslog().empty(), is_built);
+                const std::vector<std::string> said = captured_syslog();
+                EXPECT_EQ(said.empty(), is_built);
+                reports.insert(said.begin(), said.end());
             });
+    std::string words;
+    for (const std::string& report : reports)
+        words += report.starts_with("<11>[ERROR] ") ? report.substr(12) : report;
+    EXPECT_EQ(words, R"(Allocate 131072 byte(s) memory failed(Cannot allocate memory).
+Append message body to outbound buffer failed.
+Create attribution <message-id> failed.
+Create child node <agent-ppid> failed.
+Create child node <create-session> failed.
+Create child node <get-capability> failed.
+Create child node <username> failed.
+Create child node failed.
+Create namepsace <com:vantrel:netconf:private:zerin:device:pelmd> failed.
+Create namespace <urn:ietf:params:xml:ns:netconf:base:1.0> failed.
+Create root node <rpc> failed.
+Create xml buffer failed.
+Dump xml to message for <create-session> failed.
+Dump xml to message for <create-subscription> failed.
+Dump xml to message for <get-capability> failed.
+Expand buffer failed.
+Get login user information failed(Cannot allocate memory).
+[RE]Create namepsace <urn:ietf:params:xml:ns:netconf:notification:1.0> failed.
+)");
 }
 
 // In a world of its own a process cannot give files to groups.

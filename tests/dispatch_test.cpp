@@ -66,7 +66,9 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
         subscribe | <session-id/><callback>3</callback> | call -1 (null) (null) out; | <result><path/><data><o/>t</data></result>
         kickoff   | | call; | <result/>
         publish   | <type>config</type>                                       || -1 Error publish rpc message.
+        publish   | <info/>                                                   || -1 Error publish rpc message.
         publish   | <type>Config</type><info/>                                || -1 Unknown publish type.
+        publish   | <type>configs</type><info/>                               || -1 Unknown publish type.
         publish   | <type>config</type><info/>                                || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>0</callback>          || -1 Cann't find the callback function.
         publish   | <type>config</type><info/><callback>4294967297</callback> || -1 Cann't find the callback function.
@@ -172,6 +174,7 @@ TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
         publish   | <type>config</type>         | Send reply message to pelmd failed.; Plugin ntp send reply for publish rpc failed.
         publish   | <type>operate</type><info/> | Send reply message to pelmd failed.; Plugin ntp send error-reply failed.
         subscribe | <callback>3</callback>      | Send reply message to pelmd failed.
+        subscribe | <callback>9</callback>      | Send reply message to pelmd failed.; Plugin ntp send reply for publish rpc failed.
         x         |                             | Send reply message to pelmd failed.; Plugin ntp send reply for x rpc failed.)"))) {
         const fault broken(call::write, EPIPE);
         EXPECT_EQ(outcome(method, params), "");
@@ -179,6 +182,7 @@ TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
     }
     const fault no_memory(call::strdup, ENOMEM);
     EXPECT_EQ(outcome("publish", requests_[0][1]), "-1 Service process failed.");
+    EXPECT_EQ(log(), "Duplicated path /a failed.");
 }
 
 TEST_F(Dispatch, NeverSendsHalfAnAnswer) {

@@ -95,6 +95,18 @@ TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
         const fault no_memory(call::malloc, ENOMEM);
         EXPECT_EQ(ask(), -1);
     }
+    const fault no_memory(call::malloc, ENOMEM);
+    econf_plugin_error(5, "");
+    EXPECT_TRUE(log().ends_with("; Input parameters error, plugin is null."
+                                "; Input parameters error, plugin is null."
+                                "; Can not get plugin information on error set."));
+}
+
+TEST_F(Requests, SayThatTheDaemonDoesNotAnswer) {
+    start();
+    EXPECT_EQ(econf_plugin_save_deployment(), -1);
+    EXPECT_EQ(log(), "Epoll wait failed(timeout).; Plugin ntp send rpc to pelmd failed.; "
+                     "Plugin ntp save deployment data failed.");
 }
 
 TEST_F(Requests, SayWhatTheyAskAndTakeTheAnswer) {
@@ -184,4 +196,17 @@ TEST_F(Requests, AreLoggedWhenTheyCarryData) {
                      "INFO - Build config deployment packet, path:/a, oper:4294967295, name:ntp; "
                      "INFO - Begin to send config deployment packet, name:ntp; "
                      "INFO - End to send config deployment packet, name:ntp; ");
+}
+
+TEST_F(Requests, DoNotBelieveAHookThatFailsNorTakeOneForAnother) {
+    static xmlNode other;
+    pelmd_plugin_callback_t hooks{};
+    hooks.conf_plugin_pull = [](bool_t, const char*, xmlNode** out) { return *out = &other, -7; };
+    EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
+    xmlNode* found = &other;
+    EXPECT_EQ(econf_plugin_pull(0, "/a", &found), -7);
+    EXPECT_EQ(found, nullptr);
+    EXPECT_EQ(econf_plugin_locate(0, "/a", &found), -1);
+    std::free(get_plugin_hooks());
+    del_plugin_from_hash();
 }

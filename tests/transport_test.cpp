@@ -248,7 +248,10 @@ TEST_F(Transport, SaysWhyAFrameCannotBeQueued) {
         const fault no_memory(call::mremap, ENOMEM);
         EXPECT_EQ(respond("<reply>no room</reply>"), "");
         EXPECT_STREQ(context()->send_buf->buf, filling.c_str());
-        EXPECT_EQ(log(), report);
+        const fault nor_for_a_request(call::mremap, ENOMEM);
+        EXPECT_EQ(request("<rpc>no room</rpc>"), "");
+        EXPECT_STREQ(context()->send_buf->buf, filling.c_str());
+        EXPECT_EQ(log(), report + std::string("; ") + report);
         conf_buffer_remove(context()->send_buf, 0, static_cast<int>(used));
     }
 }
@@ -260,6 +263,15 @@ TEST_F(Transport, AnAnswerCarriesTheErrorRecordedOnce) {
     EXPECT_EQ(_plugin_single_reply_send(plugin(), 9), 0);
     EXPECT_EQ(daemon_.received(),
               reply("<error><code>-5</code><message>no</message></error>", 9) + result);
+    const auto answer_with_error = [] {
+        _plugin_set_error(plugin(), 5, "no");
+        (void)_plugin_single_reply_send(plugin(), 9);
+    };
+    EXPECT_EQ(last_words_without_memory(answer_with_error),
+              "; Create <error> node failed.; Create <code> node failed."
+              "; Create <message> node failed.; Build reply message failed."
+              "; Send reply message to pelmd failed.");
+    (void)daemon_.received();
     _plugin_set_error(plugin(), 5, "lost");
     EXPECT_EQ(_plugin_single_reply_send(plugin(), 0), -1);
     EXPECT_EQ(_plugin_single_reply_send(plugin(), 9), 0);

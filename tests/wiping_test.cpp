@@ -1,6 +1,7 @@
 // What may have held a secret is wiped before its memory is given back.
 #include "support/plugin.h"
 
+#include <functional>
 #include <optional>
 
 using namespace conf;
@@ -92,4 +93,39 @@ TEST_F(Wiping, ReachesAValueThatCannotBeWrapped) {
     char path[] = "/a";
     conf_val_t val{};
     EXPECT_EQ(left_by([&] { EXPECT_EQ(conf_plg_get_value(nullptr, path, &val), -1); }), 0);
+    EXPECT_EQ(log(), "Create <data> node failed.");
+}
+
+TEST_F(Wiping, ReachesAnswersThatOnlySayWhetherItWorked) {
+    const unique_node data{nodes_of("<x/>")};
+    const std::function<void()> requests[] = {
+        econf_plugin_deactivate,
+        [] { (void)econf_plugin_activate(ACTIVATE_WITH_NONE); },
+        [&] { (void)econf_plugin_push("/a", data.get()); },
+        [&] { (void)econf_plugin_config_deployment("/a", 0, data.get()); },
+        [] { (void)econf_plugin_save_deployment(); },
+        [] { (void)econf_plugin_copy_running_to_deployment(1); },
+    };
+    for (const std::string outcome : {"result", "error", "other"})
+        for (const auto& request : traced(requests)) {
+            context()->bit_activate = &request != requests + 1;
+            daemon_.will_answer(answer("<" + outcome + ">" + element_ + "</" + outcome + ">"));
+            EXPECT_EQ(left_by(request), 0) << outcome;
+        }
+    econf_plugin_close();
+    daemon_.will_answer(answer("<result>" + element_ + "</result>", 1));
+    EXPECT_EQ(left_by([] { EXPECT_GE(econf_plugin_init("ntp", &one_of_each), 0); }), 0);
+}
+
+TEST_F(Wiping, ReachesPushedDataWithItsText) {
+    const unique_node data{nodes_of(element_)};
+    for (const bool is_push : {true, false})
+        for (const std::string outcome : {"<result/>", "<error/>", ""}) {
+            const secret_watch watch;
+            daemon_.will_answer(outcome.empty() ? "" : answer(outcome));
+            EXPECT_EQ(is_push ? econf_plugin_push("/a", data.get())
+                              : econf_plugin_config_deployment("/a", 0, data.get()),
+                      outcome == "<result/>" ? 0 : -1);
+            EXPECT_EQ(watch.all(), 0);
+        }
 }

@@ -16,7 +16,7 @@ public:
     secret_watch(secret_watch&&) = delete;
     ~secret_watch();
 
-    // Pages that held it, and blocks that began with it, as the text of a node does.
+    // Pages that held it, and blocks that began with it, like the text of a node.
     int texts() const;
     // With blocks that held it anywhere. There always are some when libxml2 has parsed it.
     int all() const;
