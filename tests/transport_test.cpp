@@ -168,6 +168,7 @@ TEST_F(Transport, AFailedWaitDropsTheQueueAndForARequestWhatWasReceivedToo) {
         const fault again(failing, ENOMEM);
         EXPECT_EQ(after(request("<rpc/>")), report);
     }
+    EXPECT_EQ(next_id(), 2); // none of them has begun
     daemon_.send("abc");
     const fault broken(call::read, EIO);
     EXPECT_EQ(after(request("<rpc/>")), "Read message from pelmd failed(Input/output error).");
