@@ -1,6 +1,6 @@
 #include "survey.h"
 
-#include "console.h"
+#include "journal/console.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -1,5 +1,5 @@
-#include "listener.h"
 #include "survey.h"
+#include "wire/listener.h"
 
 #include <cerrno>
 #include <conf_plugin.h>

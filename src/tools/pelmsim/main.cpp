@@ -1,7 +1,7 @@
 // pelmsim: plays the daemon for the authors of plugins and agents.
-#include "desk.h"
-#include "problem.h"
+#include "model/problem.h"
 #include "prompt.h"
+#include "script/desk.h"
 #include "survey.h"
 #include "world.h"
 

@@ -1,8 +1,8 @@
 // The prompt: a line editor with history and completion.
 #pragma once
 
-#include "console.h"
-#include "loop.h"
+#include "journal/console.h"
+#include "wire/loop.h"
 
 #include <deque>
 #include <optional>

@@ -1,0 +1,70 @@
+// One plugin that is connected: what it registered, and requests to and from it.
+#pragma once
+
+#include "model/outcome.h"
+#include "model/path.h"
+#include "wire/connection.h"
+
+#include <conf_def.h>
+#include <optional>
+#include <vector>
+
+namespace pelmsim {
+
+enum class serves { config, status, operate };
+
+struct registration {
+    serves kind;
+    data_path path;
+    int priority; // of a configuration path
+    u32_t callback;
+};
+
+class plugin;
+
+// The daemon's side of a plugin's requests.
+class request_server {
+public:
+    // Null when no answer is to be given; otherwise a <result> or an <error>.
+    virtual unique_node serve(plugin& from, const std::string& method, const xmlNode* params) = 0;
+    virtual void gone(plugin& which, bool by_peer) = 0;
+
+    milliseconds answer_limit{10000}; // how long plugins may take to answer
+
+protected:
+    ~request_server() = default;
+};
+
+class plugin : public connection {
+public:
+    plugin(event_loop& loop, console& out, unique_fd socket, request_server& server)
+        : connection(loop, out, std::move(socket)), server_(server) {}
+
+    // Sends a request and serves events until it is answered, the connection ends or the time is up.
+    // subject is what the event line says of it.
+    outcome ask(const std::string& method, unique_node params, const std::string& subject);
+
+    std::string label() const override;
+
+    std::string name; // empty until it registers
+    bool active = false;
+    std::vector<registration> registrations;
+
+protected:
+    void on_frame(unique_node body) override;
+    void on_unreadable(const std::string& why) override;
+    void on_closed(bool by_peer) override;
+
+private:
+    void on_request(xmlNode* rpc);
+    void on_answer(xmlNode* reply);
+
+    request_server& server_;
+    u32_t last_id_ = 0;
+    u32_t awaited_id_ = 0; // 0 while nothing is awaited
+    std::optional<outcome> answer_;
+};
+
+unique_node new_error(int code, const std::string& text);
+
+} // namespace pelmsim

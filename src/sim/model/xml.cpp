@@ -1,0 +1,130 @@
+#include "model/xml.h"
+
+#include "model/problem.h"
+
+#include <conf_misc.h>
+#include <libxml/parser.h>
+#include <new>
+
+namespace pelmsim {
+namespace {
+
+template <class T> T* or_throw(T* made) {
+    if (made == nullptr)
+        throw std::bad_alloc();
+    return made;
+}
+
+struct document_deleter {
+    void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
+};
+
+// Called by the serialiser, which exceptions must not pass through.
+int append(void* text, const char* bytes, int count) {
+    try {
+        static_cast<std::string*>(text)->append(bytes, static_cast<std::size_t>(count));
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+    return count;
+}
+
+std::string dump(const xmlNode* node, int format) {
+    std::string text;
+    xmlOutputBuffer* const output =
+        or_throw(xmlOutputBufferCreateIO(append, nullptr, &text, nullptr));
+    xmlNodeDumpOutput(output, nullptr, const_cast<xmlNode*>(node), 0, format, nullptr);
+    if (xmlOutputBufferClose(output) < 0)
+        throw std::bad_alloc();
+    return text;
+}
+
+} // namespace
+
+unique_node new_element(const char* name) {
+    return unique_node(or_throw(xmlNewNode(nullptr, BAD_CAST name)));
+}
+
+xmlNode* add_element(xmlNode* parent, const char* name, const std::string& text) {
+    const char* const content = text.empty() ? nullptr : text.c_str();
+    return or_throw(xmlNewTextChild(parent, nullptr, BAD_CAST name, BAD_CAST content));
+}
+
+xmlNode* attach(xmlNode* parent, unique_node child) {
+    return or_throw(xmlAddChild(parent, child.release()));
+}
+
+void attach(xmlNode* parent, unique_nodes first) {
+    if (first != nullptr)
+        or_throw(xmlAddChildList(parent, first.release()));
+}
+
+unique_nodes copy_nodes(const xmlNode* first) {
+    if (first == nullptr)
+        return nullptr;
+    return unique_nodes(or_throw(xmlCopyNodeList(const_cast<xmlNode*>(first))));
+}
+
+std::string local_name(const xmlNode* element) {
+    const std::string name = reinterpret_cast<const char*>(element->name);
+    return name.substr(name.find(':') + 1);
+}
+
+std::vector<xmlNode*> child_elements(const xmlNode* parent) {
+    std::vector<xmlNode*> found;
+    for (xmlNode* node = parent->children; node != nullptr; node = node->next)
+        if (node->type == XML_ELEMENT_NODE)
+            found.push_back(node);
+    return found;
+}
+
+xmlNode* find_child(const xmlNode* parent, const char* name) {
+    for (xmlNode* node = parent->children; node != nullptr; node = node->next)
+        if (node->type == XML_ELEMENT_NODE && local_name(node) == name)
+            return node;
+    return nullptr;
+}
+
+bool is_leaf(const xmlNode* element) { return child_elements(element).empty(); }
+
+std::string text_of(const xmlNode* element) {
+    const char* const text = conf_get_node_content(const_cast<xmlNode*>(element));
+    return text == nullptr ? "" : text;
+}
+
+std::string child_text(const xmlNode* parent, const char* name) {
+    const xmlNode* const found = find_child(parent, name);
+    return found == nullptr ? "" : text_of(found);
+}
+
+unique_nodes parse_nodes(const std::string& text) {
+    const std::string wrapped = "<x>" + text + "</x>";
+    const std::unique_ptr<xmlDoc, document_deleter> document(
+        xmlReadMemory(wrapped.data(), static_cast<int>(wrapped.size()), nullptr, "utf-8",
+                      XML_PARSE_NOBLANKS | XML_PARSE_NONET));
+    if (document == nullptr)
+        throw problem("this is not well-formed XML: " + text);
+    return copy_nodes(xmlDocGetRootElement(document.get())->children);
+}
+
+std::string compact_node(const xmlNode* node) { return dump(node, 0); }
+
+std::string compact(const xmlNode* first) {
+    std::string text;
+    for (; first != nullptr; first = first->next)
+        text += dump(first, 0);
+    return text;
+}
+
+std::string pretty(const xmlNode* first) {
+    std::string text;
+    for (; first != nullptr; first = first->next)
+        text += (text.empty() ? "" : "\n") + dump(first, 1);
+    return text;
+}
+
+void silence_parser() {
+    xmlSetStructuredErrorFunc(nullptr, [](void*, auto*) {});
+}
+
+} // namespace pelmsim

@@ -1,0 +1,44 @@
+// The few things that are done with XML: make it, take it apart, print it.
+#pragma once
+
+#include "model/owners.h"
+
+#include <string>
+#include <vector>
+
+namespace pelmsim {
+
+unique_node new_element(const char* name);
+
+// Adds a child at the end; its text is escaped on output. The child stays the parent's.
+xmlNode* add_element(xmlNode* parent, const char* name, const std::string& text = {});
+
+// Hangs a node, or a list, below parent.
+xmlNode* attach(xmlNode* parent, unique_node child);
+void attach(xmlNode* parent, unique_nodes first);
+
+unique_nodes copy_nodes(const xmlNode* first); // with the siblings behind it
+
+// The name without a prefix, also where the prefix was never declared.
+std::string local_name(const xmlNode* element);
+
+std::vector<xmlNode*> child_elements(const xmlNode* parent);
+xmlNode* find_child(const xmlNode* parent, const char* name); // the first, or null
+bool is_leaf(const xmlNode* element);                         // has no elements below it
+
+// The text of an element, or of its child of that name: empty when there is none.
+std::string text_of(const xmlNode* element);
+std::string child_text(const xmlNode* parent, const char* name);
+
+// Reads elements and text as they stand between two tags. Throws problem.
+unique_nodes parse_nodes(const std::string& text);
+
+// The serialisation of one node, and of a node with the siblings behind it: in one line, or indented.
+std::string compact_node(const xmlNode* node);
+std::string compact(const xmlNode* first);
+std::string pretty(const xmlNode* first);
+
+// Keeps the parser from writing to the standard error output on its own account.
+void silence_parser();
+
+} // namespace pelmsim

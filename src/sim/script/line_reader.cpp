@@ -1,0 +1,89 @@
+#include "script/line_reader.h"
+
+#include "model/problem.h"
+
+#include <charconv>
+
+namespace pelmsim {
+namespace {
+
+bool is_blank(char c) { return c == ' ' || c == '\t'; }
+
+// Where the quoted text that begins here ends: behind the closing quote, or at the end.
+std::size_t end_of_quotes(const std::string& line, std::size_t at) {
+    const char quote = line[at++];
+    while (at < line.size() && line[at] != quote)
+        at += line[at] == '\\' ? 2 : 1;
+    return std::min(at + 1, line.size());
+}
+
+// Takes the quotes off, and the backslashes that kept a quote or a backslash from its meaning.
+std::string unquoted(const std::string& text) {
+    std::string result;
+    for (std::size_t at = 1; at + 1 < text.size(); ++at) {
+        if (text[at] == '\\' && (text[at + 1] == text[0] || text[at + 1] == '\\'))
+            ++at;
+        result += text[at];
+    }
+    return result;
+}
+
+bool is_quote(char c) { return c == '"' || c == '\''; }
+
+} // namespace
+
+line_reader::line_reader(std::string line) : line_(std::move(line)) {
+    line_.erase(line_.find_last_not_of(" \t\r") + 1);
+    skip_blanks();
+}
+
+void line_reader::skip_blanks() {
+    while (!at_end() && is_blank(line_[at_]))
+        ++at_;
+}
+
+std::string line_reader::word(const char* what) {
+    if (at_end())
+        throw problem(std::string(what) + " is missing");
+    const std::size_t begin = at_;
+    for (bool bracketed = false; !at_end() && (bracketed || !is_blank(line_[at_]));) {
+        bracketed = line_[at_] == '[' || (bracketed && line_[at_] != ']');
+        at_ = is_quote(line_[at_]) && (bracketed || at_ == begin) ? end_of_quotes(line_, at_)
+                                                                  : at_ + 1;
+    }
+    const std::string found = line_.substr(begin, at_ - begin);
+    skip_blanks();
+    return is_quote(found[0]) ? unquoted(found) : found;
+}
+
+int line_reader::number_or(int otherwise) {
+    int number = 0;
+    const char* const begin = line_.data() + at_;
+    const auto [end, error] = std::from_chars(begin, line_.data() + line_.size(), number);
+    if (error != std::errc{} || (*end != '\0' && !is_blank(*end)))
+        return otherwise;
+    at_ += static_cast<std::size_t>(end - begin);
+    skip_blanks();
+    return number;
+}
+
+std::chrono::milliseconds line_reader::time_or(std::chrono::milliseconds otherwise) {
+    const std::chrono::milliseconds given(number_or(static_cast<int>(otherwise.count())));
+    if (given < given.zero())
+        throw problem(std::to_string(given.count()) + " is no number of milliseconds");
+    return given;
+}
+
+std::string line_reader::rest() {
+    const std::string text = line_.substr(at_);
+    at_ = line_.size();
+    const bool whole = !text.empty() && is_quote(text[0]) && end_of_quotes(text, 0) == text.size();
+    return whole ? unquoted(text) : text;
+}
+
+void line_reader::finish() const {
+    if (!at_end())
+        throw problem("nothing more was expected at \"" + line_.substr(at_) + "\"");
+}
+
+} // namespace pelmsim

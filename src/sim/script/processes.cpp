@@ -1,0 +1,165 @@
+#include "script/processes.h"
+
+#include "model/problem.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <termios.h>
+
+namespace pelmsim {
+namespace {
+
+constexpr milliseconds patience{5000};
+
+struct fd_pair {
+    unique_fd ours;
+    unique_fd theirs;
+};
+
+// A terminal, so that what the program prints comes line by line; a pipe where there is none.
+fd_pair output_channel() {
+    int ends[2];
+    termios raw{};
+    cfmakeraw(&raw);
+    if (openpty(&ends[0], &ends[1], nullptr, &raw, nullptr) != 0 && pipe(ends) != 0)
+        throw problem(std::string("cannot make a pipe: ") + std::strerror(errno));
+    fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+    fcntl(ends[1], F_SETFD, FD_CLOEXEC);
+    return {unique_fd(ends[0]), unique_fd(ends[1])};
+}
+
+// In the child: never returns. What hinders it goes through the pipe.
+[[noreturn]] void become(const std::vector<std::string>& words, int output, int complaint) {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int nothing = open("/dev/null", O_RDONLY);
+    dup2(nothing, STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
+    for (const std::string& word : words)
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    (void)!write(complaint, &errno, sizeof errno);
+    _exit(127);
+}
+
+bool failed(const process& ended) {
+    const int status = ended.status.value_or(-1);
+    const bool as_asked = ended.asked_to_end && WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM;
+    return !ended.expected && !as_asked && status != 0;
+}
+
+} // namespace
+
+std::string describe_status(int status) {
+    if (WIFEXITED(status))
+        return "status " + std::to_string(WEXITSTATUS(status));
+    return "signal " + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";
+}
+
+process_table::process_table(event_loop& loop, console& out) : loop_(loop), out_(out) {}
+
+process_table::~process_table() {
+    for (const process& each : all_)
+        if (!each.status)
+            (void)kill(-each.pid, SIGKILL);
+}
+
+void process_table::start(const std::vector<std::string>& words, std::string name) {
+    fd_pair output = output_channel();
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        throw problem(std::string("cannot make a pipe: ") + std::strerror(errno));
+    unique_fd complaints(ends[0]);
+    unique_fd complain(ends[1]);
+    const pid_t pid = fork();
+    if (pid == 0)
+        become(words, output.theirs.get(), complain.get());
+    if (pid < 0)
+        throw problem(std::string("cannot start a process: ") + std::strerror(errno));
+    complain.reset();
+    if (int error = 0; read(complaints.get(), &error, sizeof error) == sizeof error) {
+        (void)waitpid(pid, nullptr, 0);
+        throw problem("cannot run " + words[0] + ": " + std::strerror(error) +
+                      (error == ENOENT ? " (pelmsim run hides /mnt, /var/tmp and /var/log)" : ""));
+    }
+    (void)setpgid(pid, pid); // the child does so too: whoever comes first
+    fcntl(output.ours.get(), F_SETFL, O_NONBLOCK);
+    if (name.empty())
+        name = words[0].substr(words[0].rfind('/') + 1);
+    all_.push_back({pid, std::move(name), std::move(output.ours)});
+    process& made = all_.back();
+    loop_.watch(made.output.get(), POLLIN, [this, &made](short) { read_output(made); });
+}
+
+process* process_table::find(const std::string& name) {
+    const auto found = std::find_if(all_.rbegin(), all_.rend(),
+                                    [&](const process& each) { return each.name == name; });
+    return found == all_.rend() ? nullptr : &*found;
+}
+
+void process_table::reap() {
+    for (process& each : all_) {
+        int status = 0;
+        if (each.status || waitpid(each.pid, &status, WNOHANG) != each.pid)
+            continue;
+        read_output(each); // what it said last comes before its end
+        each.status = status;
+        out_.report({each.name, ' ', "process " + std::to_string(each.pid) + " ended",
+                     describe_status(status), !failed(each)});
+    }
+}
+
+void process_table::stop(process& which) {
+    if (which.status)
+        return;
+    which.asked_to_end = true;
+    (void)kill(-which.pid, SIGTERM);
+    if (loop_.run_until([&] { return which.status.has_value(); }, patience))
+        return;
+    (void)kill(-which.pid, SIGKILL);
+    (void)loop_.run_until([&] { return which.status.has_value(); }, patience);
+}
+
+bool process_table::end_all() {
+    std::ranges::for_each(all_, [this](process& each) { stop(each); });
+    return std::ranges::none_of(all_, failed);
+}
+
+void process_table::read_output(process& from) {
+    char bytes[4096];
+    ssize_t count;
+    while ((count = read(from.output.get(), bytes, sizeof bytes)) > 0) {
+        for (const char c : std::string_view(bytes, static_cast<std::size_t>(count)))
+            if (c == '\n')
+                print_line(from);
+            else
+                from.partial_line += c;
+    }
+    if (count < 0 && errno == EAGAIN)
+        return;
+    if (!from.partial_line.empty())
+        print_line(from);
+    loop_.forget(from.output.get());
+    from.output.reset();
+}
+
+void process_table::print_line(process& from) {
+    const std::string line = std::exchange(from.partial_line, {});
+    output_ += line + "\n";
+    out_.output(from.name, line);
+}
+
+} // namespace pelmsim

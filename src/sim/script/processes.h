@@ -1,0 +1,64 @@
+// Programs that pelmsim starts: plugins, agents, whatever is to live in the same world.
+#pragma once
+
+#include "journal/console.h"
+#include "model/owners.h"
+#include "wire/loop.h"
+
+#include <list>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace pelmsim {
+
+struct process {
+    pid_t pid;
+    std::string name;
+    unique_fd output;
+    std::string partial_line = {};
+    std::optional<int> status = {}; // as from waitpid(), once it has ended
+    bool asked_to_end = false;      // by SIGTERM, which it may die of
+    bool expected = false;          // a script waited for its end, whatever the status
+};
+
+class process_table {
+public:
+    process_table(event_loop& loop, console& out);
+    process_table(const process_table&) = delete;
+    process_table& operator=(const process_table&) = delete;
+    ~process_table(); // kills what still runs
+
+    // Starts a program in a process group of its own, by default under the name of its file. Throws
+    // problem when it cannot be run.
+    void start(const std::vector<std::string>& words, std::string name = {});
+
+    // The last one started under that name, or null.
+    process* find(const std::string& name);
+
+    // Asks it to end, and kills it when it does not.
+    void stop(process& which);
+
+    // Ends all; false when one had failed on its own account, or had to be killed.
+    bool end_all();
+
+    void reap(); // to be called when a child has ended
+
+    // All lines that they printed.
+    const std::string& output() const { return output_; }
+
+private:
+    void read_output(process& from);
+    void print_line(process& from);
+
+    event_loop& loop_;
+    console& out_;
+    std::list<process> all_;
+    std::string output_;
+};
+
+// "status 3" or "signal 11 (Segmentation fault)".
+std::string describe_status(int status);
+
+} // namespace pelmsim

@@ -1,0 +1,73 @@
+// One stream connection: frames in and out of a non-blocking socket.
+#pragma once
+
+#include "journal/console.h"
+#include "model/owners.h"
+#include "wire/loop.h"
+
+#include <conf_buffer.h>
+#include <deque>
+#include <memory>
+#include <string>
+#include <sys/types.h>
+
+namespace pelmsim {
+
+class connection : public std::enable_shared_from_this<connection> {
+public:
+    connection(event_loop& loop, console& out, unique_fd socket);
+    connection(const connection&) = delete;
+    connection& operator=(const connection&) = delete;
+    virtual ~connection();
+
+    void start(); // begins to listen to the peer
+
+    // Takes the frame into the queue and writes what the socket takes at once. Hangs up on a peer
+    // that leaves too much of it unread.
+    void send(const xmlNode* body);
+
+    // Ends the connection from this side; on_closed() is not called.
+    void close();
+
+    bool is_open() const { return static_cast<bool>(socket_); }
+    pid_t pid() const { return pid_; }
+    uid_t uid() const { return uid_; }
+
+    virtual std::string label() const = 0; // as event lines call the peer
+
+protected:
+    virtual void on_frame(unique_node body) = 0;
+    virtual void on_unreadable(const std::string& why) = 0; // a frame was dropped
+    virtual void on_closed(bool by_peer) = 0;               // the connection has ended
+
+    event_loop& loop() { return loop_; }
+    console& out() { return out_; }
+    void complain(const std::string& why); // prints an event line of what cannot be read
+
+private:
+    void guarded(const std::function<void()>& action);
+    void hang_up(const std::string& why);
+    void on_ready(short events);
+    void queue_frame(const xmlNode* body);
+    bool receive();
+    void write_queue();
+    void on_write_error(int error);
+    void drop_queue();
+    void take_frames();
+    bool frame_is_whole();
+    void skip_garbage();
+    void deliver_frame();
+
+    event_loop& loop_;
+    console& out_;
+    unique_fd socket_;
+    pid_t pid_ = 0;
+    uid_t uid_ = 0;
+    u16_t seq_ = 0;
+    conf_buffer_t* received_; // raw: the calls that fill it move it
+    std::deque<std::string> unsent_;
+    std::size_t unsent_bytes_ = 0;
+    std::size_t written_ = 0; // of the first frame
+};
+
+} // namespace pelmsim

@@ -1,0 +1,75 @@
+#include "wire/listener.h"
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace pelmsim {
+
+namespace {
+
+constexpr milliseconds until_next_try{200};
+
+class listener {
+public:
+    listener(event_loop& loop, console& out, int socket, std::function<void(unique_fd)> welcome)
+        : loop_(loop), out_(out), socket_(socket), welcome_(std::move(welcome)) {}
+
+    // Takes all that are there: only then is it known that nobody waits any more.
+    void on_ready() {
+        while (unique_fd accepted{accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)})
+            welcome(std::move(accepted));
+        if (errno == EAGAIN)
+            said_ = false;
+        else if (errno != EINTR && errno != ECONNABORTED)
+            rest(std::strerror(errno));
+    }
+
+private:
+    void welcome(unique_fd accepted) {
+        try {
+            welcome_(std::move(accepted));
+        } catch (const std::exception& why) {
+            out_.report({"pelmsim", ' ', "a connection is refused", why.what(), false});
+        }
+    }
+
+    // The connection that could not be taken would wake the loop up again and again.
+    void rest(const char* why) {
+        loop_.pause(socket_, until_next_try);
+        if (!std::exchange(said_, true))
+            out_.report({"pelmsim", ' ', "new connections have to wait", why, false});
+    }
+
+    event_loop& loop_;
+    console& out_;
+    int socket_;
+    std::function<void(unique_fd)> welcome_;
+    bool said_ = false;
+};
+
+} // namespace
+
+void accept_all(event_loop& loop, console& out, int socket,
+                std::function<void(unique_fd)> welcome) {
+    const auto all = std::make_shared<listener>(loop, out, socket, std::move(welcome));
+    loop.watch(socket, POLLIN, [all](short) { all->on_ready(); });
+}
+
+pid_t listening_process(const char* path) {
+    const unique_fd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return 0;
+    ucred peer{};
+    socklen_t length = sizeof peer;
+    if (getsockopt(probe.get(), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0)
+        return 0;
+    return peer.pid;
+}
+
+} // namespace pelmsim
