@@ -21,8 +21,6 @@ constexpr const char* capabilities[] = {
     "urn:ietf:params:netconf:capability:notification:1.0",
 };
 
-unsigned last_session = 0;
-
 unique_node new_root(const char* name, const char* uri) {
     unique_node root = new_element(name);
     xmlSetNs(root.get(), xmlNewNs(root.get(), BAD_CAST uri, nullptr));
@@ -69,6 +67,10 @@ std::string agent::label() const {
     return user.empty() ? "pid " + std::to_string(pid()) : "agent " + user;
 }
 
+void agent::on_arrival() { all_.heard_from(pid()); }
+
+void agent::on_closed(bool by_peer) { all_.gone(*this, by_peer); }
+
 void agent::on_frame(unique_node body) {
     if (local_name(body.get()) != "rpc")
         return complain("<" + local_name(body.get()) + "> where a request was expected");
@@ -109,7 +111,7 @@ unique_node agent::run(const xmlNode* operation) {
         return rpc_error("application", "missing-element", "There is no username.");
     user = child_text(operation, "username");
     parent_pid = child_text(operation, "agent-ppid");
-    session = ++last_session;
+    session = all_.next_session();
     return new_element("ok");
 }
 
@@ -130,14 +132,15 @@ void agent_table::close() {
 }
 
 void agent_table::welcome(unique_fd socket) {
-    const auto gone = [this](agent& which, bool by_peer) {
-        if (by_peer && (which.session != 0 || which.subscribed))
-            out_.report({which.label(), ' ', "agent hung up", ""});
-        std::erase_if(agents_, [&](const auto& each) { return each.get() == &which; });
-    };
-    const auto made = std::make_shared<agent>(loop_, out_, std::move(socket), gone);
+    const auto made = std::make_shared<agent>(loop_, out_, std::move(socket), *this);
     made->start();
     agents_.push_back(made);
+}
+
+void agent_table::gone(const agent& which, bool by_peer) {
+    if (by_peer && (which.session != 0 || which.subscribed))
+        out_.report({which.label(), ' ', "agent hung up", ""});
+    std::erase_if(agents_, [&](const auto& each) { return each.get() == &which; });
 }
 
 std::size_t agent_table::notify(const xmlNode* data) {

@@ -7,11 +7,12 @@
 
 namespace pelmsim {
 
+class agent_table;
+
 class agent : public connection {
 public:
-    agent(event_loop& loop, console& out, unique_fd socket,
-          std::function<void(agent&, bool by_peer)> gone)
-        : connection(loop, out, std::move(socket)), gone_(std::move(gone)) {}
+    agent(event_loop& loop, console& out, unique_fd socket, agent_table& all)
+        : connection(loop, out, std::move(socket)), all_(all) {}
 
     std::string label() const override;
 
@@ -21,15 +22,16 @@ public:
     bool subscribed = false;
 
 protected:
+    void on_arrival() override;
     void on_frame(unique_node body) override;
     void on_unreadable(const std::string& why) override { complain(why); }
-    void on_closed(bool by_peer) override { gone_(*this, by_peer); }
+    void on_closed(bool by_peer) override;
 
 private:
     unique_node answer(const xmlNode* rpc);
     unique_node run(const xmlNode* operation);
 
-    std::function<void(agent&, bool by_peer)> gone_;
+    agent_table& all_;
 };
 
 class agent_table {
@@ -39,6 +41,8 @@ public:
     agent_table& operator=(const agent_table&) = delete;
     ~agent_table() { close(); }
 
+    std::function<void(pid_t)> heard_from = [](pid_t) {}; // before what a peer sent is read
+
     void open(); // throws problem
     void close();
 
@@ -47,12 +51,16 @@ public:
     // Passes a notification on to those who subscribed; says to how many.
     std::size_t notify(const xmlNode* data);
 
+    void gone(const agent& which, bool by_peer);
+    unsigned next_session() { return ++last_session_; }
+
 private:
     void welcome(unique_fd socket);
 
     event_loop& loop_;
     console& out_;
     int socket_ = -1;
+    unsigned last_session_ = 0;
     std::vector<std::shared_ptr<agent>> agents_;
 };
 

@@ -24,19 +24,24 @@ void notifier::open() {
     if (socket_ < 0)
         throw problem(std::string("cannot open ") + g_conf_notifier_socket + ": " +
                       std::strerror(errno));
-    loop_.watch(socket_, held_ ? 0 : POLLIN, [this](short) {
+    loop_.watch(socket_, 0, [this](short) {
         try {
             on_ready();
         } catch (const std::exception& why) { // it may lie there still
-            loop_.pause(socket_, until_next_try);
+            loop_.change(socket_, 0);
+            next_try_ = loop_.after(until_next_try, [this] { listen(); });
             out_.report({"notifier", '<', "unreadable", why.what(), false});
         }
     });
+    listen();
 }
+
+void notifier::listen() { loop_.change(socket_, held_ ? 0 : POLLIN); }
 
 void notifier::close() {
     if (socket_ < 0)
         return;
+    next_try_.cancel();
     loop_.forget(socket_);
     conf_plugin_notifier_disable(std::exchange(socket_, -1));
 }

@@ -24,11 +24,11 @@ public:
     // Stops reading, so that the queue fills up; and reads on.
     void hold() {
         held_ = true;
-        loop_.change(socket_, 0);
+        listen();
     }
     void release() {
         held_ = false;
-        loop_.change(socket_, POLLIN);
+        listen();
     }
 
     // The last ones that arrived, each as it was sent, without a zero byte at its end; and how many
@@ -39,6 +39,7 @@ public:
     std::function<std::size_t(const xmlNode*)> pass_on; // says to how many agents it went
 
 private:
+    void listen();
     void on_ready();
     void keep(const std::string& text);
     void take(const std::string& text);
@@ -47,6 +48,7 @@ private:
     console& out_;
     int socket_ = -1;
     bool held_ = false;
+    timer next_try_;
     std::deque<std::string> kept_;
     std::size_t kept_bytes_ = 0;
     std::size_t dropped_ = 0;

@@ -29,6 +29,8 @@ public:
     virtual unique_node serve(plugin& from, const std::string& method, const xmlNode* params) = 0;
     virtual void gone(plugin& which, bool by_peer) = 0;
 
+    std::function<void(pid_t)> heard_from = [](pid_t) {}; // before what a peer sent is read
+
     milliseconds answer_limit{10000}; // how long plugins may take to answer
 
 protected:
@@ -51,6 +53,7 @@ public:
     std::vector<registration> registrations;
 
 protected:
+    void on_arrival() override { server_.heard_from(pid()); }
     void on_frame(unique_node body) override;
     void on_unreadable(const std::string& why) override;
     void on_closed(bool by_peer) override;

@@ -69,7 +69,8 @@ std::string describe_status(int status) {
     return "signal " + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";
 }
 
-process_table::process_table(event_loop& loop, console& out) : loop_(loop), out_(out) {}
+process_table::process_table(event_loop& loop, console& out, const descriptor_limit& limit)
+    : loop_(loop), out_(out), limit_(limit) {}
 
 process_table::~process_table() {
     for (const process& each : all_)
@@ -85,8 +86,10 @@ void process_table::start(const std::vector<std::string>& words, std::string nam
     unique_fd complaints(ends[0]);
     unique_fd complain(ends[1]);
     const pid_t pid = fork();
-    if (pid == 0)
+    if (pid == 0) {
+        limit_.put_back();
         become(words, output.theirs.get(), complain.get());
+    }
     if (pid < 0)
         throw problem(std::string("cannot start a process: ") + std::strerror(errno));
     complain.reset();
@@ -120,6 +123,14 @@ void process_table::reap() {
         out_.report({each.name, ' ', "process " + std::to_string(each.pid) + " ended",
                      describe_status(status), !failed(each)});
     }
+}
+
+void process_table::read_output_of(pid_t pid) {
+    const pid_t group = getpgid(pid); // a shell may stand between
+    const auto found = std::ranges::find_if(
+        all_, [&](const process& each) { return each.pid == group && each.output; });
+    if (found != all_.end())
+        read_output(*found);
 }
 
 void process_table::stop(process& which) {

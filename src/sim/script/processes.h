@@ -3,6 +3,7 @@
 
 #include "journal/console.h"
 #include "model/owners.h"
+#include "wire/descriptor_limit.h"
 #include "wire/loop.h"
 
 #include <list>
@@ -25,7 +26,7 @@ struct process {
 
 class process_table {
 public:
-    process_table(event_loop& loop, console& out);
+    process_table(event_loop& loop, console& out, const descriptor_limit& limit);
     process_table(const process_table&) = delete;
     process_table& operator=(const process_table&) = delete;
     ~process_table(); // kills what still runs
@@ -43,6 +44,11 @@ public:
     // Ends all; false when one had failed on its own account, or had to be killed.
     bool end_all();
 
+    // Takes in what the program of that process has printed by now. The terminal that it prints to
+    // may take its time to say that there is something; what a plugin prints before it sends is to
+    // be shown before, too.
+    void read_output_of(pid_t pid);
+
     void reap(); // to be called when a child has ended
 
     // All lines that they printed.
@@ -54,6 +60,7 @@ private:
 
     event_loop& loop_;
     console& out_;
+    const descriptor_limit& limit_;
     std::list<process> all_;
     std::string output_;
 };

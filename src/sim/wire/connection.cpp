@@ -103,6 +103,7 @@ void connection::hang_up(const std::string& why) {
 void connection::on_ready(short events) {
     if ((events & POLLOUT) != 0)
         write_queue();
+    on_arrival();
     const bool goes_on = receive();
     take_frames(); // also those that came just before the hang-up
     if (!goes_on && is_open()) {

@@ -36,6 +36,7 @@ public:
     virtual std::string label() const = 0; // as event lines call the peer
 
 protected:
+    virtual void on_arrival() = 0; // the peer has sent something, which is not read yet
     virtual void on_frame(unique_node body) = 0;
     virtual void on_unreadable(const std::string& why) = 0; // a frame was dropped
     virtual void on_closed(bool by_peer) = 0;               // the connection has ended

@@ -38,7 +38,8 @@ private:
 
     // The connection that could not be taken would wake the loop up again and again.
     void rest(const char* why) {
-        loop_.pause(socket_, until_next_try);
+        loop_.change(socket_, 0);
+        next_try_ = loop_.after(until_next_try, [this] { loop_.change(socket_, POLLIN); });
         if (!std::exchange(said_, true))
             out_.report({"pelmsim", ' ', "new connections have to wait", why, false});
     }
@@ -48,6 +49,7 @@ private:
     int socket_;
     std::function<void(unique_fd)> welcome_;
     bool said_ = false;
+    timer next_try_;
 };
 
 } // namespace

@@ -1,29 +1,60 @@
-// The one loop that waits for all sockets, children, signals and the prompt.
+// The one loop that waits for all sockets, children, signals, timers and the prompt.
 #pragma once
 
-#include <chrono>
+#include "journal/clock.h"
+#include "model/owners.h"
+
 #include <functional>
 #include <map>
 #include <poll.h>
+#include <utility>
+#include <vector>
 
 namespace pelmsim {
 
-using std::chrono::milliseconds;
+class event_loop;
 
 // Thrown out of every wait when the program is asked to end.
 struct stopped {};
+
+// What is still to happen; goes with this object, which the loop has to outlive.
+class timer {
+public:
+    timer() = default;
+    timer(timer&& other) noexcept
+        : loop_(std::exchange(other.loop_, nullptr)), due_(other.due_), id_(other.id_) {}
+    timer& operator=(timer&& other) noexcept;
+    ~timer() { cancel(); }
+
+    void cancel();
+
+private:
+    friend class event_loop;
+    timer(event_loop& loop, moment due, unsigned id) : loop_(&loop), due_(due), id_(id) {}
+
+    event_loop* loop_ = nullptr;
+    moment due_;
+    unsigned id_ = 0;
+};
 
 class event_loop {
 public:
     using handler = std::function<void(short events)>;
 
-    // Calls the handler whenever the descriptor is ready for these events, has hung up or failed.
+    // Throws problem when the system has no descriptor for it.
+    explicit event_loop(const clock_face& time);
+    event_loop(const event_loop&) = delete;
+    event_loop& operator=(const event_loop&) = delete;
+    ~event_loop() = default;
+
+    // Calls the handler whenever the descriptor is ready for these events of poll(), has hung up or
+    // failed. It is to be forgotten before it is closed. Throws problem when it cannot be watched.
     void watch(int fd, short events, handler call);
     void change(int fd, short events);
     void forget(int fd);
 
-    // Leaves the descriptor alone for so long, whatever comes.
-    void pause(int fd, milliseconds time);
+    // Calls once, when so much time has gone by, unless the timer has gone before.
+    [[nodiscard]] timer after(milliseconds time, std::function<void()> call);
 
     void stop() { stopping_ = true; }
     void resume() { stopping_ = false; }
@@ -34,16 +65,26 @@ public:
     // Serves events until stopped, or one round of them.
     void run_once(milliseconds limit);
 
-private:
-    struct entry {
-        short events;
-        unsigned generation; // tells a descriptor from an earlier one of the same number
-        handler call;
-        std::chrono::steady_clock::time_point paused_until{};
-    };
+    moment now() const { return time_.now(); }
 
-    std::map<int, entry> entries_;
-    unsigned generation_ = 0;
+private:
+    friend class timer;
+    struct entry {
+        unsigned generation = 0; // tells a descriptor from an earlier one of the same number
+        handler call = {};       // none while the number is not watched
+    };
+    using timer_key = std::pair<moment, unsigned>;
+
+    entry* find(int fd);
+    void serve(int fd, unsigned generation, short events);
+    void run_timers();
+
+    const clock_face& time_;
+    unique_fd epoll_;
+    std::vector<entry> entries_; // by descriptor
+    unsigned last_generation_ = 0;
+    std::map<timer_key, std::function<void()>> timers_;
+    unsigned last_timer_ = 0;
     bool stopping_ = false;
 };
 

@@ -105,16 +105,20 @@ void run_prompt(event_loop& loop, console& out, desk& commands) {
 
 int serve(const options& given, inputs read) {
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
-    event_loop loop;
+    const descriptor_limit descriptors;
+    const clock_face time;
+    event_loop loop(time);
     console out;
     out.trace = given.trace;
     store trees(given.deployment);
     trees.keys.learn(read.configuration);
     trees.current = std::move(read.configuration);
     bool interrupted = false;
-    process_table processes(loop, out);
+    process_table processes(loop, out, descriptors);
     const signal_events signals(loop, processes);
     service server(loop, out, trees);
+    server.heard_from =
+        server.agents.heard_from = [&](pid_t pid) { processes.read_output_of(pid); };
     server.answer_limit = milliseconds(given.timeout_ms);
     desk commands(loop, out, trees, server, processes);
     try {

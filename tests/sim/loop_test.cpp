@@ -1,0 +1,88 @@
+#include "wire/loop.h"
+
+#include "hand_clock.h"
+
+#include <gmock/gmock.h>
+#include <sys/eventfd.h>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class Looping : public ::testing::Test {
+protected:
+    timer note_after(int time, int note) {
+        return loop_.after(milliseconds(time), [this, note] { notes_.push_back(note); });
+    }
+    void watch(const unique_fd& fd, int note) {
+        loop_.watch(fd.get(), POLLIN, [this, note](short) { notes_.push_back(note); });
+    }
+    static unique_fd ready_one() { return unique_fd(eventfd(1, EFD_CLOEXEC)); }
+
+    hand_clock time_;
+    event_loop loop_{time_};
+    std::vector<int> notes_;
+};
+
+TEST_F(Looping, TimersComeInTheOrderOfTheirTimesAndOnce) {
+    const timer late = note_after(20, 2);
+    const timer early = note_after(10, 1);
+    time_.move(milliseconds(30));
+    loop_.run_once(milliseconds(0));
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, ElementsAre(1, 2));
+}
+
+TEST_F(Looping, TimersDoNotComeEarly) {
+    const timer later = note_after(10, 1);
+    time_.move(milliseconds(9));
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(Looping, TimersGoWithTheirHandle) {
+    (void)note_after(10, 1); // let go at once
+    timer moved = note_after(10, 2);
+    moved = note_after(10, 3);
+    time_.move(milliseconds(10));
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, ElementsAre(3));
+}
+
+TEST_F(Looping, DescriptorsAreServedInTheirOrder) {
+    const unique_fd first = ready_one();
+    const unique_fd second = ready_one();
+    watch(second, 2);
+    watch(first, 1);
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, ElementsAre(1, 2));
+}
+
+TEST_F(Looping, EventsOfAClosedDescriptorAreNotTakenForThoseOfTheNextOfThatNumber) {
+    const unique_fd first = ready_one();
+    unique_fd second = ready_one();
+    loop_.watch(first.get(), POLLIN, [&](short) {
+        const int number = second.get();
+        loop_.forget(number);
+        second.reset();
+        second = ready_one();
+        ASSERT_EQ(second.get(), number);
+        watch(second, 2);
+    });
+    watch(second, 1);
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST_F(Looping, ADescriptorThatWantsNothingIsLeftAlone) {
+    const unique_fd fd = ready_one();
+    watch(fd, 1);
+    loop_.change(fd.get(), 0);
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, IsEmpty());
+}
+
+} // namespace
+} // namespace pelmsim
