@@ -63,22 +63,29 @@ std::string utc_now() {
 
 } // namespace
 
-std::string agent::label() const {
-    return user.empty() ? "pid " + std::to_string(pid()) : "agent " + user;
-}
+peer agent::who() const { return {role::agent, user, pid(), session != 0 || subscribed}; }
 
 void agent::on_arrival() { all_.heard_from(pid()); }
 
-void agent::on_closed(bool by_peer) { all_.gone(*this, by_peer); }
+void agent::on_closed() { all_.gone(*this); }
 
 void agent::on_frame(unique_node body) {
     if (local_name(body.get()) != "rpc")
-        return complain("<" + local_name(body.get()) + "> where a request was expected");
+        return complain({cause::no_request, 0, local_name(body.get())});
     const auto operations = child_elements(body.get());
-    const std::string name = operations.empty() ? "empty rpc" : local_name(operations.front());
     const unique_node reply = answer(body.get());
-    const std::string outcome = local_name(reply->children);
-    out().report({label(), '<', name, outcome, outcome != "rpc-error"});
+    const std::string answered = local_name(reply->children);
+    const outcome result = answered == "rpc-error"
+                               ? outcome::error(-1, child_text(reply->children, "error-message"))
+                               : outcome{};
+    events().report({.kind = event_kind::request,
+                     .who = who(),
+                     .way = direction::from_peer,
+                     .method = operations.empty() ? "" : local_name(operations.front()),
+                     .id = attribute(body.get(), "message-id"),
+                     .result = &result,
+                     .body = body.get(),
+                     .text = answered});
     send(reply.get());
 }
 
@@ -120,7 +127,7 @@ void agent_table::open() {
     if (socket_ < 0)
         throw problem(std::string("cannot open ") + g_conf_agent_socket + ": " +
                       std::strerror(errno));
-    accept_all(loop_, out_, socket_, [this](unique_fd socket) { welcome(std::move(socket)); });
+    accept_all(loop_, events_, socket_, [this](unique_fd socket) { welcome(std::move(socket)); });
 }
 
 void agent_table::close() {
@@ -132,14 +139,13 @@ void agent_table::close() {
 }
 
 void agent_table::welcome(unique_fd socket) {
-    const auto made = std::make_shared<agent>(loop_, out_, std::move(socket), *this);
+    const auto made = std::make_shared<agent>(loop_, events_, std::move(socket), *this);
     made->start();
     agents_.push_back(made);
+    events_.report({.kind = event_kind::connected, .who = made->who()});
 }
 
-void agent_table::gone(const agent& which, bool by_peer) {
-    if (by_peer && (which.session != 0 || which.subscribed))
-        out_.report({which.label(), ' ', "agent hung up", ""});
+void agent_table::gone(const agent& which) {
     std::erase_if(agents_, [&](const auto& each) { return each.get() == &which; });
 }
 

@@ -11,10 +11,10 @@ class agent_table;
 
 class agent : public connection {
 public:
-    agent(event_loop& loop, console& out, unique_fd socket, agent_table& all)
-        : connection(loop, out, std::move(socket)), all_(all) {}
+    agent(event_loop& loop, event_journal& events, unique_fd socket, agent_table& all)
+        : connection(loop, events, std::move(socket)), all_(all) {}
 
-    std::string label() const override;
+    peer who() const override;
 
     std::string user; // empty until it opens a session
     std::string parent_pid;
@@ -24,8 +24,8 @@ public:
 protected:
     void on_arrival() override;
     void on_frame(unique_node body) override;
-    void on_unreadable(const std::string& why) override { complain(why); }
-    void on_closed(bool by_peer) override;
+    void on_unreadable(const defect& what) override { complain(what); }
+    void on_closed() override;
 
 private:
     unique_node answer(const xmlNode* rpc);
@@ -36,7 +36,7 @@ private:
 
 class agent_table {
 public:
-    agent_table(event_loop& loop, console& out) : loop_(loop), out_(out) {}
+    agent_table(event_loop& loop, event_journal& events) : loop_(loop), events_(events) {}
     agent_table(const agent_table&) = delete;
     agent_table& operator=(const agent_table&) = delete;
     ~agent_table() { close(); }
@@ -51,14 +51,14 @@ public:
     // Passes a notification on to those who subscribed; says to how many.
     std::size_t notify(const xmlNode* data);
 
-    void gone(const agent& which, bool by_peer);
+    void gone(const agent& which);
     unsigned next_session() { return ++last_session_; }
 
 private:
     void welcome(unique_fd socket);
 
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
     int socket_ = -1;
     unsigned last_session_ = 0;
     std::vector<std::shared_ptr<agent>> agents_;

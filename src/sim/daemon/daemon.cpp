@@ -10,8 +10,12 @@
 
 namespace pelmsim {
 
-service::service(event_loop& loop, console& out, store& its_trees)
-    : trees(its_trees), agents(loop, out), notifications(loop, out), loop_(loop), out_(out) {
+service::service(event_loop& loop, event_journal& events, store& its_trees)
+    : trees(its_trees),
+      agents(loop, events),
+      notifications(loop, events),
+      loop_(loop),
+      events_(events) {
     notifications.pass_on = [this](const xmlNode* data) { return agents.notify(data); };
 }
 
@@ -25,10 +29,11 @@ void service::open() {
     if (plugin_socket_ < 0)
         throw problem(std::string("cannot open ") + g_conf_plugin_socket + ": " +
                       std::strerror(errno));
-    accept_all(loop_, out_, plugin_socket_, [this](unique_fd socket) {
-        const auto made = std::make_shared<plugin>(loop_, out_, std::move(socket), *this);
+    accept_all(loop_, events_, plugin_socket_, [this](unique_fd socket) {
+        const auto made = std::make_shared<plugin>(loop_, events_, std::move(socket), *this);
         made->start();
         plugins_.push_back(made);
+        events_.report({.kind = event_kind::connected, .who = made->who()});
     });
     agents.open();
     notifications.open();
@@ -50,9 +55,7 @@ std::shared_ptr<plugin> service::find(const std::string& name) const {
     return found == plugins_.end() ? nullptr : *found;
 }
 
-void service::gone(plugin& which, bool by_peer) {
-    if (by_peer && !which.name.empty())
-        out_.report({which.label(), ' ', "plugin hung up", ""});
+void service::gone(plugin& which) {
     std::erase_if(plugins_, [&](const auto& each) { return each.get() == &which; });
 }
 

@@ -20,7 +20,7 @@ struct arranged_answer {
 
 class service final : public request_server {
 public:
-    service(event_loop& loop, console& out, store& trees);
+    service(event_loop& loop, event_journal& events, store& trees);
     service(const service&) = delete;
     service& operator=(const service&) = delete;
     virtual ~service();
@@ -45,11 +45,11 @@ public:
     notifier notifications;
 
     unique_node serve(plugin& from, const std::string& method, const xmlNode* params) override;
-    void gone(plugin& which, bool by_peer) override;
+    void gone(plugin& which) override;
 
 private:
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
     int plugin_socket_ = -1;
     std::vector<std::shared_ptr<plugin>> plugins_;
 };

@@ -17,6 +17,8 @@ constexpr std::size_t most_bytes = std::size_t{16} * 1024 * 1024;
 
 constexpr milliseconds until_next_try{200};
 
+const peer here{.is = role::notifier};
+
 } // namespace
 
 void notifier::open() {
@@ -30,7 +32,11 @@ void notifier::open() {
         } catch (const std::exception& why) { // it may lie there still
             loop_.change(socket_, 0);
             next_try_ = loop_.after(until_next_try, [this] { listen(); });
-            out_.report({"notifier", '<', "unreadable", why.what(), false});
+            events_.report({.kind = event_kind::unreadable,
+                            .who = here,
+                            .way = direction::from_peer,
+                            .why = cause::failure,
+                            .text = why.what()});
         }
     });
     listen();
@@ -62,7 +68,7 @@ void notifier::keep(const std::string& text) {
     kept_bytes_ += text.size();
     while (kept_.size() > most_kept || kept_bytes_ > most_bytes) {
         if (dropped_++ == 0)
-            out_.report({"notifier", ' ', "the oldest notifications are dropped from now on", ""});
+            events_.report({.kind = event_kind::dropped, .who = here});
         kept_bytes_ -= kept_.front().size();
         kept_.pop_front();
     }
@@ -70,19 +76,19 @@ void notifier::keep(const std::string& text) {
 
 void notifier::take(const std::string& text) {
     keep(text);
+    event what{
+        .kind = event_kind::notification, .who = here, .way = direction::from_peer, .text = text};
     unique_nodes data;
     try {
         data = parse_nodes(text);
     } catch (const problem&) {
-        out_.report({"notifier", '<', text, "no well-formed XML", false});
-        return;
+        what.why = cause::no_xml;
+        return events_.report(what);
     }
-    const bool is_element = data != nullptr && data->type == XML_ELEMENT_NODE;
-    const std::size_t agents = is_element ? pass_on(data.get()) : 0;
-    out_.report({"notifier", '<', std::to_string(text.size()) + " bytes",
-                 agents == 0 ? "" : "passed on to " + std::to_string(agents)});
-    if (data != nullptr)
-        out_.block(pretty(data.get()));
+    if (data != nullptr && data->type == XML_ELEMENT_NODE)
+        what.count = pass_on(data.get());
+    what.body = data.get();
+    events_.report(what);
 }
 
 } // namespace pelmsim

@@ -1,7 +1,7 @@
 // The socket that notifications arrive at.
 #pragma once
 
-#include "journal/console.h"
+#include "journal/journal.h"
 #include "model/owners.h"
 #include "wire/loop.h"
 
@@ -13,7 +13,7 @@ namespace pelmsim {
 
 class notifier {
 public:
-    notifier(event_loop& loop, console& out) : loop_(loop), out_(out) {}
+    notifier(event_loop& loop, event_journal& events) : loop_(loop), events_(events) {}
     notifier(const notifier&) = delete;
     notifier& operator=(const notifier&) = delete;
     ~notifier() { close(); }
@@ -45,7 +45,7 @@ private:
     void take(const std::string& text);
 
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
     int socket_ = -1;
     bool held_ = false;
     timer next_try_;

@@ -9,38 +9,29 @@ namespace {
 
 constexpr u32_t last_message_id = 65535;
 
-std::string describe_answer(const xmlNode* answer) {
-    if (answer == nullptr)
-        return "left without an answer";
-    if (local_name(answer) == "result")
-        return "ok";
-    return "error " + child_text(answer, "code") + " (" + child_text(answer, "message") + ")";
-}
-
-// What a request is about, for its event line.
-std::string subject_of(const std::string& method, const xmlNode* params) {
-    std::string subject = method;
-    for (const char* name : {"plugin-name", "path", "oper-type"})
-        if (const std::string text = child_text(params, name); !text.empty())
-            subject += " " + text;
-    for (const char* name : {"old", "with-cfgr", "with-smooth"})
-        if (find_child(params, name) != nullptr)
-            subject += " (" + std::string(name) + ")";
-    return subject;
-}
-
-outcome read_answer(xmlNode* reply) {
+outcome read_answer(unique_node reply) {
     xmlNode* result = nullptr;
     xmlNode* error = nullptr;
-    if (plugin_parse_reply(reply, &result, &error) < 0)
+    if (plugin_parse_reply(reply.get(), &result, &error) < 0)
         return outcome::no_answer("an answer with neither a result nor an error alone");
     if (error != nullptr) {
         const char* const text = plugin_get_reply_errmsg(error);
         return outcome::error(plugin_get_reply_errcode(error), text == nullptr ? "" : text);
     }
     outcome good;
-    good.xml = compact(result->children);
+    if (result->children != nullptr) // the data stays where it is, in its tree
+        good.data = {std::shared_ptr<xmlNode>(std::move(reply)), result->children};
     return good;
+}
+
+// What the plugin is answered, or nothing.
+std::optional<outcome> outcome_of(const xmlNode* answer) {
+    if (answer == nullptr)
+        return std::nullopt;
+    if (local_name(answer) == "result")
+        return outcome{};
+    return outcome::error(std::atoi(child_text(answer, "code").c_str()),
+                          child_text(answer, "message"));
 }
 
 } // namespace
@@ -52,10 +43,11 @@ unique_node new_error(int code, const std::string& text) {
     return error;
 }
 
-std::string plugin::label() const { return name.empty() ? "pid " + std::to_string(pid()) : name; }
+peer plugin::who() const { return {role::plugin, name, pid(), !name.empty()}; }
 
-outcome plugin::ask(const std::string& method, unique_node params, const std::string& subject) {
-    const auto begin = std::chrono::steady_clock::now();
+outcome plugin::ask(const std::string& method, unique_node params, const data_path* path,
+                    std::optional<int> operation) {
+    const moment begin = loop().now();
     last_id_ = last_id_ % last_message_id + 1;
     awaited_id_ = last_id_;
     answer_.reset();
@@ -65,52 +57,67 @@ outcome plugin::ask(const std::string& method, unique_node params, const std::st
     if (!answer_)
         answer_ = outcome::no_answer(is_open() ? "time-out" : "hang-up");
     awaited_id_ = 0;
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
-    out().report({label(), '>', method + (subject.empty() ? "" : " " + subject),
-                  answer_->describe(), answer_->is_ok(), took.count()});
+    events().report({.kind = event_kind::request,
+                     .who = who(),
+                     .way = direction::to_peer,
+                     .method = method,
+                     .id = std::to_string(last_id_),
+                     .path = path == nullptr ? "" : path->text(),
+                     .operation = operation,
+                     .result = &*answer_,
+                     .took = loop().now() - begin});
     return *std::exchange(answer_, std::nullopt);
 }
 
 void plugin::on_frame(unique_node body) {
     if (local_name(body.get()) == "reply")
-        on_answer(body.get());
+        on_answer(std::move(body));
     else
         on_request(body.get());
 }
 
-void plugin::on_answer(xmlNode* reply) {
-    const u32_t id = plugin_get_msgid(reply);
+void plugin::on_answer(unique_node reply) {
+    const u32_t id = plugin_get_msgid(reply.get());
     if (awaited_id_ != 0 && id == awaited_id_ && !answer_)
-        answer_ = read_answer(reply);
+        answer_ = read_answer(std::move(reply));
     else
-        out().report({label(), '<', "answer with id " + std::to_string(id),
-                      "nobody waits for it (too late, or twice)", false});
+        events().report({.kind = event_kind::stray_answer,
+                         .who = who(),
+                         .way = direction::from_peer,
+                         .id = std::to_string(id)});
 }
 
 void plugin::on_request(xmlNode* rpc) {
     const char* method = nullptr;
     xmlNode* params = nullptr;
     if (local_name(rpc) != "rpc" || plugin_parse_rpc(rpc, &method, &params) < 0)
-        return on_unreadable("<" + local_name(rpc) + "> without a method and params");
+        return on_unreadable({cause::no_parameters, 0, local_name(rpc)});
     const u32_t id = plugin_get_msgid(rpc);
     unique_node answer = server_.serve(*this, method, params);
-    out().report({label(), '<', subject_of(method, params), describe_answer(answer.get()),
-                  answer != nullptr && local_name(answer.get()) == "result"});
+    const auto result = outcome_of(answer.get());
+    events().report({.kind = event_kind::request,
+                     .who = who(),
+                     .way = direction::from_peer,
+                     .method = method,
+                     .id = std::to_string(id),
+                     .path = child_text(params, "path"),
+                     .result = result ? &*result : nullptr,
+                     .body = params});
     if (answer == nullptr)
         return;
     const unique_node reply(plugin_build_reply_message(answer.release(), id));
     send(reply.get());
 }
 
-void plugin::on_unreadable(const std::string& why) {
-    complain(why);
+void plugin::on_unreadable(const defect& what) {
+    complain(what);
     if (awaited_id_ != 0 && !answer_)
         answer_ = outcome::no_answer("unreadable frame");
 }
 
-void plugin::on_closed(bool by_peer) {
+void plugin::on_closed() {
     active = false;
-    server_.gone(*this, by_peer);
+    server_.gone(*this);
 }
 
 } // namespace pelmsim

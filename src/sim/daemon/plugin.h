@@ -27,7 +27,7 @@ class request_server {
 public:
     // Null when no answer is to be given; otherwise a <result> or an <error>.
     virtual unique_node serve(plugin& from, const std::string& method, const xmlNode* params) = 0;
-    virtual void gone(plugin& which, bool by_peer) = 0;
+    virtual void gone(plugin& which) = 0;
 
     std::function<void(pid_t)> heard_from = [](pid_t) {}; // before what a peer sent is read
 
@@ -39,14 +39,14 @@ protected:
 
 class plugin : public connection {
 public:
-    plugin(event_loop& loop, console& out, unique_fd socket, request_server& server)
-        : connection(loop, out, std::move(socket)), server_(server) {}
+    plugin(event_loop& loop, event_journal& events, unique_fd socket, request_server& server)
+        : connection(loop, events, std::move(socket)), server_(server) {}
 
     // Sends a request and serves events until it is answered, the connection ends or the time is up.
-    // subject is what the event line says of it.
-    outcome ask(const std::string& method, unique_node params, const std::string& subject);
+    outcome ask(const std::string& method, unique_node params, const data_path* path = nullptr,
+                std::optional<int> operation = {});
 
-    std::string label() const override;
+    peer who() const override;
 
     std::string name; // empty until it registers
     bool active = false;
@@ -55,12 +55,12 @@ public:
 protected:
     void on_arrival() override { server_.heard_from(pid()); }
     void on_frame(unique_node body) override;
-    void on_unreadable(const std::string& why) override;
-    void on_closed(bool by_peer) override;
+    void on_unreadable(const defect& what) override;
+    void on_closed() override;
 
 private:
     void on_request(xmlNode* rpc);
-    void on_answer(xmlNode* reply);
+    void on_answer(unique_node reply);
 
     request_server& server_;
     u32_t last_id_ = 0;

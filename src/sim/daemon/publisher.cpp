@@ -1,6 +1,6 @@
 #include "daemon/publisher.h"
 
-#include "model/problem.h"
+#include "model/operation.h"
 
 #include <algorithm>
 #include <conf_api.h>
@@ -9,15 +9,6 @@ namespace pelmsim {
 namespace {
 
 constexpr int console_session = 1; // the session that all requests are made in
-
-constexpr struct {
-    const char* name;
-    int bit;
-} oper_names[] = {
-    {"none", CONFIG_OP_NONE}, {"add", CONFIG_OP_ADD},           {"rm", CONFIG_OP_RM},
-    {"mod", CONFIG_OP_MOD},   {"chain", CONFIG_OP_CHAIN},       {"move", CONFIG_OP_MOVE},
-    {"cfgr", CONFIG_OP_CFGR}, {"rollback", CONFIG_OP_ROLLBACK}, {"smooth", CONFIG_OP_SMOOTH},
-};
 
 outcome nobody(const std::string& what, const data_path& path) {
     return outcome::no_answer("no active plugin " + what + " " + path.text());
@@ -41,23 +32,6 @@ int taken_back(int oper) {
 
 } // namespace
 
-std::string oper_text(int oper) {
-    std::string text;
-    for (const auto& [name, bit] : oper_names)
-        if ((oper & bit) != 0)
-            text += (text.empty() ? "" : "|") + std::string(name);
-    return text.empty() ? "none" : text;
-}
-
-int oper_bit(const std::string& name) {
-    for (const auto& each : oper_names)
-        if (name == each.name)
-            return each.bit;
-    throw problem("\"" + name +
-                  "\" is no operation: none, add, rm, mod, chain, move, cfgr, "
-                  "rollback or smooth");
-}
-
 publisher::plan publisher::plan_for(const tree& before, const tree& after,
                                     const plugin* only) const {
     plan all;
@@ -77,7 +51,7 @@ outcome publisher::tell(const publication& what, bool more) {
     add_element(info.get(), "priority", std::to_string(what.at.priority));
     add_element(info.get(), "path", what.path.text());
     return what.to->ask("publish", publish_params("config", what.at.callback, std::move(info)),
-                        what.path.text() + " " + oper_text(what.oper));
+                        &what.path, what.oper);
 }
 
 // The last outcome that was not good, with a line for each that was told.
@@ -185,13 +159,13 @@ outcome publisher::status(const data_path& path, const std::string& filter) {
     if (!filter.empty())
         add_element(params.get(), "filter", filter);
     add_element(params.get(), "callback", std::to_string(server->at.callback));
-    outcome result = server->to->ask("subscribe", std::move(params), path.text());
+    outcome result = server->to->ask("subscribe", std::move(params), &path);
     if (!result.is_ok())
         return result;
-    const unique_node holder = new_element("result");
-    attach(holder.get(), parse_nodes(result.xml));
-    const xmlNode* const data = find_child(holder.get(), "data");
-    result.xml = data == nullptr ? "" : compact(data->children);
+    if (result.data != nullptr) {
+        const xmlNode* const data = find_child(result.data->parent, "data");
+        result.data = {result.data, data == nullptr ? nullptr : data->children};
+    }
     return result;
 }
 
@@ -201,8 +175,8 @@ outcome publisher::operate(const data_path& path, unique_nodes input) {
         return nobody("serves the operation", path);
     unique_node info = new_element("info");
     attach(info.get(), std::move(input));
-    return server->to->ask(
-        "publish", publish_params("operate", server->at.callback, std::move(info)), path.text());
+    return server->to->ask("publish",
+                           publish_params("operate", server->at.callback, std::move(info)), &path);
 }
 
 outcome publisher::kick_off(const std::string& name) {
@@ -210,7 +184,7 @@ outcome publisher::kick_off(const std::string& name) {
     const auto everybody = server_.plugins();
     for (const auto& each : everybody)
         if (each->active && (name.empty() || each->name == name))
-            total = each->ask("kickoff", new_element("params"), "");
+            total = each->ask("kickoff", new_element("params"));
     return total;
 }
 

@@ -44,8 +44,4 @@ private:
     store& trees_;
 };
 
-// The bits' names: "add", or "rm|rollback". And back; throws problem.
-std::string oper_text(int oper);
-int oper_bit(const std::string& name);
-
 } // namespace pelmsim

@@ -1,6 +1,9 @@
 // How the last command ended: what expectations look at.
 #pragma once
 
+#include "model/xml.h"
+
+#include <memory>
 #include <string>
 
 namespace pelmsim {
@@ -9,11 +12,11 @@ enum class verdict { ok, error, no_answer };
 
 struct outcome {
     verdict result = verdict::ok;
-    int code = 0;        // of an error
-    std::string text;    // of an error; why there was no answer; a remark
-    std::string xml;     // the data that came, in one line
-    std::string shown;   // what the command had to show, in lines
-    bool is_cut = false; // there was more, so nothing can be said to be absent
+    int code = 0;                        // of an error
+    std::string text;                    // of an error; why there was no answer; a remark
+    std::shared_ptr<const xmlNode> data; // that came: the first of its nodes, or none
+    std::string shown;                   // what the command had to show, in lines
+    bool is_cut = false;                 // there was more, so nothing can be said to be absent
 
     static outcome ok(std::string remark) { return {verdict::ok, 0, std::move(remark), {}, {}}; }
     static outcome error(int code, std::string text) {
@@ -23,6 +26,7 @@ struct outcome {
         return {verdict::no_answer, 0, std::move(why), {}, {}};
     }
 
+    std::string xml() const { return compact(data.get()); } // the data, in one line
     bool is_ok() const { return result == verdict::ok; }
 
     // "ok", perhaps with a remark, "error 5 (No such interface.)" or "no answer (time-out)".

@@ -1,5 +1,7 @@
 #include "script/desk.h"
 
+#include "journal/escaped.h"
+#include "model/operation.h"
 #include "model/problem.h"
 
 #include <algorithm>
@@ -99,16 +101,14 @@ std::vector<std::string> desk::vocabulary() const {
 void desk::show_lines(std::string lines) {
     while (lines.ends_with('\n'))
         lines.pop_back();
-    out_.block(lines);
+    events_.report({.kind = event_kind::shown, .text = lines});
     last_ = {};
     last_.shown = std::move(lines);
 }
 
 void desk::told(outcome result) {
     last_ = std::move(result);
-    out_.line("=> " + last_.describe(), last_.is_ok() ? style::good : style::bad);
-    if (!last_.xml.empty())
-        out_.block(pretty(parse_nodes(last_.xml).get()));
+    events_.report({.kind = event_kind::outcome, .result = &last_});
 }
 
 void desk::help(line_reader& words) {
@@ -121,7 +121,9 @@ void desk::help(line_reader& words) {
     show_lines(lines);
 }
 
-void desk::echo(line_reader& words) { out_.line(words.rest(), style::bold); }
+void desk::echo(line_reader& words) {
+    events_.report({.kind = event_kind::heading, .text = words.rest()});
+}
 
 void desk::plugins(line_reader&) {
     std::string lines;
@@ -185,9 +187,9 @@ void desk::show(line_reader& words) {
         which = path == "old" ? &trees_.old : path == "deployment" ? &trees_.deployment : which;
         path = words.word_or("/");
     }
-    const unique_nodes found = which->copy(data_path(path));
+    unique_nodes found = which->copy(data_path(path));
     show_lines(found == nullptr ? "nothing" : pretty(found.get()));
-    last_.xml = compact(found.get());
+    last_.data = std::move(found);
 }
 
 void desk::publish(line_reader& words) {
@@ -223,7 +225,7 @@ void desk::send(line_reader& words) {
     const std::string method = words.word("a method");
     unique_node params = new_element("params");
     attach(params.get(), parse_nodes(words.rest()));
-    told(to->ask(method, std::move(params), ""));
+    told(to->ask(method, std::move(params)));
 }
 
 void desk::answer(line_reader& words) {
@@ -265,7 +267,7 @@ void desk::trace(line_reader& words) {
     const std::string how = words.word("on or off");
     if (how != "on" && how != "off")
         throw problem("\"" + how + "\" is neither on nor off");
-    out_.trace = how == "on";
+    text_.trace = how == "on";
 }
 
 void desk::log(line_reader& words) {
@@ -293,7 +295,7 @@ void desk::stop(line_reader& words) { processes_.stop(process_named(words.word("
 
 void desk::restart(line_reader& words) {
     const milliseconds pause = words.time_or(milliseconds(0));
-    out_.report({"pelmsim", ' ', "the daemon restarts", ""});
+    events_.report({.kind = event_kind::restart});
     server_.close();
     trees_.old = tree();
     trees_.reload_deployment();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daemon/publisher.h"
+#include "journal/text_sink.h"
 #include "script/line_reader.h"
 #include "script/processes.h"
 
@@ -11,9 +12,11 @@ namespace pelmsim {
 
 class desk {
 public:
-    desk(event_loop& loop, console& out, store& trees, service& server, process_table& processes)
+    desk(event_loop& loop, event_journal& events, text_sink& text, store& trees, service& server,
+         process_table& processes)
         : loop_(loop),
-          out_(out),
+          events_(events),
+          text_(text),
           trees_(trees),
           server_(server),
           processes_(processes),
@@ -79,7 +82,8 @@ private:
     void check(bool holds, const std::string& expected, const std::string& got);
 
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
+    text_sink& text_; // has the switch of "trace"
     store& trees_;
     service& server_;
     process_table& processes_;

@@ -57,10 +57,12 @@ void desk::run_script(const std::string& name, const std::string& text) {
 }
 
 void desk::check(bool holds, const std::string& expected, const std::string& got) {
-    if (holds)
-        return;
-    ++failures_;
-    out_.line(place_ + "expected " + expected + ", got " + got, style::bad);
+    failures_ += holds ? 0 : 1;
+    events_.report({.kind = event_kind::expectation,
+                    .text = expected,
+                    .place = place_,
+                    .got = got,
+                    .good = holds});
 }
 
 std::function<bool()> desk::condition(const std::string& what, line_reader& words) {
@@ -128,10 +130,10 @@ void desk::expect(line_reader& words) {
               outcome::no_answer(why).describe(), got);
     } else if (what == "xml") {
         const std::string xml = compact(parse_nodes(words.rest()).get());
-        check(xml == last_.xml, in_quotes(xml), in_quotes(last_.xml));
+        check(xml == last_.xml(), in_quotes(xml), in_quotes(last_.xml()));
     } else if (what == "contains" || what == "lacks") {
         const std::string text = words.rest();
-        const std::string all = last_.shown + last_.xml;
+        const std::string all = last_.shown + last_.xml();
         const bool found = all.find(text) != std::string::npos;
         check(what == "contains" ? found : !found && !last_.is_cut, what + " " + in_quotes(text),
               in_quotes(all));

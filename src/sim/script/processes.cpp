@@ -63,14 +63,8 @@ bool failed(const process& ended) {
 
 } // namespace
 
-std::string describe_status(int status) {
-    if (WIFEXITED(status))
-        return "status " + std::to_string(WEXITSTATUS(status));
-    return "signal " + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";
-}
-
-process_table::process_table(event_loop& loop, console& out, const descriptor_limit& limit)
-    : loop_(loop), out_(out), limit_(limit) {}
+process_table::process_table(event_loop& loop, event_journal& events, const descriptor_limit& limit)
+    : loop_(loop), events_(events), limit_(limit) {}
 
 process_table::~process_table() {
     for (const process& each : all_)
@@ -120,8 +114,10 @@ void process_table::reap() {
             continue;
         read_output(each); // what it said last comes before its end
         each.status = status;
-        out_.report({each.name, ' ', "process " + std::to_string(each.pid) + " ended",
-                     describe_status(status), !failed(each)});
+        events_.report({.kind = event_kind::ended,
+                        .who = {role::program, each.name, each.pid},
+                        .code = status,
+                        .good = !failed(each)});
     }
 }
 
@@ -170,7 +166,8 @@ void process_table::read_output(process& from) {
 void process_table::print_line(process& from) {
     const std::string line = std::exchange(from.partial_line, {});
     output_ += line + "\n";
-    out_.output(from.name, line);
+    events_.report(
+        {.kind = event_kind::output, .who = {role::program, from.name, from.pid}, .text = line});
 }
 
 } // namespace pelmsim

@@ -1,7 +1,7 @@
 // Programs that pelmsim starts: plugins, agents, whatever is to live in the same world.
 #pragma once
 
-#include "journal/console.h"
+#include "journal/journal.h"
 #include "model/owners.h"
 #include "wire/descriptor_limit.h"
 #include "wire/loop.h"
@@ -26,7 +26,7 @@ struct process {
 
 class process_table {
 public:
-    process_table(event_loop& loop, console& out, const descriptor_limit& limit);
+    process_table(event_loop& loop, event_journal& events, const descriptor_limit& limit);
     process_table(const process_table&) = delete;
     process_table& operator=(const process_table&) = delete;
     ~process_table(); // kills what still runs
@@ -59,13 +59,10 @@ private:
     void print_line(process& from);
 
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
     const descriptor_limit& limit_;
     std::list<process> all_;
     std::string output_;
 };
-
-// "status 3" or "signal 11 (Segmentation fault)".
-std::string describe_status(int status);
 
 } // namespace pelmsim

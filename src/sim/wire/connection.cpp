@@ -34,9 +34,9 @@ bool begins_a_frame(conf_buffer_t* buffer) {
 
 } // namespace
 
-connection::connection(event_loop& loop, console& out, unique_fd socket)
+connection::connection(event_loop& loop, event_journal& events, unique_fd socket)
     : loop_(loop),
-      out_(out),
+      events_(events),
       socket_(std::move(socket)),
       received_(conf_buffer_create(initial_bytes)) {
     if (received_ == nullptr)
@@ -88,16 +88,21 @@ void connection::guarded(const std::function<void()>& action) {
     try {
         action();
     } catch (const std::exception& why) {
-        hang_up(why.what());
+        end({cause::failure, 0, why.what()});
     }
 }
 
-void connection::hang_up(const std::string& why) {
+// The one way that a connection ends but by its owner.
+void connection::end(const defect& why) {
     if (!is_open())
         return;
     close(); // first of all, for it gives memory back
-    out_.report({label(), ' ', "pelmsim hangs up", why, false});
-    on_closed(false);
+    events_.report({.kind = event_kind::closed,
+                    .who = who(),
+                    .why = why.why,
+                    .count = why.count,
+                    .text = why.text});
+    on_closed();
 }
 
 void connection::on_ready(short events) {
@@ -106,10 +111,8 @@ void connection::on_ready(short events) {
     on_arrival();
     const bool goes_on = receive();
     take_frames(); // also those that came just before the hang-up
-    if (!goes_on && is_open()) {
-        close();
-        on_closed(true);
-    }
+    if (!goes_on)
+        end({cause::by_peer});
 }
 
 // False once the peer has hung up.
@@ -150,31 +153,41 @@ void connection::skip_garbage() {
         count = bytes.size() - kept;
     }
     conf_buffer_remove(received_, 0, static_cast<int>(count));
-    complain(std::to_string(count) + " bytes that begin no frame");
+    complain({cause::garbage, count});
 }
 
-void connection::complain(const std::string& why) {
-    out_.report({label(), '<', "unreadable", why, false});
+void connection::complain(const defect& what) {
+    events_.report({.kind = event_kind::unreadable,
+                    .who = who(),
+                    .way = direction::from_peer,
+                    .why = what.why,
+                    .count = what.count,
+                    .text = what.text});
 }
 
 void connection::deliver_frame() {
     const msg_head_t header = header_of(received_);
     unique_node body(plugin_parse_message(&received_));
     if (body == nullptr)
-        return on_unreadable("a frame of " + std::to_string(header.length) +
-                             " bytes that is no well-formed XML");
-    out_.frame(label(), '<', header.seq, header.length, body.get());
+        return on_unreadable({cause::no_xml, header.length});
+    events_.report({.kind = event_kind::frame,
+                    .who = who(),
+                    .way = direction::from_peer,
+                    .id = std::to_string(header.seq),
+                    .body = body.get(),
+                    .count = header.length});
     on_frame(std::move(body));
 }
 
 void connection::send(const xmlNode* body) {
     guarded([&] {
-        queue_frame(body);
-        write_queue();
+        if (queue_frame(body))
+            write_queue();
     });
 }
 
-void connection::queue_frame(const xmlNode* body) {
+// False when the peer has left too much unread, and is hung up on.
+bool connection::queue_frame(const xmlNode* body) {
     if (body == nullptr) // it could not be built
         throw std::bad_alloc();
     const std::string text = compact_node(body);
@@ -183,12 +196,18 @@ void connection::queue_frame(const xmlNode* body) {
     const msg_head_t header{CONF_MSG_MAGIC, static_cast<u32_t>(text.size()), seq_++, 0};
     const std::size_t bytes = sizeof header + text.size();
     if (unsent_bytes_ + bytes > most_unsent)
-        throw problem(std::to_string((unsent_bytes_ + bytes) / mebibyte) + " MiB are unread");
+        return end({cause::unread, unsent_bytes_ + bytes}), false;
     std::string& frame =
         unsent_.emplace_back(reinterpret_cast<const char*>(&header), sizeof header);
     frame += text;
     unsent_bytes_ += bytes;
-    out_.frame(label(), '>', header.seq, text.size(), body);
+    events_.report({.kind = event_kind::frame,
+                    .who = who(),
+                    .way = direction::to_peer,
+                    .id = std::to_string(header.seq),
+                    .body = body,
+                    .count = text.size()});
+    return true;
 }
 
 void connection::write_queue() {

@@ -1,7 +1,7 @@
 // One stream connection: frames in and out of a non-blocking socket.
 #pragma once
 
-#include "journal/console.h"
+#include "journal/journal.h"
 #include "model/owners.h"
 #include "wire/loop.h"
 
@@ -13,9 +13,16 @@
 
 namespace pelmsim {
 
+// What is wrong with what came, or why a connection ended.
+struct defect {
+    cause why;
+    std::size_t count = 0;
+    std::string text = {};
+};
+
 class connection : public std::enable_shared_from_this<connection> {
 public:
-    connection(event_loop& loop, console& out, unique_fd socket);
+    connection(event_loop& loop, event_journal& events, unique_fd socket);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
     virtual ~connection();
@@ -33,23 +40,24 @@ public:
     pid_t pid() const { return pid_; }
     uid_t uid() const { return uid_; }
 
-    virtual std::string label() const = 0; // as event lines call the peer
+    virtual peer who() const = 0; // as events call the peer
+    std::string label() const { return who().label(); }
 
 protected:
     virtual void on_arrival() = 0; // the peer has sent something, which is not read yet
     virtual void on_frame(unique_node body) = 0;
-    virtual void on_unreadable(const std::string& why) = 0; // a frame was dropped
-    virtual void on_closed(bool by_peer) = 0;               // the connection has ended
+    virtual void on_unreadable(const defect& what) = 0; // a frame was dropped
+    virtual void on_closed() = 0;                       // the connection has ended
 
     event_loop& loop() { return loop_; }
-    console& out() { return out_; }
-    void complain(const std::string& why); // prints an event line of what cannot be read
+    event_journal& events() { return events_; }
+    void complain(const defect& what);
 
 private:
     void guarded(const std::function<void()>& action);
-    void hang_up(const std::string& why);
+    void end(const defect& why);
     void on_ready(short events);
-    void queue_frame(const xmlNode* body);
+    bool queue_frame(const xmlNode* body);
     bool receive();
     void write_queue();
     void on_write_error(int error);
@@ -60,7 +68,7 @@ private:
     void deliver_frame();
 
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
     unique_fd socket_;
     pid_t pid_ = 0;
     uid_t uid_ = 0;

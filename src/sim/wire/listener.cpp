@@ -14,8 +14,9 @@ constexpr milliseconds until_next_try{200};
 
 class listener {
 public:
-    listener(event_loop& loop, console& out, int socket, std::function<void(unique_fd)> welcome)
-        : loop_(loop), out_(out), socket_(socket), welcome_(std::move(welcome)) {}
+    listener(event_loop& loop, event_journal& events, int socket,
+             std::function<void(unique_fd)> welcome)
+        : loop_(loop), events_(events), socket_(socket), welcome_(std::move(welcome)) {}
 
     // Takes all that are there: only then is it known that nobody waits any more.
     void on_ready() {
@@ -32,7 +33,7 @@ private:
         try {
             welcome_(std::move(accepted));
         } catch (const std::exception& why) {
-            out_.report({"pelmsim", ' ', "a connection is refused", why.what(), false});
+            events_.report({.kind = event_kind::refused, .text = why.what()});
         }
     }
 
@@ -41,11 +42,11 @@ private:
         loop_.change(socket_, 0);
         next_try_ = loop_.after(until_next_try, [this] { loop_.change(socket_, POLLIN); });
         if (!std::exchange(said_, true))
-            out_.report({"pelmsim", ' ', "new connections have to wait", why, false});
+            events_.report({.kind = event_kind::waiting, .text = why});
     }
 
     event_loop& loop_;
-    console& out_;
+    event_journal& events_;
     int socket_;
     std::function<void(unique_fd)> welcome_;
     bool said_ = false;
@@ -54,9 +55,9 @@ private:
 
 } // namespace
 
-void accept_all(event_loop& loop, console& out, int socket,
+void accept_all(event_loop& loop, event_journal& events, int socket,
                 std::function<void(unique_fd)> welcome) {
-    const auto all = std::make_shared<listener>(loop, out, socket, std::move(welcome));
+    const auto all = std::make_shared<listener>(loop, events, socket, std::move(welcome));
     loop.watch(socket, POLLIN, [all](short) { all->on_ready(); });
 }
 

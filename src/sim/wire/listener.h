@@ -1,7 +1,7 @@
 // A listening stream socket that the library made.
 #pragma once
 
-#include "journal/console.h"
+#include "journal/journal.h"
 #include "model/owners.h"
 #include "wire/loop.h"
 
@@ -12,7 +12,8 @@ namespace pelmsim {
 
 // Calls welcome with each connection that comes in. While there is no descriptor or no memory for
 // another one they wait, and an event line says so once.
-void accept_all(event_loop& loop, console& out, int socket, std::function<void(unique_fd)> welcome);
+void accept_all(event_loop& loop, event_journal& events, int socket,
+                std::function<void(unique_fd)> welcome);
 
 // Process that listens at this socket path; 0 when nobody does.
 pid_t listening_process(const char* path);

@@ -1,6 +1,6 @@
 #include "survey.h"
 
-#include "journal/console.h"
+#include "journal/escaped.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

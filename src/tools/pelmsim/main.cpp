@@ -1,4 +1,5 @@
 // pelmsim: plays the daemon for the authors of plugins and agents.
+#include "journal/escaped.h"
 #include "model/problem.h"
 #include "prompt.h"
 #include "script/desk.h"
@@ -88,7 +89,7 @@ private:
     unique_fd fd_;
 };
 
-void run_prompt(event_loop& loop, console& out, desk& commands) {
+void run_prompt(event_loop& loop, terminal& out, const event_journal& events, desk& commands) {
     prompt lines(loop, out, [&] { return commands.vocabulary(); });
     while (!commands.has_quit()) {
         commands.serve_until([&] { return lines.has_line(); });
@@ -98,7 +99,7 @@ void run_prompt(event_loop& loop, console& out, desk& commands) {
         try {
             commands.run(*line);
         } catch (const problem& why) {
-            out.line(why.what(), style::bad);
+            events.report({.kind = event_kind::mistake, .text = why.what()});
         }
     }
 }
@@ -108,19 +109,22 @@ int serve(const options& given, inputs read) {
     const descriptor_limit descriptors;
     const clock_face time;
     event_loop loop(time);
-    console out;
-    out.trace = given.trace;
+    terminal out;
+    text_sink text([&](const std::string& lines) { out.print(lines); }, out.has_colours());
+    text.trace = given.trace;
+    event_journal events(time);
+    events.add(text);
     store trees(given.deployment);
     trees.keys.learn(read.configuration);
     trees.current = std::move(read.configuration);
     bool interrupted = false;
-    process_table processes(loop, out, descriptors);
+    process_table processes(loop, events, descriptors);
     const signal_events signals(loop, processes);
-    service server(loop, out, trees);
+    service server(loop, events, trees);
     server.heard_from =
         server.agents.heard_from = [&](pid_t pid) { processes.read_output_of(pid); };
     server.answer_limit = milliseconds(given.timeout_ms);
-    desk commands(loop, out, trees, server, processes);
+    desk commands(loop, events, text, trees, server, processes);
     try {
         server.open();
         if (!given.plugin.empty())
@@ -128,7 +132,7 @@ int serve(const options& given, inputs read) {
         if (!given.script.empty())
             commands.run_script(given.script, read.script);
         else if (isatty(STDIN_FILENO) == 1)
-            run_prompt(loop, out, commands);
+            run_prompt(loop, out, events, commands);
         else
             commands.serve_until([] { return false; });
     } catch (const stopped&) {

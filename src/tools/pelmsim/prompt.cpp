@@ -1,5 +1,7 @@
 #include "prompt.h"
 
+#include "journal/escaped.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,7 +28,8 @@ char* next_candidate(const char*, int) {
 
 } // namespace
 
-prompt::prompt(event_loop& loop, console& out, std::function<std::vector<std::string>()> vocabulary)
+prompt::prompt(event_loop& loop, terminal& out,
+               std::function<std::vector<std::string>()> vocabulary)
     : loop_(loop), out_(out), vocabulary_(std::move(vocabulary)) {
     the_prompt = this;
     rl_attempted_completion_function = complete;

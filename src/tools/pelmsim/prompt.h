@@ -1,7 +1,7 @@
 // The prompt: a line editor with history and completion.
 #pragma once
 
-#include "journal/console.h"
+#include "terminal.h"
 #include "wire/loop.h"
 
 #include <deque>
@@ -14,7 +14,7 @@ namespace pelmsim {
 // At most one at a time: the line editor has global state.
 class prompt {
 public:
-    prompt(event_loop& loop, console& out, std::function<std::vector<std::string>()> vocabulary);
+    prompt(event_loop& loop, terminal& out, std::function<std::vector<std::string>()> vocabulary);
     prompt(const prompt&) = delete;
     prompt& operator=(const prompt&) = delete;
     ~prompt();
@@ -29,7 +29,7 @@ private:
     static char** complete(const char* text, int begin, int end);
 
     event_loop& loop_;
-    console& out_;
+    terminal& out_;
     std::function<std::vector<std::string>()> vocabulary_;
     std::deque<std::optional<std::string>> lines_;
 };

@@ -1,0 +1,82 @@
+// What happens on the desk, as typed records: nobody makes a sentence of it where it happens.
+#pragma once
+
+#include "journal/clock.h"
+#include "model/outcome.h"
+
+#include <optional>
+#include <string>
+#include <sys/types.h>
+
+namespace pelmsim {
+
+enum class role { daemon, plugin, agent, notifier, program };
+
+struct peer {
+    role is = role::daemon;
+    std::string name = {}; // empty until it has said it
+    pid_t pid = 0;
+    bool introduced = true; // of plugins: registered; of agents: has a session or a subscription
+
+    // What it is called in lists: "ntp", "agent admin", "pid 812".
+    std::string label() const;
+};
+
+enum class direction { none, to_peer, from_peer };
+
+enum class event_kind {
+    connected,    // a plugin or an agent; who it is, it has yet to say
+    request,      // has been answered, or never will be: method, path, operation or params, result
+    stray_answer, // an answer with an id that nobody waits for
+    frame,        // id is its sequence number, count its bytes
+    unreadable,   // why, with count or text
+    closed,       // a connection: why, with count or text
+    refused,      // a connection: text
+    waiting,      // new connections have to wait: text
+    notification, // text, count of the agents that it went to, body when it can be read
+    dropped,      // notifications: the oldest go from now on
+    restart,      // of the daemon
+    ended,        // a process: code is its status, as from waitpid()
+    output,       // of a process: text is one line
+    outcome,      // of a command: result
+    shown,        // what a command had to show: text, in lines
+    heading,      // text
+    expectation,  // place, text is what was expected, got what came instead
+    mistake,      // text: a line at the prompt that is no command
+};
+
+enum class cause {
+    none,
+    garbage,       // count bytes that begin no frame
+    no_xml,        // a frame of count bytes
+    no_request,    // text is the name of the element that came instead
+    no_parameters, // a request without a method and params; text is its name
+    by_peer,       // it hung up
+    by_daemon,     // which goes away itself
+    unread,        // the peer leaves count bytes unread
+    failure,       // text says what the system said
+};
+
+// Nodes and outcomes are borrowed: they are there during the call that reports the event.
+struct event {
+    event_kind kind;
+    peer who = {};
+    direction way = direction::none;
+    std::string method = {};
+    std::string id = {};
+    std::string path = {};
+    std::optional<int> operation = {}; // the bits of a publication
+    const outcome* result = nullptr;
+    const xmlNode* body = nullptr; // of a request from a plugin: its params
+    cause why = cause::none;
+    std::size_t count = 0;
+    int code = 0;
+    std::string text = {};
+    std::string place = {};
+    std::string got = {};
+    bool good = true;
+    std::optional<std::chrono::duration<double, std::milli>> took = {};
+    wall_time time = {}; // set by the journal
+};
+
+} // namespace pelmsim

@@ -1,0 +1,38 @@
+// Where everything that happens is reported, and handed on to those who print or keep it.
+#pragma once
+
+#include "journal/event.h"
+
+#include <vector>
+
+namespace pelmsim {
+
+class event_sink {
+public:
+    virtual void take(const event& what) = 0;
+
+protected:
+    ~event_sink() = default;
+};
+
+class event_journal {
+public:
+    explicit event_journal(const clock_face& time) : time_(time) {}
+    event_journal(const event_journal&) = delete;
+    event_journal& operator=(const event_journal&) = delete;
+
+    // From now on it hears of everything, behind those that were added before. It has to stay.
+    void add(event_sink& sink) { sinks_.push_back(&sink); }
+
+    void report(event what) const {
+        what.time = time_.wall();
+        for (event_sink* each : sinks_)
+            each->take(what);
+    }
+
+private:
+    const clock_face& time_;
+    std::vector<event_sink*> sinks_;
+};
+
+} // namespace pelmsim
