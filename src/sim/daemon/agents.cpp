@@ -135,6 +135,8 @@ void agent_table::close() {
         return;
     loop_.forget(socket_);
     conf_agent_service_disable(std::exchange(socket_, -1));
+    for (const auto& each : agents_)
+        events_.report({.kind = event_kind::closed, .who = each->who(), .why = cause::by_daemon});
     agents_.clear();
 }
 

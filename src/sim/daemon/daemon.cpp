@@ -44,6 +44,8 @@ void service::close() {
         return;
     loop_.forget(plugin_socket_);
     conf_plugin_service_disable(std::exchange(plugin_socket_, -1));
+    for (const auto& each : plugins_)
+        events_.report({.kind = event_kind::closed, .who = each->who(), .why = cause::by_daemon});
     plugins_.clear();
     agents.close();
     notifications.close();

@@ -1,0 +1,131 @@
+#include "journal/json_sink.h"
+
+#include "journal/escaped.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <iterator>
+
+namespace pelmsim {
+namespace {
+
+// In the order of the enumerations.
+constexpr const char* roles[] = {"daemon", "plugin", "agent", "notifier", "program"};
+constexpr const char* kinds[] = {
+    "connected", "request", "stray-answer", "frame",   "unreadable",  "closed",
+    "refused",   "waiting", "notification", "dropped", "restart",     "ended",
+    "output",    "outcome", "shown",        "heading", "expectation", "mistake"};
+constexpr const char* directions[] = {"", "to", "from"};
+constexpr const char* causes[] = {"",        "garbage",   "no-xml", "no-request", "no-parameters",
+                                  "by-peer", "by-daemon", "unread", "failure"};
+constexpr const char* verdicts[] = {"ok", "error", "no-answer"};
+static_assert(std::size(roles) == static_cast<std::size_t>(role::program) + 1);
+static_assert(std::size(kinds) == static_cast<std::size_t>(event_kind::mistake) + 1);
+static_assert(std::size(directions) == static_cast<std::size_t>(direction::from_peer) + 1);
+static_assert(std::size(causes) == static_cast<std::size_t>(cause::failure) + 1);
+static_assert(std::size(verdicts) == static_cast<std::size_t>(verdict::no_answer) + 1);
+
+template <std::size_t count, class Value>
+const char* name_of(const char* const (&names)[count], Value value) {
+    return names[static_cast<std::size_t>(value)];
+}
+
+// A byte that is no UTF-8 becomes the character that stands for such.
+std::string quoted(std::string_view text) {
+    std::string result = "\"";
+    while (!text.empty()) {
+        const std::size_t length = std::max<std::size_t>(character_length(text), 1);
+        const char first = text[0];
+        char code[8];
+        if (character_length(text) == 0)
+            result += "\xEF\xBF\xBD";
+        else if (first == '"' || first == '\\')
+            (result += '\\') += first;
+        else if (static_cast<unsigned char>(first) < 0x20)
+            result.append(
+                code, static_cast<std::size_t>(std::snprintf(code, sizeof code, "\\u%04x", first)));
+        else
+            result += text.substr(0, length);
+        text.remove_prefix(length);
+    }
+    return result + '"';
+}
+
+std::string utc(wall_time time) {
+    const auto since = std::chrono::floor<milliseconds>(time.time_since_epoch()).count();
+    const std::time_t seconds = since / 1000;
+    tm parts{};
+    gmtime_r(&seconds, &parts);
+    char text[40];
+    const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+    (void)std::snprintf(text + length, sizeof text - length, ".%03dZ",
+                        static_cast<int>(since % 1000));
+    return text;
+}
+
+// An object, built member by member; texts that are empty and numbers that are 0 are left out.
+class json_object {
+public:
+    void put(const char* name, std::string_view text) {
+        if (!text.empty())
+            put_value(name, quoted(text));
+    }
+    void put(const char* name, const char* text) { put(name, std::string_view(text)); }
+    void put(const char* name, long long number) {
+        if (number != 0)
+            put_value(name, std::to_string(number));
+    }
+    void put_value(const char* name, const std::string& value) {
+        text_ += (text_.empty() ? "{\"" : ",\"") + std::string(name) + "\":" + value;
+    }
+    std::string text() const { return text_ + "}"; }
+
+private:
+    std::string text_;
+};
+
+void put_result(json_object& line, const outcome& result) {
+    line.put("outcome", name_of(verdicts, result.result));
+    line.put("code", result.code);
+    line.put("reason", result.text);
+    line.put("data", result.xml());
+}
+
+void put_details(json_object& line, const event& what) {
+    if (what.kind == event_kind::ended)
+        line.put_value("status", std::to_string(what.code));
+    if (what.kind == event_kind::ended || what.kind == event_kind::expectation)
+        line.put_value("good", what.good ? "true" : "false");
+    line.put("cause", name_of(causes, what.why));
+    line.put("count", static_cast<long long>(what.count));
+    line.put("text", what.text);
+    line.put("place", what.place);
+    line.put("got", what.got);
+}
+
+} // namespace
+
+void json_sink::take(const event& what) {
+    json_object line;
+    line.put("time", utc(what.time));
+    line.put("kind", name_of(kinds, what.kind));
+    line.put("role", name_of(roles, what.who.is));
+    line.put("peer", what.who.name);
+    line.put("pid", what.who.pid);
+    line.put("direction", name_of(directions, what.way));
+    line.put("method", what.method);
+    line.put("id", what.id);
+    line.put("path", what.path);
+    if (what.operation)
+        line.put_value("operation", std::to_string(*what.operation));
+    if (what.result != nullptr)
+        put_result(line, *what.result);
+    line.put("body", compact(what.body));
+    put_details(line, what);
+    if (what.took)
+        line.put_value("ms", std::to_string(what.took->count()));
+    write_(line.text() + "\n");
+}
+
+} // namespace pelmsim

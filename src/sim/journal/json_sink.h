@@ -1,0 +1,23 @@
+// The journal as JSON lines, one for each event; docs/journal.md says what is in them.
+#pragma once
+
+#include "journal/journal.h"
+
+#include <functional>
+
+namespace pelmsim {
+
+class json_sink final : public event_sink {
+public:
+    // Takes one line, with its end.
+    using writer = std::function<void(const std::string& line)>;
+
+    explicit json_sink(writer write) : write_(std::move(write)) {}
+
+    void take(const event& what) override;
+
+private:
+    writer write_;
+};
+
+} // namespace pelmsim
