@@ -6,41 +6,12 @@
 #include <cerrno>
 #include <conf_plugin.h>
 #include <cstring>
-#include <new>
-#include <string_view>
 #include <sys/socket.h>
 
 namespace pelmsim {
-namespace {
-
-constexpr int header_bytes = sizeof(msg_head_t);
-constexpr int initial_bytes = 4096;
-
-// One frame of any legal length may wait, and beside it what comes in passing.
-constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
-constexpr u32_t longest_body = CONF_MSG_MAX_LENGTH;
-constexpr std::size_t most_unsent = 16 * mebibyte + longest_body + header_bytes;
-
-msg_head_t header_of(conf_buffer_t* buffer) {
-    msg_head_t header;
-    std::memcpy(&header, conf_buffer_data(buffer), sizeof header);
-    return header;
-}
-
-bool begins_a_frame(conf_buffer_t* buffer) {
-    const msg_head_t header = header_of(buffer);
-    return header.magic == CONF_MSG_MAGIC && header.length <= CONF_MSG_MAX_LENGTH;
-}
-
-} // namespace
 
 connection::connection(event_loop& loop, event_journal& events, unique_fd socket)
-    : loop_(loop),
-      events_(events),
-      socket_(std::move(socket)),
-      received_(conf_buffer_create(initial_bytes)) {
-    if (received_ == nullptr)
-        throw std::bad_alloc();
+    : loop_(loop), events_(events), socket_(std::move(socket)) {
     ucred peer{};
     socklen_t length = sizeof peer;
     if (getsockopt(socket_.get(), SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0) {
@@ -49,10 +20,7 @@ connection::connection(event_loop& loop, event_journal& events, unique_fd socket
     }
 }
 
-connection::~connection() {
-    close();
-    conf_buffer_destroy(received_);
-}
+connection::~connection() { close(); }
 
 void connection::start() {
     loop_.watch(socket_.get(), POLLIN | POLLRDHUP, [weak = weak_from_this()](short events) {
@@ -65,22 +33,16 @@ void connection::close() {
     if (socket_)
         loop_.forget(socket_.get());
     socket_.reset();
-    drop_queue();
+    unsent_.clear();
 }
 
 // A peer that has gone is noticed by reading, which comes first for what it said before. One that
 // only reads no more may stay.
 void connection::on_write_error(int error) {
     if (error == EPIPE || error == ECONNRESET)
-        drop_queue();
+        unsent_.clear();
     else if (error != EAGAIN && error != EINTR)
         throw problem(std::strerror(error));
-}
-
-void connection::drop_queue() {
-    unsent_ = {};
-    unsent_bytes_ = 0;
-    written_ = 0;
 }
 
 // What goes wrong with one connection, if only memory, ends that one alone.
@@ -119,41 +81,21 @@ void connection::on_ready(short events) {
 bool connection::receive() {
     char bytes[65536];
     const ssize_t count = read(socket_.get(), bytes, sizeof bytes);
-    if (count > 0 && conf_buffer_append(&received_, bytes, static_cast<int>(count)) < 0)
-        throw std::bad_alloc();
+    if (count > 0)
+        received_.add({bytes, static_cast<std::size_t>(count)});
     return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
 }
 
 void connection::take_frames() {
-    while (is_open() && conf_buffer_length(received_) >= header_bytes)
-        if (!begins_a_frame(received_))
-            skip_garbage();
-        else if (frame_is_whole())
-            deliver_frame();
-        else
+    while (is_open()) {
+        auto next = received_.next();
+        if (!next)
             return;
-}
-
-bool connection::frame_is_whole() {
-    return header_of(received_).length <=
-           static_cast<u32_t>(conf_buffer_length(received_) - header_bytes);
-}
-
-// The peer's answer may still follow. What may be the beginning of a mark is kept.
-void connection::skip_garbage() {
-    const u32_t magic = CONF_MSG_MAGIC;
-    const char* const mark = reinterpret_cast<const char*>(&magic);
-    const std::string_view bytes(static_cast<const char*>(conf_buffer_data(received_)),
-                                 static_cast<std::size_t>(conf_buffer_length(received_)));
-    std::size_t count = bytes.find(std::string_view(mark, sizeof magic), 1);
-    if (count == std::string_view::npos) {
-        std::size_t kept = sizeof magic - 1;
-        while (!bytes.ends_with(std::string_view(mark, kept)))
-            --kept;
-        count = bytes.size() - kept;
+        if (next->garbage > 0)
+            complain({cause::garbage, next->garbage});
+        else
+            deliver(std::move(*next));
     }
-    conf_buffer_remove(received_, 0, static_cast<int>(count));
-    complain({cause::garbage, count});
 }
 
 void connection::complain(const defect& what) {
@@ -165,9 +107,9 @@ void connection::complain(const defect& what) {
                     .text = what.text});
 }
 
-void connection::deliver_frame() {
-    const msg_head_t header = header_of(received_);
-    unique_node body(plugin_parse_message(&received_));
+void connection::deliver(arrival frame) {
+    const msg_head_t header = frame.header;
+    unique_node body = std::move(frame.body);
     if (body == nullptr)
         return on_unreadable({cause::no_xml, header.length});
     events_.report({.kind = event_kind::frame,
@@ -191,20 +133,17 @@ bool connection::queue_frame(const xmlNode* body) {
     if (body == nullptr) // it could not be built
         throw std::bad_alloc();
     const std::string text = compact_node(body);
-    if (text.size() > longest_body)
+    if (text.size() > CONF_MSG_MAX_LENGTH)
         throw problem("a body of " + std::to_string(text.size()) + " bytes fits into no frame");
-    const msg_head_t header{CONF_MSG_MAGIC, static_cast<u32_t>(text.size()), seq_++, 0};
-    const std::size_t bytes = sizeof header + text.size();
-    if (unsent_bytes_ + bytes > most_unsent)
-        return end({cause::unread, unsent_bytes_ + bytes}), false;
-    std::string& frame =
-        unsent_.emplace_back(reinterpret_cast<const char*>(&header), sizeof header);
-    frame += text;
-    unsent_bytes_ += bytes;
+    if (!unsent_.has_room_for(text.size())) {
+        end({cause::unread, unsent_.bytes() + sizeof(msg_head_t) + text.size()});
+        return false;
+    }
+    const u16_t sequence = unsent_.add(text);
     events_.report({.kind = event_kind::frame,
                     .who = who(),
                     .way = direction::to_peer,
-                    .id = std::to_string(header.seq),
+                    .id = std::to_string(sequence),
                     .body = body,
                     .count = text.size()});
     return true;
@@ -212,19 +151,13 @@ bool connection::queue_frame(const xmlNode* body) {
 
 void connection::write_queue() {
     while (!unsent_.empty()) {
-        const std::string& frame = unsent_.front();
-        const ssize_t count =
-            ::send(socket_.get(), frame.data() + written_, frame.size() - written_, MSG_NOSIGNAL);
+        const std::string_view bytes = unsent_.front();
+        const ssize_t count = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (count < 0) {
             on_write_error(errno);
             break;
         }
-        written_ += static_cast<std::size_t>(count);
-        unsent_bytes_ -= static_cast<std::size_t>(count);
-        if (written_ == frame.size()) {
-            unsent_.pop_front();
-            written_ = 0;
-        }
+        unsent_.written(static_cast<std::size_t>(count));
     }
     const int writable = unsent_.empty() ? 0 : POLLOUT;
     loop_.change(socket_.get(), static_cast<short>(POLLIN | POLLRDHUP | writable));

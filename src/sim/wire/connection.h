@@ -3,10 +3,10 @@
 
 #include "journal/journal.h"
 #include "model/owners.h"
+#include "wire/frame_queue.h"
+#include "wire/frame_reader.h"
 #include "wire/loop.h"
 
-#include <conf_buffer.h>
-#include <deque>
 #include <memory>
 #include <string>
 #include <sys/types.h>
@@ -61,22 +61,16 @@ private:
     bool receive();
     void write_queue();
     void on_write_error(int error);
-    void drop_queue();
     void take_frames();
-    bool frame_is_whole();
-    void skip_garbage();
-    void deliver_frame();
+    void deliver(arrival frame);
 
     event_loop& loop_;
     event_journal& events_;
     unique_fd socket_;
     pid_t pid_ = 0;
     uid_t uid_ = 0;
-    u16_t seq_ = 0;
-    conf_buffer_t* received_; // raw: the calls that fill it move it
-    std::deque<std::string> unsent_;
-    std::size_t unsent_bytes_ = 0;
-    std::size_t written_ = 0; // of the first frame
+    frame_reader received_;
+    frame_queue unsent_;
 };
 
 } // namespace pelmsim

@@ -1,0 +1,61 @@
+#include "wire/frame_reader.h"
+
+#include <cstring>
+#include <new>
+#include <string_view>
+
+namespace pelmsim {
+namespace {
+
+constexpr int header_bytes = sizeof(msg_head_t);
+constexpr int initial_bytes = 4096;
+
+msg_head_t header_of(conf_buffer_t* buffer) {
+    msg_head_t header;
+    std::memcpy(&header, conf_buffer_data(buffer), sizeof header);
+    return header;
+}
+
+} // namespace
+
+frame_reader::frame_reader() : received_(conf_buffer_create(initial_bytes)) {
+    if (received_ == nullptr)
+        throw std::bad_alloc();
+}
+
+void frame_reader::add(std::span<const char> bytes) {
+    void* const begin = const_cast<char*>(bytes.data());
+    if (conf_buffer_append(&received_, begin, static_cast<int>(bytes.size())) < 0)
+        throw std::bad_alloc();
+}
+
+std::optional<arrival> frame_reader::next() {
+    const int length = conf_buffer_length(received_);
+    if (length < header_bytes)
+        return std::nullopt;
+    const msg_head_t header = header_of(received_);
+    if (header.magic != CONF_MSG_MAGIC || header.length > CONF_MSG_MAX_LENGTH)
+        return arrival{.garbage = skip_garbage()};
+    if (header.length > static_cast<u32_t>(length - header_bytes))
+        return std::nullopt;
+    return arrival{.header = header, .body = unique_node(plugin_parse_message(&received_))};
+}
+
+// A frame may still follow. What may be the beginning of a mark is kept.
+std::size_t frame_reader::skip_garbage() {
+    const u32_t magic = CONF_MSG_MAGIC;
+    const char* const mark = reinterpret_cast<const char*>(&magic);
+    const std::string_view bytes(static_cast<const char*>(conf_buffer_data(received_)),
+                                 static_cast<std::size_t>(conf_buffer_length(received_)));
+    std::size_t count = bytes.find(std::string_view(mark, sizeof magic), 1);
+    if (count == std::string_view::npos) {
+        std::size_t kept = sizeof magic - 1;
+        while (!bytes.ends_with(std::string_view(mark, kept)))
+            --kept;
+        count = bytes.size() - kept;
+    }
+    conf_buffer_remove(received_, 0, static_cast<int>(count));
+    return count;
+}
+
+} // namespace pelmsim

@@ -1,0 +1,37 @@
+// Bytes that came, taken apart into frames.
+#pragma once
+
+#include "model/owners.h"
+
+#include <conf_plugin.h>
+#include <optional>
+#include <span>
+
+namespace pelmsim {
+
+// One frame, or what came in place of one.
+struct arrival {
+    std::size_t garbage = 0; // so many bytes that begin no frame; otherwise
+    msg_head_t header = {};  // it is a frame
+    unique_node body = {};   // of it; null when that is no well-formed XML
+};
+
+class frame_reader {
+public:
+    frame_reader(); // throws bad_alloc
+    frame_reader(const frame_reader&) = delete;
+    frame_reader& operator=(const frame_reader&) = delete;
+    ~frame_reader() { conf_buffer_destroy(received_); }
+
+    void add(std::span<const char> bytes); // throws bad_alloc
+
+    // The next one; nothing while more has to come first.
+    std::optional<arrival> next();
+
+private:
+    std::size_t skip_garbage();
+
+    conf_buffer_t* received_; // raw: the calls that fill it move it
+};
+
+} // namespace pelmsim

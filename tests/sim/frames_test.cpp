@@ -1,0 +1,67 @@
+#include "wire/frame_queue.h"
+#include "wire/frame_reader.h"
+
+#include <gmock/gmock.h>
+#include <vector>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::ElementsAre;
+
+std::string frame_of(std::string_view body) {
+    frame_queue queue;
+    (void)queue.add(body);
+    return std::string(queue.front());
+}
+
+// What becomes of bytes that come one by one: names of bodies, "!" for what is no XML, counts.
+std::vector<std::string> read_singly(const std::string& bytes) {
+    frame_reader reader;
+    std::vector<std::string> all;
+    for (const char byte : bytes) {
+        reader.add({&byte, 1});
+        while (const auto found = reader.next())
+            all.push_back(found->garbage > 0 ? std::to_string(found->garbage)
+                          : found->body == nullptr
+                              ? "!"
+                              : reinterpret_cast<const char*>(found->body->name));
+    }
+    return all;
+}
+
+TEST(Reading, FramesComeInOrderHoweverTheyArrive) {
+    EXPECT_THAT(read_singly(frame_of("<a/>") + frame_of("<b/>")), ElementsAre("a", "b"));
+}
+
+TEST(Reading, AFrameThatIsNoXmlTakesNothingElseWithIt) {
+    EXPECT_THAT(read_singly(frame_of("<a>") + frame_of("<b/>")), ElementsAre("!", "b"));
+}
+
+TEST(Reading, AFrameBehindGarbageIsFound) {
+    frame_reader reader;
+    reader.add("0123456789" + frame_of("<a/>"));
+    EXPECT_EQ(reader.next()->garbage, 10U);
+    EXPECT_NE(reader.next()->body, nullptr);
+    EXPECT_FALSE(reader.next());
+}
+
+TEST(Queueing, PartsOfFramesAreWrittenOnAndNumbersGoUp) {
+    frame_queue queue;
+    EXPECT_EQ(queue.add("<a/>"), 0);
+    EXPECT_EQ(queue.add("<b/>"), 1);
+    queue.written(sizeof(msg_head_t) + 1);
+    EXPECT_EQ(queue.front(), "a/>");
+    queue.written(3);
+    EXPECT_EQ(queue.front().substr(sizeof(msg_head_t)), "<b/>");
+}
+
+TEST(Queueing, BesideTheLongestFrameThereIsRoomForSome) {
+    frame_queue queue;
+    (void)queue.add(std::string(CONF_MSG_MAX_LENGTH, ' '));
+    EXPECT_TRUE(queue.has_room_for(1024));
+    EXPECT_FALSE(queue.has_room_for(16UL * 1024 * 1024));
+}
+
+} // namespace
+} // namespace pelmsim
