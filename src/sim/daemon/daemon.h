@@ -8,6 +8,7 @@
 
 #include <deque>
 #include <map>
+#include <optional>
 
 namespace pelmsim {
 
@@ -18,12 +19,12 @@ struct arranged_answer {
     std::string text;
 };
 
-class service final : public request_server {
+class daemon final : public plugin_owner {
 public:
-    service(event_loop& loop, event_journal& events, store& trees);
-    service(const service&) = delete;
-    service& operator=(const service&) = delete;
-    virtual ~service();
+    daemon(event_loop& loop, event_journal& events, store& trees);
+    daemon(const daemon&) = delete;
+    daemon& operator=(const daemon&) = delete;
+    ~daemon();
 
     // Opens the sockets at the library's places. Throws problem when a daemon listens there already.
     void open();
@@ -34,24 +35,42 @@ public:
     const std::vector<std::shared_ptr<plugin>>& plugins() const { return plugins_; }
     std::shared_ptr<plugin> find(const std::string& name) const; // registered, or null
 
-    // Activations that want the configuration published since last asked for: the plugin, and the
-    // bit of the publishing.
-    std::deque<std::pair<std::weak_ptr<plugin>, int>> wanted_recoveries;
+    store& trees() { return trees_; }
+    agent_table& agents() { return agents_; }
+    notifier& notifications() { return notifications_; }
 
-    std::map<std::string, arranged_answer> arranged; // by method
+    // From now on plugins' requests of that method are answered so; or, without one, as usual.
+    void arrange(const std::string& method, std::optional<arranged_answer> answer);
 
-    store& trees;
-    agent_table agents;
-    notifier notifications;
+    // Remembers that a plugin wants the configuration published, with that bit; and hands the
+    // wishes out, the oldest first.
+    void want_recovery(std::weak_ptr<plugin> who, int bit) { wanted_.emplace_back(who, bit); }
+    std::optional<std::pair<std::weak_ptr<plugin>, int>> take_recovery();
 
+    void set_answer_limit(milliseconds limit) { answer_limit_ = limit; }
+    milliseconds answer_limit() const override { return answer_limit_; }
+
+    // Calls with the process of a plugin or an agent before what it has sent is read.
+    void on_hearing(std::function<void(pid_t)> call);
+
+    void heard_from(pid_t pid) override { heard_from_(pid); }
     unique_node serve(plugin& from, const std::string& method, const xmlNode* params) override;
     void gone(plugin& which) override;
 
 private:
+    void welcome(unique_fd socket);
+
     event_loop& loop_;
     event_journal& events_;
+    store& trees_;
+    agent_table agents_;
+    notifier notifications_;
     int plugin_socket_ = -1;
     std::vector<std::shared_ptr<plugin>> plugins_;
+    std::deque<std::pair<std::weak_ptr<plugin>, int>> wanted_;
+    std::map<std::string, arranged_answer> arranged_; // by method
+    milliseconds answer_limit_{10000};
+    std::function<void(pid_t)> heard_from_ = [](pid_t) {};
 };
 
 } // namespace pelmsim

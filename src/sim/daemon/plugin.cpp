@@ -53,7 +53,7 @@ outcome plugin::ask(const std::string& method, unique_node params, const data_pa
     answer_.reset();
     const unique_node rpc(plugin_build_rpc_message(method.c_str(), params.release(), last_id_));
     send(rpc.get());
-    loop().run_until([this] { return answer_ || !is_open(); }, server_.answer_limit);
+    loop().run_until([this] { return answer_ || !is_open(); }, owner_.answer_limit());
     if (!answer_)
         answer_ = outcome::no_answer(is_open() ? "time-out" : "hang-up");
     awaited_id_ = 0;
@@ -93,7 +93,7 @@ void plugin::on_request(xmlNode* rpc) {
     if (local_name(rpc) != "rpc" || plugin_parse_rpc(rpc, &method, &params) < 0)
         return on_unreadable({cause::no_parameters, 0, local_name(rpc)});
     const u32_t id = plugin_get_msgid(rpc);
-    unique_node answer = server_.serve(*this, method, params);
+    unique_node answer = owner_.serve(*this, method, params);
     const auto result = outcome_of(answer.get());
     events().report({.kind = event_kind::request,
                      .who = who(),
@@ -117,7 +117,7 @@ void plugin::on_unreadable(const defect& what) {
 
 void plugin::on_closed() {
     active = false;
-    server_.gone(*this);
+    owner_.gone(*this);
 }
 
 } // namespace pelmsim

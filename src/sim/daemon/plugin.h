@@ -23,24 +23,24 @@ struct registration {
 class plugin;
 
 // The daemon's side of a plugin's requests.
-class request_server {
+class plugin_owner {
 public:
     // Null when no answer is to be given; otherwise a <result> or an <error>.
     virtual unique_node serve(plugin& from, const std::string& method, const xmlNode* params) = 0;
     virtual void gone(plugin& which) = 0;
 
-    std::function<void(pid_t)> heard_from = [](pid_t) {}; // before what a peer sent is read
+    virtual void heard_from(pid_t pid) = 0; // what it sent is not read yet
 
-    milliseconds answer_limit{10000}; // how long plugins may take to answer
+    virtual milliseconds answer_limit() const = 0; // how long plugins may take to answer
 
 protected:
-    ~request_server() = default;
+    ~plugin_owner() = default;
 };
 
 class plugin : public connection {
 public:
-    plugin(event_loop& loop, event_journal& events, unique_fd socket, request_server& server)
-        : connection(loop, events, std::move(socket)), server_(server) {}
+    plugin(event_loop& loop, event_journal& events, unique_fd socket, plugin_owner& owner)
+        : connection(loop, events, std::move(socket)), owner_(owner) {}
 
     // Sends a request and serves events until it is answered, the connection ends or the time is up.
     outcome ask(const std::string& method, unique_node params, const data_path* path = nullptr,
@@ -53,7 +53,7 @@ public:
     std::vector<registration> registrations;
 
 protected:
-    void on_arrival() override { server_.heard_from(pid()); }
+    void on_arrival() override { owner_.heard_from(pid()); }
     void on_frame(unique_node body) override;
     void on_unreadable(const defect& what) override;
     void on_closed() override;
@@ -62,7 +62,7 @@ private:
     void on_request(xmlNode* rpc);
     void on_answer(unique_node reply);
 
-    request_server& server_;
+    plugin_owner& owner_;
     u32_t last_id_ = 0;
     u32_t awaited_id_ = 0; // 0 while nothing is awaited
     std::optional<outcome> answer_;

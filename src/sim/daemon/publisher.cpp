@@ -35,7 +35,7 @@ int taken_back(int oper) {
 publisher::plan publisher::plan_for(const tree& before, const tree& after,
                                     const plugin* only) const {
     plan all;
-    for (const auto& to : server_.plugins())
+    for (const auto& to : daemon_.plugins())
         for (const registration& at : to->registrations)
             if (to->active && at.kind == serves::config && (only == nullptr || only == to.get()))
                 for (auto& [path, oper] : differences(before, after, at.path, trees_.keys))
@@ -101,9 +101,8 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
 }
 
 void publisher::recover() {
-    while (!server_.wanted_recoveries.empty()) {
-        const auto [weak, bits] = server_.wanted_recoveries.front();
-        server_.wanted_recoveries.pop_front();
+    while (const auto wanted = daemon_.take_recovery()) {
+        const auto& [weak, bits] = *wanted;
         const auto who = weak.lock();
         if (who == nullptr)
             continue;
@@ -120,7 +119,7 @@ void publisher::recover() {
 outcome publisher::publish(const data_path& path, int oper) {
     plan all;
     std::string below;
-    for (const auto& to : server_.plugins())
+    for (const auto& to : daemon_.plugins())
         for (const registration& at : to->registrations) {
             if (!to->active || at.kind != serves::config)
                 continue;
@@ -141,7 +140,7 @@ outcome publisher::publish(const data_path& path, int oper) {
 std::optional<publisher::publication> publisher::server_of(serves kind,
                                                            const data_path& path) const {
     std::optional<publication> best;
-    for (const auto& to : server_.plugins())
+    for (const auto& to : daemon_.plugins())
         for (const registration& at : to->registrations)
             if (to->active && at.kind == kind && at.path.covers(path) &&
                 (!best || at.path.steps.size() > best->at.path.steps.size()))
@@ -181,7 +180,7 @@ outcome publisher::operate(const data_path& path, unique_nodes input) {
 
 outcome publisher::kick_off(const std::string& name) {
     outcome total = outcome::no_answer("there is no such active plugin");
-    const auto everybody = server_.plugins();
+    const auto everybody = daemon_.plugins();
     for (const auto& each : everybody)
         if (each->active && (name.empty() || each->name == name))
             total = each->ask("kickoff", new_element("params"));

@@ -7,7 +7,7 @@ namespace pelmsim {
 
 class publisher {
 public:
-    publisher(service& server, store& trees) : server_(server), trees_(trees) {}
+    publisher(daemon& host, store& trees) : daemon_(host), trees_(trees) {}
 
     // Makes the edited tree the current one and tells everybody whose path is concerned, in the
     // order of their priorities. At the first that does not agree, those who did are told to roll
@@ -40,7 +40,7 @@ private:
     static outcome tell(const publication& what, bool more);
     static outcome tell_all(const plan& all, bool until_refused, std::size_t& told);
 
-    service& server_;
+    daemon& daemon_;
     store& trees_;
 };
 

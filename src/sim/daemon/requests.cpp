@@ -27,7 +27,7 @@ registration read_entry(serves kind, const xmlNode* entry) {
             static_cast<u32_t>(std::strtoul(callback.c_str(), nullptr, 10))};
 }
 
-unique_node register_plugin(service& daemon, plugin& from, const xmlNode* params) {
+unique_node register_plugin(daemon& host, plugin& from, const xmlNode* params) {
     static constexpr struct {
         const char* section;
         serves kind;
@@ -37,7 +37,7 @@ unique_node register_plugin(service& daemon, plugin& from, const xmlNode* params
     const std::string name = child_text(params, "plugin-name");
     if (name.empty())
         throw problem("The plugin has no name.");
-    if (!from.name.empty() || daemon.find(name) != nullptr)
+    if (!from.name.empty() || host.find(name) != nullptr)
         throw problem("Plugin " + name + " is registered already.");
     std::vector<registration> entries;
     for (const auto& [section, kind] : sections)
@@ -49,67 +49,66 @@ unique_node register_plugin(service& daemon, plugin& from, const xmlNode* params
     return new_element("result");
 }
 
-unique_node activate(service& daemon, plugin& from, const xmlNode* params) {
+unique_node activate(daemon& host, plugin& from, const xmlNode* params) {
     from.active = true;
     const auto self = std::static_pointer_cast<plugin>(from.shared_from_this());
     if (find_child(params, "with-cfgr") != nullptr)
-        daemon.wanted_recoveries.emplace_back(self, CONFIG_OP_CFGR);
+        host.want_recovery(self, CONFIG_OP_CFGR);
     if (find_child(params, "with-smooth") != nullptr)
-        daemon.wanted_recoveries.emplace_back(self, CONFIG_OP_SMOOTH);
+        host.want_recovery(self, CONFIG_OP_SMOOTH);
     return new_element("result");
 }
 
-unique_node deactivate(service&, plugin& from, const xmlNode*) {
+unique_node deactivate(daemon&, plugin& from, const xmlNode*) {
     from.active = false;
     return new_element("result");
 }
 
-unique_node pull(service& daemon, plugin&, const xmlNode* params) {
+unique_node pull(daemon& host, plugin&, const xmlNode* params) {
     const tree& source =
-        find_child(params, "old") != nullptr ? daemon.trees.old : daemon.trees.current;
+        find_child(params, "old") != nullptr ? host.trees().old : host.trees().current;
     unique_node result = new_element("result");
     attach(add_element(result.get(), "data"), source.copy(path_in(params)));
     return result;
 }
 
-unique_node locate(service& daemon, plugin&, const xmlNode* params) {
+unique_node locate(daemon& host, plugin&, const xmlNode* params) {
     const tree& source =
-        find_child(params, "old") != nullptr ? daemon.trees.old : daemon.trees.current;
+        find_child(params, "old") != nullptr ? host.trees().old : host.trees().current;
     unique_node result = new_element("result");
-    attach(result.get(), daemon.trees.locate(source, path_in(params)));
+    attach(result.get(), host.trees().locate(source, path_in(params)));
     return result;
 }
 
-unique_node push(service& daemon, plugin&, const xmlNode* params) {
+unique_node push(daemon& host, plugin&, const xmlNode* params) {
     const data_path path = path_in(params);
-    tree changed = daemon.trees.current;
+    tree changed = host.trees().current;
     changed.set(path, data_in(params));
-    daemon.trees.keys.learn(path);
-    daemon.trees.keys.learn(changed);
-    daemon.trees.current = std::move(changed);
+    host.trees().keys.learn(path);
+    host.trees().keys.learn(changed);
+    host.trees().current = std::move(changed);
     return new_element("result");
 }
 
-unique_node config_deployment(service& daemon, plugin&, const xmlNode* params) {
-    daemon.trees.deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
+unique_node config_deployment(daemon& host, plugin&, const xmlNode* params) {
+    host.trees().deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
     return new_element("result");
 }
 
-unique_node save_deployment(service& daemon, plugin&, const xmlNode*) {
-    daemon.trees.save_deployment();
+unique_node save_deployment(daemon& host, plugin&, const xmlNode*) {
+    host.trees().save_deployment();
     return new_element("result");
 }
 
-unique_node copy_deployment(service& daemon, plugin&, const xmlNode* params) {
-    daemon.trees.copy_to_deployment(child_text(params, "override") == "1");
+unique_node copy_deployment(daemon& host, plugin&, const xmlNode* params) {
+    host.trees().copy_to_deployment(child_text(params, "override") == "1");
     return new_element("result");
 }
 
-unique_node answer(service& daemon, plugin& from, const std::string& method,
-                   const xmlNode* params) {
+unique_node answer(daemon& host, plugin& from, const std::string& method, const xmlNode* params) {
     static constexpr struct {
         const char* name;
-        unique_node (*run)(service&, plugin&, const xmlNode*);
+        unique_node (*run)(daemon&, plugin&, const xmlNode*);
     } methods[] = {
         {"register", register_plugin},
         {"activate", activate},
@@ -125,14 +124,14 @@ unique_node answer(service& daemon, plugin& from, const std::string& method,
         throw problem("The plugin is not registered.");
     for (const auto& each : methods)
         if (method == each.name)
-            return each.run(daemon, from, params);
+            return each.run(host, from, params);
     throw problem("Method <" + method + "> is not known.");
 }
 
 } // namespace
 
-unique_node service::serve(plugin& from, const std::string& method, const xmlNode* params) {
-    if (const auto found = arranged.find(method); found != arranged.end()) {
+unique_node daemon::serve(plugin& from, const std::string& method, const xmlNode* params) {
+    if (const auto found = arranged_.find(method); found != arranged_.end()) {
         if (found->second.silence)
             return nullptr;
         return new_error(found->second.code, found->second.text);

@@ -90,7 +90,7 @@ std::vector<std::string> desk::vocabulary() const {
     std::vector<std::string> words;
     for (const command& each : commands)
         words.emplace_back(each.name);
-    for (const auto& each : server_.plugins()) {
+    for (const auto& each : daemon_.plugins()) {
         words.push_back(each->name);
         for (const registration& entry : each->registrations)
             words.push_back(entry.path.text());
@@ -127,7 +127,7 @@ void desk::echo(line_reader& words) {
 
 void desk::plugins(line_reader&) {
     std::string lines;
-    for (const auto& each : server_.plugins()) {
+    for (const auto& each : daemon_.plugins()) {
         lines += columns({{each->label(), 16},
                           {"pid " + std::to_string(each->pid()), 14},
                           {"uid " + std::to_string(each->uid()), 10},
@@ -149,7 +149,7 @@ void desk::plugins(line_reader&) {
 
 void desk::agents(line_reader&) {
     std::string lines;
-    for (const auto& each : server_.agents.all())
+    for (const auto& each : daemon_.agents().all())
         lines += columns({{each->label(), 16},
                           {"pid " + std::to_string(each->pid()), 14},
                           {"uid " + std::to_string(each->uid()), 10},
@@ -219,7 +219,7 @@ void desk::kickoff(line_reader& words) { told(publisher_.kick_off(words.word_or(
 
 void desk::send(line_reader& words) {
     const std::string name = words.word("a plugin");
-    const auto to = server_.find(name);
+    const auto to = daemon_.find(name);
     if (to == nullptr)
         throw problem("there is no plugin " + name);
     const std::string method = words.word("a method");
@@ -232,21 +232,21 @@ void desk::answer(line_reader& words) {
     const std::string method = words.word("a method");
     const std::string how = words.word("usual, nothing or error");
     if (how == "usual")
-        server_.arranged.erase(method);
+        daemon_.arrange(method, std::nullopt);
     else if (how == "nothing")
-        server_.arranged[method] = {true, 0, {}};
+        daemon_.arrange(method, arranged_answer{true, 0, {}});
     else if (const int code = words.number_or(-1); how == "error")
-        server_.arranged[method] = {false, code, words.rest()};
+        daemon_.arrange(method, arranged_answer{false, code, words.rest()});
     else
         throw problem("\"" + how + "\" is neither usual nor nothing nor error");
 }
 
 void desk::notifications(line_reader&) {
     std::string lines;
-    const std::size_t dropped = server_.notifications.dropped();
+    const std::size_t dropped = daemon_.notifications().dropped();
     if (dropped > 0)
         lines = "the oldest " + std::to_string(dropped) + " were dropped\n";
-    for (const std::string& each : server_.notifications.kept())
+    for (const std::string& each : daemon_.notifications().kept())
         lines += escaped(each) + "\n";
     show_lines(lines.empty() ? "no notifications" : lines);
     last_.is_cut = dropped > 0;
@@ -256,12 +256,12 @@ void desk::notify(line_reader& words) {
     const unique_nodes data = parse_nodes(words.rest());
     if (data == nullptr || data->type != XML_ELEMENT_NODE)
         throw problem("an XML element is missing");
-    show_lines("sent to " + std::to_string(server_.agents.notify(data.get())) + " agents");
+    show_lines("sent to " + std::to_string(daemon_.agents().notify(data.get())) + " agents");
 }
 
-void desk::hold(line_reader&) { server_.notifications.hold(); }
+void desk::hold(line_reader&) { daemon_.notifications().hold(); }
 
-void desk::release(line_reader&) { server_.notifications.release(); }
+void desk::release(line_reader&) { daemon_.notifications().release(); }
 
 void desk::trace(line_reader& words) {
     const std::string how = words.word("on or off");
@@ -281,7 +281,7 @@ void desk::timeout(line_reader& words) {
     const milliseconds limit = words.time_or(milliseconds(0));
     if (limit == milliseconds(0))
         throw problem("a number of milliseconds above 0 is missing");
-    server_.answer_limit = limit;
+    daemon_.set_answer_limit(limit);
 }
 
 void desk::start(line_reader& words) {
@@ -296,11 +296,11 @@ void desk::stop(line_reader& words) { processes_.stop(process_named(words.word("
 void desk::restart(line_reader& words) {
     const milliseconds pause = words.time_or(milliseconds(0));
     events_.report({.kind = event_kind::restart});
-    server_.close();
+    daemon_.close();
     trees_.old = tree();
     trees_.reload_deployment();
     (void)loop_.run_until([] { return false; }, pause);
-    server_.open();
+    daemon_.open();
 }
 
 void desk::quit(line_reader&) { quit_ = true; }

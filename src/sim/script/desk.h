@@ -12,15 +12,15 @@ namespace pelmsim {
 
 class desk {
 public:
-    desk(event_loop& loop, event_journal& events, text_sink& text, store& trees, service& server,
+    desk(event_loop& loop, event_journal& events, text_sink& text, store& trees, daemon& host,
          process_table& processes)
         : loop_(loop),
           events_(events),
           text_(text),
           trees_(trees),
-          server_(server),
+          daemon_(host),
           processes_(processes),
-          publisher_(server, trees) {}
+          publisher_(host, trees) {}
 
     // Runs one line; a line that is no command throws problem.
     void run(const std::string& line);
@@ -85,7 +85,7 @@ private:
     event_journal& events_;
     text_sink& text_; // has the switch of "trace"
     store& trees_;
-    service& server_;
+    daemon& daemon_;
     process_table& processes_;
     publisher publisher_;
 

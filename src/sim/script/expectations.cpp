@@ -68,7 +68,7 @@ void desk::check(bool holds, const std::string& expected, const std::string& got
 std::function<bool()> desk::condition(const std::string& what, line_reader& words) {
     if (what == "notification")
         return [this, text = words.word_or("")] {
-            const notifier& all = server_.notifications;
+            const notifier& all = daemon_.notifications();
             notifications_seen_ = std::max(notifications_seen_, all.dropped());
             while (notifications_seen_ < all.dropped() + all.kept().size())
                 if (all.kept()[notifications_seen_++ - all.dropped()].find(text) !=
@@ -82,11 +82,11 @@ std::function<bool()> desk::condition(const std::string& what, line_reader& word
     if (what == "exited")
         return [&which = process_named(name)] { return which.status.has_value(); };
     if (what == "registered")
-        return [this, name] { return server_.find(name) != nullptr; };
+        return [this, name] { return daemon_.find(name) != nullptr; };
     if (what == "closed")
-        return [this, name] { return server_.find(name) == nullptr; };
+        return [this, name] { return daemon_.find(name) == nullptr; };
     if (what == "active")
-        return [this, name] { return server_.find(name) != nullptr && server_.find(name)->active; };
+        return [this, name] { return daemon_.find(name) != nullptr && daemon_.find(name)->active; };
     throw problem("\"" + what + "\" is nothing to wait for");
 }
 
@@ -95,8 +95,8 @@ void desk::wait(line_reader& words) {
     line_reader target = words;
     const auto done = condition(what, words);
     const std::string name = target.word_or("");
-    const milliseconds limit = words.time_or(server_.answer_limit);
-    const std::size_t dropped = server_.notifications.dropped();
+    const milliseconds limit = words.time_or(daemon_.answer_limit());
+    const std::size_t dropped = daemon_.notifications().dropped();
     const bool missed = what == "notification" && dropped > notifications_seen_;
     const bool came = wait_for(done, limit);
     check(came, what + " " + name,

@@ -120,13 +120,12 @@ int serve(const options& given, inputs read) {
     bool interrupted = false;
     process_table processes(loop, events, descriptors);
     const signal_events signals(loop, processes);
-    service server(loop, events, trees);
-    server.heard_from =
-        server.agents.heard_from = [&](pid_t pid) { processes.read_output_of(pid); };
-    server.answer_limit = milliseconds(given.timeout_ms);
-    desk commands(loop, events, text, trees, server, processes);
+    pelmsim::daemon host(loop, events, trees); // the C library has one, too
+    host.on_hearing([&](pid_t pid) { processes.read_output_of(pid); });
+    host.set_answer_limit(milliseconds(given.timeout_ms));
+    desk commands(loop, events, text, trees, host, processes);
     try {
-        server.open();
+        host.open();
         if (!given.plugin.empty())
             processes.start(given.plugin, "plugin");
         if (!given.script.empty())
