@@ -1,8 +1,8 @@
 // One plugin that is connected: what it registered, and requests to and from it.
 #pragma once
 
+#include "daemon/registration.h"
 #include "model/outcome.h"
-#include "model/path.h"
 #include "wire/connection.h"
 
 #include <conf_def.h>
@@ -10,15 +10,6 @@
 #include <vector>
 
 namespace pelmsim {
-
-enum class serves { config, status, operate };
-
-struct registration {
-    serves kind;
-    data_path path;
-    int priority; // of a configuration path
-    u32_t callback;
-};
 
 class plugin;
 

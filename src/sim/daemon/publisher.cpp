@@ -23,53 +23,42 @@ unique_node publish_params(const char* type, u32_t callback, unique_node info) {
     return params;
 }
 
-int taken_back(int oper) {
-    const int reverse = oper == CONFIG_OP_ADD  ? CONFIG_OP_RM
-                        : oper == CONFIG_OP_RM ? CONFIG_OP_ADD
-                                               : oper;
-    return reverse | CONFIG_OP_ROLLBACK;
+std::vector<subscriber> subscribers_among(const std::vector<std::shared_ptr<plugin>>& all) {
+    std::vector<subscriber> found;
+    found.reserve(all.size());
+    for (const auto& each : all)
+        found.push_back({each->active, each->registrations});
+    return found;
+}
+
+outcome tell(plugin& to, const publication& what) {
+    unique_node info = new_element("info");
+    add_element(info.get(), "oper-type", std::to_string(what.oper));
+    add_element(info.get(), "more-flag", what.more ? "1" : "0");
+    add_element(info.get(), "priority", std::to_string(what.at.priority));
+    add_element(info.get(), "path", what.path.text());
+    return to.ask("publish", publish_params("config", what.at.callback, std::move(info)),
+                  &what.path, what.oper);
 }
 
 } // namespace
 
-publisher::plan publisher::plan_for(const tree& before, const tree& after,
-                                    const plugin* only) const {
-    plan all;
-    for (const auto& to : daemon_.plugins())
-        for (const registration& at : to->registrations)
-            if (to->active && at.kind == serves::config && (only == nullptr || only == to.get()))
-                for (auto& [path, oper] : differences(before, after, at.path, trees_.keys))
-                    all.push_back({to, at, std::move(path), oper});
-    std::ranges::stable_sort(all, {}, [](const publication& each) { return each.at.priority; });
-    return all;
-}
-
-outcome publisher::tell(const publication& what, bool more) {
-    unique_node info = new_element("info");
-    add_element(info.get(), "oper-type", std::to_string(what.oper));
-    add_element(info.get(), "more-flag", more ? "1" : "0");
-    add_element(info.get(), "priority", std::to_string(what.at.priority));
-    add_element(info.get(), "path", what.path.text());
-    return what.to->ask("publish", publish_params("config", what.at.callback, std::move(info)),
-                        &what.path, what.oper);
-}
-
 // The last outcome that was not good, with a line for each that was told.
-outcome publisher::tell_all(const plan& all, bool until_refused, std::size_t& told) {
+outcome publisher::tell_all(const plugins& everybody, const publication_plan& plan,
+                            bool until_refused, std::size_t& told) {
     outcome total;
-    for (told = 0; told < all.size(); ++told) {
-        const publication& each = all[told];
-        const bool more =
-            std::any_of(all.begin() + static_cast<std::ptrdiff_t>(told) + 1, all.end(),
-                        [&](const publication& later) { return later.to == each.to; });
-        std::string shown = total.shown;
-        const outcome its = tell(each, more);
-        shown += each.to->label() + " " + each.path.text() + " " + oper_text(each.oper) + ": " +
+    for (told = 0; told < plan.size(); ++told) {
+        const publication& each = plan[told];
+        plugin& to = *everybody[each.to];
+        std::string shown = std::move(total.shown);
+        outcome its = tell(to, each);
+        const bool agreed = its.is_ok();
+        shown += to.label() + " " + each.path.text() + " " + oper_text(each.oper) + ": " +
                  its.describe() + "\n";
-        if (!its.is_ok())
-            total = its;
+        if (!agreed)
+            total = std::move(its);
         total.shown = std::move(shown);
-        if (!its.is_ok() && until_refused)
+        if (!agreed && until_refused)
             break;
     }
     return total;
@@ -81,21 +70,20 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     if (changed.text() == trees_.current.text())
         return outcome::ok("nothing has changed");
     trees_.keys.learn(changed);
-    const plan all = plan_for(trees_.current, changed);
+    const plugins everybody = daemon_.plugins();
+    const publication_plan plan =
+        plan_changes(subscribers_among(everybody), trees_.current, changed, trees_.keys);
     tree standing_old = std::exchange(trees_.old, trees_.current);
     trees_.current = std::move(changed);
-    if (all.empty())
+    if (plan.empty())
         return outcome::ok("no active plugin is concerned");
     std::size_t told = 0;
-    outcome total = tell_all(all, true, told);
+    outcome total = tell_all(everybody, plan, true, told);
     if (total.is_ok())
         return total;
     // From here on the tree that stands is the current one again, for those who pull.
     std::swap(trees_.current, trees_.old);
-    plan back(all.rend() - static_cast<std::ptrdiff_t>(told), all.rend());
-    for (publication& each : back)
-        each.oper = taken_back(each.oper);
-    total.shown += tell_all(back, false, told).shown;
+    total.shown += tell_all(everybody, plan_back(plan, told), false, told).shown;
     trees_.old = std::move(standing_old);
     return total;
 }
@@ -107,58 +95,53 @@ void publisher::recover() {
         if (who == nullptr)
             continue;
         tree standing_old = std::exchange(trees_.old, tree()); // all of it is new to the plugin
-        plan all = plan_for(trees_.old, trees_.current, who.get());
-        for (publication& each : all)
+        const plugins alone{who};
+        publication_plan plan =
+            plan_changes(subscribers_among(alone), trees_.old, trees_.current, trees_.keys);
+        for (publication& each : plan)
             each.oper |= bits;
         std::size_t told = 0;
-        (void)tell_all(all, false, told);
+        (void)tell_all(alone, plan, false, told);
         trees_.old = std::move(standing_old);
     }
 }
 
 outcome publisher::publish(const data_path& path, int oper) {
-    plan all;
-    std::string below;
-    for (const auto& to : daemon_.plugins())
-        for (const registration& at : to->registrations) {
-            if (!to->active || at.kind != serves::config)
-                continue;
-            if (at.path.covers(path))
-                all.push_back({to, at, path, oper});
-            else if (path.covers(at.path))
-                below += (below.empty() ? "; below it there is " : ", ") + at.path.text();
-        }
-    if (all.empty())
+    const plugins everybody = daemon_.plugins();
+    const auto subscribers = subscribers_among(everybody);
+    const publication_plan plan = plan_bits(subscribers, path, oper);
+    if (plan.empty()) {
+        const std::string below = subscribed_below(subscribers, path);
         return outcome::no_answer("no active plugin subscribes to " + path.text() +
-                                  " or to what it lies in" + below);
-    std::ranges::stable_sort(all, {}, [](const publication& each) { return each.at.priority; });
+                                  " or to what it lies in" +
+                                  (below.empty() ? "" : "; below it there is " + below));
+    }
     std::size_t told = 0;
-    return tell_all(all, false, told);
+    return tell_all(everybody, plan, false, told);
 }
 
 // The one whose path is nearest to the given one, at it or above.
-std::optional<publisher::publication> publisher::server_of(serves kind,
-                                                           const data_path& path) const {
-    std::optional<publication> best;
+std::optional<publisher::server> publisher::server_of(serves kind, const data_path& path) const {
+    std::optional<server> best;
     for (const auto& to : daemon_.plugins())
         for (const registration& at : to->registrations)
             if (to->active && at.kind == kind && at.path.covers(path) &&
                 (!best || at.path.steps.size() > best->at.path.steps.size()))
-                best = {to, at, path, 0};
+                best = {to, at};
     return best;
 }
 
 outcome publisher::status(const data_path& path, const std::string& filter) {
-    const auto server = server_of(serves::status, path);
-    if (!server)
+    const auto found = server_of(serves::status, path);
+    if (!found)
         return nobody("publishes the status of", path);
     unique_node params = new_element("params");
     add_element(params.get(), "path", path.text());
     add_element(params.get(), "session-id", std::to_string(console_session));
     if (!filter.empty())
         add_element(params.get(), "filter", filter);
-    add_element(params.get(), "callback", std::to_string(server->at.callback));
-    outcome result = server->to->ask("subscribe", std::move(params), &path);
+    add_element(params.get(), "callback", std::to_string(found->at.callback));
+    outcome result = found->who->ask("subscribe", std::move(params), &path);
     if (!result.is_ok())
         return result;
     if (result.data != nullptr) {
@@ -169,13 +152,13 @@ outcome publisher::status(const data_path& path, const std::string& filter) {
 }
 
 outcome publisher::operate(const data_path& path, unique_nodes input) {
-    const auto server = server_of(serves::operate, path);
-    if (!server)
+    const auto found = server_of(serves::operate, path);
+    if (!found)
         return nobody("serves the operation", path);
     unique_node info = new_element("info");
     attach(info.get(), std::move(input));
-    return server->to->ask("publish",
-                           publish_params("operate", server->at.callback, std::move(info)), &path);
+    return found->who->ask("publish",
+                           publish_params("operate", found->at.callback, std::move(info)), &path);
 }
 
 outcome publisher::kick_off(const std::string& name) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daemon/daemon.h"
+#include "daemon/plan.h"
 
 namespace pelmsim {
 
@@ -27,18 +28,15 @@ public:
     outcome kick_off(const std::string& name); // everybody when empty
 
 private:
-    struct publication {
-        std::shared_ptr<plugin> to;
+    using plugins = std::vector<std::shared_ptr<plugin>>;
+    struct server {
+        std::shared_ptr<plugin> who;
         registration at;
-        data_path path;
-        int oper;
     };
-    using plan = std::vector<publication>;
 
-    plan plan_for(const tree& before, const tree& after, const plugin* only = nullptr) const;
-    std::optional<publication> server_of(serves kind, const data_path& path) const;
-    static outcome tell(const publication& what, bool more);
-    static outcome tell_all(const plan& all, bool until_refused, std::size_t& told);
+    std::optional<server> server_of(serves kind, const data_path& path) const;
+    static outcome tell_all(const plugins& everybody, const publication_plan& plan,
+                            bool until_refused, std::size_t& told);
 
     daemon& daemon_;
     store& trees_;
