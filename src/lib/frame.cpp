@@ -26,6 +26,8 @@ frame_fault append_frame(conf_buffer_t** out, xmlNode* root, u16_t seq) noexcept
     if (conf_buffer_append(out, const_cast<xmlChar*>(xmlBufferContent(body.get())), body_bytes) <
         0) {
         conf_buffer_remove(*out, start, header_bytes);
+        wipe((*out)->buf + start,
+             header_bytes); // behind the content all is zero in our own buffers
         return frame_fault::no_body;
     }
     return frame_fault::none;
