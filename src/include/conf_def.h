@@ -44,8 +44,8 @@ typedef enum _bool_t { false = 0, true = 1 } bool_t;
 /** First word of every frame on a stream socket. */
 #define CONF_MSG_MAGIC 0xFEDCBAFFU
 
-/** Longest body, in bytes, that a receiver takes: a header that promises more is no frame. */
-#define CONF_MSG_MAX_LENGTH (128U * 1024U * 1024U)
+/** Longest body, in bytes (128 MiB), that a receiver takes: a header that promises more is no frame. */
+#define CONF_MSG_MAX_LENGTH 134217728U
 
 /**
  * The 12 bytes ahead of every message on a stream socket; the body follows directly.

@@ -209,7 +209,7 @@ int econf_plugin_pull(int old_flag, const char* path, xmlNode** result) {
     if (const pelmd_plugin_callback_t* hooks = plugin->pelmd_hooks)
         return call_query_hook(hooks->conf_plugin_pull, "conf_plugin_pull", old_flag, path, result);
     secret_node reply;
-    xmlNode* found;
+    xmlNode* found = nullptr;
     if (query(plugin, "pull", old_flag, path, reply.out(), &found) < 0)
         return -1;
     if (found != nullptr)
@@ -227,7 +227,7 @@ int econf_plugin_locate(int old_flag, const char* path, xmlNode** position) {
         return call_query_hook(hooks->conf_plugin_locate, "conf_plugin_locate", old_flag, path,
                                position);
     unique_node reply; // paths are no secrets
-    xmlNode* found;
+    xmlNode* found = nullptr;
     if (query(plugin, "locate", old_flag, path, reply.out(), &found) < 0)
         return -1;
     if (found != nullptr)
