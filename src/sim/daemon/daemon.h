@@ -44,7 +44,9 @@ public:
 
     // Remembers that a plugin wants the configuration published, with that bit; and hands the
     // wishes out, the oldest first.
-    void want_recovery(std::weak_ptr<plugin> who, int bit) { wanted_.emplace_back(who, bit); }
+    void want_recovery(const std::weak_ptr<plugin>& who, int bit) {
+        wanted_.emplace_back(who, bit);
+    }
     std::optional<std::pair<std::weak_ptr<plugin>, int>> take_recovery();
 
     void set_answer_limit(milliseconds limit) { answer_limit_ = limit; }

@@ -9,8 +9,8 @@ namespace {
 
 void mark_more(publication_plan& all) {
     std::set<std::size_t> seen;
-    for (auto each = all.rbegin(); each != all.rend(); ++each)
-        each->more = !seen.insert(each->to).second;
+    for (std::size_t i = all.size(); i-- > 0;)
+        all[i].more = !seen.insert(all[i].to).second;
 }
 
 publication_plan in_order(publication_plan all) {

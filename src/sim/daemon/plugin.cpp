@@ -30,8 +30,9 @@ std::optional<outcome> outcome_of(const xmlNode* answer) {
         return std::nullopt;
     if (local_name(answer) == "result")
         return outcome{};
-    return outcome::error(std::atoi(child_text(answer, "code").c_str()),
-                          child_text(answer, "message"));
+    return outcome::error(
+        static_cast<int>(std::strtol(child_text(answer, "code").c_str(), nullptr, 10)),
+        child_text(answer, "message"));
 }
 
 } // namespace

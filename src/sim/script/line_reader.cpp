@@ -69,7 +69,7 @@ int line_reader::number_or(int otherwise) {
 
 std::chrono::milliseconds line_reader::time_or(std::chrono::milliseconds otherwise) {
     const std::chrono::milliseconds given(number_or(static_cast<int>(otherwise.count())));
-    if (given < given.zero())
+    if (given < std::chrono::milliseconds::zero())
         throw problem(std::to_string(given.count()) + " is no number of milliseconds");
     return given;
 }

@@ -26,7 +26,7 @@ public:
     u16_t add(std::string_view body);
 
     // What is to be written next, while it is not empty; and that so much of it has been.
-    std::string_view front() const { return std::string_view(unsent_.front()).substr(written_); }
+    std::string_view front() const { return std::string_view{unsent_.front()}.substr(written_); }
     void written(std::size_t count);
 
     void clear();

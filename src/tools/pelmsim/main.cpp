@@ -110,7 +110,7 @@ int serve(const options& given, inputs read) {
     const clock_face time;
     event_loop loop(time);
     terminal out;
-    text_sink text([&](const std::string& lines) { out.print(lines); }, out.has_colours());
+    text_sink text([&](const std::string& lines) { out.print(lines); }, terminal::has_colours());
     text.trace = given.trace;
     event_journal events(time);
     events.add(text);
