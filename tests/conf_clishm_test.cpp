@@ -1,6 +1,7 @@
 #include "conf_misc.h"
 
 #include "support/faults.h"
+#include "support/peer.h"
 #include "support/reports.h"
 #include "support/rows.h"
 
@@ -46,8 +47,7 @@ bool save(int key, u32_t port = 7) {
 bool holds(int key, u32_t port = 7) {
     const conf_cli_info_t expected = record_of(key, port, 1);
     conf_cli_info_t found;
-    return conf_get_client_info(key, &found) == 0 &&
-           std::memcmp(&found, &expected, sizeof found) == 0;
+    return conf_get_client_info(key, &found) == 0 && bytes_of(found) == bytes_of(expected);
 }
 
 int segment() { return shmget(ftok(profile, 0), 0, 0); }
@@ -98,7 +98,8 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadItUntilItsCreatorMakesAnother) {
     const auto* at = static_cast<u32_t*>(shmat(segment(), nullptr, SHM_RDONLY));
     const conf_cli_info_t record = record_of(100, 0x8001, 1);
     EXPECT_EQ(at[0], 2u);
-    EXPECT_EQ(std::memcmp(at + 1, &record, sizeof record), 0);
+    const auto* first = reinterpret_cast<const char*>(at + 1);
+    EXPECT_EQ(std::string(first, sizeof record), bytes_of(record));
     EXPECT_THAT(std::vector(at + 7, at + 13), testing::Each(0u));
     if (std::endian::native == std::endian::little) {
         EXPECT_EQ(at[2],

@@ -135,7 +135,7 @@ TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
         2 | 1     | (null)
         0 | 16385 | /a
         2 | 16385 | /a)"))) {
-        callbacks.act = [&] { return std::stoi(result); };
+        callbacks.act = [number = std::stoi(result)] { return number; };
         const std::string info = "<oper-type>" + oper + "</oper-type><priority>3</priority>" +
                                  (path == "/a" ? "<path>/a</path>" : "");
         (void)outcome("publish", requests_[0][1] + "<info>" + info + "</info>");

@@ -192,8 +192,8 @@ TEST_F(Session, HasOneEntryUnderTheNumberOfItsProcess) {
     (void)plugin_log();
     const conf_plugin_data* entry = get_plugin_from_hash();
     EXPECT_THAT(plugin_log(), testing::ElementsAre(key));
-    EXPECT_EQ(entry->plugin_ctxt, nullptr);
-    EXPECT_EQ(entry->pelmd_hooks, nullptr);
+    EXPECT_EQ(get_plugin_context(), nullptr);
+    EXPECT_EQ(get_plugin_hooks(), nullptr);
     EXPECT_EQ(get_plugin_from_hash(), entry);
 }
 

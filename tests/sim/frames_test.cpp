@@ -58,7 +58,7 @@ TEST(Queueing, PartsOfFramesAreWrittenOnAndNumbersGoUp) {
 
 TEST(Queueing, BesideTheLongestFrameThereIsRoomForSome) {
     frame_queue queue;
-    (void)queue.add(std::string(CONF_MSG_MAX_LENGTH, ' '));
+    (void)queue.add(std::string().append(CONF_MSG_MAX_LENGTH, ' '));
     EXPECT_TRUE(queue.has_room_for(1024));
     EXPECT_FALSE(queue.has_room_for(16UL * 1024 * 1024));
 }
