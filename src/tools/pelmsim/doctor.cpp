@@ -1,3 +1,4 @@
+#include "script/plugin_log.h"
 #include "survey.h"
 #include "wire/listener.h"
 
@@ -16,7 +17,6 @@
 namespace pelmsim {
 namespace {
 
-constexpr const char* plugin_log_file = "/var/log/conf_plugin.log";
 constexpr off_t large_log = off_t{16} * 1024 * 1024;
 constexpr mode_t socket_mode = 0660;
 

@@ -2,7 +2,7 @@
 #include "journal/escaped.h"
 #include "model/problem.h"
 #include "prompt.h"
-#include "script/desk.h"
+#include "script/runner.h"
 #include "survey.h"
 #include "world.h"
 
@@ -89,17 +89,17 @@ private:
     unique_fd fd_;
 };
 
-void run_prompt(event_loop& loop, terminal& out, const event_journal& events, desk& commands) {
-    prompt lines(loop, out, [&] { return commands.vocabulary(); });
-    while (!commands.has_quit()) {
-        commands.serve_until([&] { return lines.has_line(); });
+void run_prompt(session& on, runner& commands, terminal& out) {
+    prompt lines(on.loop, out, [&] { return commands.vocabulary(); });
+    while (!on.has_quit) {
+        on.serve_until([&] { return lines.has_line(); });
         const auto line = lines.next_line();
         if (!line)
             return;
         try {
             commands.run(*line);
         } catch (const problem& why) {
-            events.report({.kind = event_kind::mistake, .text = why.what()});
+            on.events.report({.kind = event_kind::mistake, .text = why.what()});
         }
     }
 }
@@ -114,32 +114,29 @@ int serve(const options& given, inputs read) {
     text.trace = given.trace;
     event_journal events(time);
     events.add(text);
-    store trees(given.deployment);
-    trees.keys.learn(read.configuration);
-    trees.current = std::move(read.configuration);
+    session on(loop, events, text, descriptors, given.deployment);
+    on.trees.keys.learn(read.configuration);
+    on.trees.current = std::move(read.configuration);
+    on.daemon.set_answer_limit(milliseconds(given.timeout_ms));
+    const signal_events signals(loop, on.programs);
+    runner commands(on);
     bool interrupted = false;
-    process_table processes(loop, events, descriptors);
-    const signal_events signals(loop, processes);
-    pelmsim::daemon host(loop, events, trees); // the C library has one, too
-    host.on_hearing([&](pid_t pid) { processes.read_output_of(pid); });
-    host.set_answer_limit(milliseconds(given.timeout_ms));
-    desk commands(loop, events, text, trees, host, processes);
     try {
-        host.open();
+        on.daemon.open();
         if (!given.plugin.empty())
-            processes.start(given.plugin, "plugin");
+            on.programs.start(given.plugin, "plugin");
         if (!given.script.empty())
             commands.run_script(given.script, read.script);
         else if (isatty(STDIN_FILENO) == 1)
-            run_prompt(loop, out, events, commands);
+            run_prompt(on, commands, out);
         else
-            commands.serve_until([] { return false; });
+            on.serve_until([] { return false; });
     } catch (const stopped&) {
         interrupted = !given.script.empty();
         loop.resume();
     }
-    const bool ended_well = processes.end_all() && !interrupted;
-    return ended_well && commands.failed_expectations() == 0 ? 0 : expectation_failed;
+    const bool ended_well = on.programs.end_all() && !interrupted;
+    return ended_well && on.expected.failures() == 0 ? 0 : expectation_failed;
 }
 
 int run(options& given) {

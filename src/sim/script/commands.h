@@ -1,0 +1,25 @@
+// The commands of the prompt and of scripts.
+#pragma once
+
+#include "script/ending.h"
+#include "script/line_reader.h"
+
+#include <span>
+#include <string>
+
+namespace pelmsim {
+
+class session;
+
+struct command {
+    const char* name;
+    const char* arguments;
+    const char* purpose;
+    ending (*run)(session& on, line_reader& words); // throws problem when it cannot be done so
+};
+
+std::span<const command> all_commands(); // by their names
+
+const command* find_command(const std::string& name); // or null
+
+} // namespace pelmsim

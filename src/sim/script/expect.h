@@ -1,0 +1,16 @@
+// The command that compares how the last one came out.
+#pragma once
+
+#include "script/ending.h"
+#include "script/line_reader.h"
+
+namespace pelmsim {
+
+class session;
+
+inline constexpr const char* expect_arguments =
+    "ok | error [CODE [TEXT]] | no-answer [WHY] | xml XML | contains TEXT | lacks TEXT";
+
+ending expect(session& on, line_reader& words);
+
+} // namespace pelmsim

@@ -1,0 +1,40 @@
+// What a script expects: what that is compared with, and how often it was wrong.
+#pragma once
+
+#include "journal/journal.h"
+
+#include <string>
+#include <utility>
+
+namespace pelmsim {
+
+// Whether an expectation holds, in words.
+struct finding {
+    bool holds;
+    std::string expected;
+    std::string got;
+};
+
+class expectations {
+public:
+    explicit expectations(const event_journal& events) : events_(events) {}
+
+    // Where the lines stand that come now: "demo.sim:12: ", or nowhere at the prompt.
+    void stand_at(std::string place) { place_ = std::move(place); }
+
+    // Counts and reports it.
+    void check(finding what);
+    int failures() const { return failures_; }
+
+    // How the last command ended that had an outcome.
+    const outcome& last() const { return last_; }
+    void look_at(outcome what) { last_ = std::move(what); }
+
+private:
+    const event_journal& events_;
+    std::string place_;
+    outcome last_;
+    int failures_ = 0;
+};
+
+} // namespace pelmsim

@@ -1,0 +1,71 @@
+#include "script/runner.h"
+
+#include "model/problem.h"
+#include "script/commands.h"
+
+#include <sstream>
+
+namespace pelmsim {
+namespace {
+
+void report(const ending& how, const event_journal& events) {
+    if (how.shows == ending::showing::lines)
+        events.report({.kind = event_kind::shown, .text = how.result->shown});
+    else if (how.shows == ending::showing::verdict)
+        events.report({.kind = event_kind::outcome, .result = &*how.result});
+}
+
+} // namespace
+
+void runner::run(const std::string& line) {
+    on_.changes.recover();
+    line_reader words(line);
+    const std::string name = words.word_or("#");
+    if (name.starts_with('#'))
+        return;
+    const command* const found = find_command(name);
+    if (found == nullptr)
+        throw problem("there is no command \"" + name + "\"");
+    ending how = found->run(on_, words);
+    report(how, on_.events);
+    if (how.result)
+        on_.expected.look_at(std::move(*how.result));
+    words.finish();
+}
+
+void runner::run_script(const std::string& name, const std::string& text) {
+    on_.directory = std::filesystem::path(name).parent_path();
+    std::istringstream lines(text);
+    std::string line;
+    std::string more;
+    std::string place;
+    for (int number = 1; !on_.has_quit && std::getline(lines, more); ++number) {
+        if (line.empty())
+            place = name + ":" + std::to_string(number) + ": ";
+        line += more;
+        if (line.ends_with('\\')) {
+            line.back() = ' ';
+            continue;
+        }
+        on_.expected.stand_at(place);
+        try {
+            run(std::exchange(line, {}));
+        } catch (const problem& why) {
+            throw problem(place + why.what());
+        }
+    }
+}
+
+std::vector<std::string> runner::vocabulary() const {
+    std::vector<std::string> words;
+    for (const command& each : all_commands())
+        words.emplace_back(each.name);
+    for (const auto& each : on_.daemon.plugins()) {
+        words.push_back(each->name);
+        for (const registration& entry : each->registrations)
+            words.push_back(entry.path.text());
+    }
+    return words;
+}
+
+} // namespace pelmsim

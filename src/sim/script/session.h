@@ -1,0 +1,40 @@
+// One session at the desk: what commands work on.
+#pragma once
+
+#include "daemon/publisher.h"
+#include "journal/text_sink.h"
+#include "script/expectations.h"
+#include "script/processes.h"
+#include "script/wait.h"
+
+#include <filesystem>
+
+namespace pelmsim {
+
+class session {
+public:
+    static constexpr std::chrono::hours forever{24 * 365};
+
+    session(event_loop& its_loop, event_journal& journal, text_sink& printed,
+            const descriptor_limit& descriptors, std::string deployment_file);
+
+    // Serves until that holds, for at most so long; says whether it does.
+    bool serve_until(const std::function<bool()>& done, milliseconds limit = forever);
+
+    // The last program that was started under that name. Throws problem when there is none.
+    process& program(const std::string& name);
+
+    event_loop& loop;
+    event_journal& events;
+    text_sink& text; // has the switch of "trace"
+    store trees;
+    process_table programs;
+    pelmsim::daemon daemon;
+    publisher changes;
+    expectations expected;
+    wait_progress waited;
+    std::filesystem::path directory; // that files are looked for in
+    bool has_quit = false;
+};
+
+} // namespace pelmsim

@@ -1,0 +1,98 @@
+#include "script/wait.h"
+
+#include "model/problem.h"
+#include "script/session.h"
+
+#include <algorithm>
+#include <sys/wait.h>
+
+namespace pelmsim {
+namespace {
+
+using condition = std::function<bool()>;
+
+condition registered(session& on, const std::string& name) {
+    return [&on, name] { return on.daemon.find(name) != nullptr; };
+}
+
+condition active(session& on, const std::string& name) {
+    return [&on, name] {
+        const auto found = on.daemon.find(name);
+        return found != nullptr && found->active;
+    };
+}
+
+condition closed(session& on, const std::string& name) {
+    return [&on, name] { return on.daemon.find(name) == nullptr; };
+}
+
+condition exited(session& on, const std::string& name) {
+    return [&which = on.program(name)] { return which.status.has_value(); };
+}
+
+condition output(session& on, const std::string& text) {
+    return [&on, text] {
+        const std::size_t found = on.programs.output().find(text, on.waited.output);
+        if (found != std::string::npos)
+            on.waited.output = found + text.size();
+        return found != std::string::npos;
+    };
+}
+
+condition notification(session& on, const std::string& text) {
+    return [&on, text] {
+        const notifier& all = on.daemon.notifications();
+        std::size_t& seen = on.waited.notifications;
+        seen = std::max(seen, all.dropped());
+        while (seen < all.dropped() + all.kept().size())
+            if (all.kept()[seen++ - all.dropped()].find(text) != std::string::npos)
+                return true;
+        return false;
+    };
+}
+
+constexpr struct {
+    const char* name;
+    condition (*make)(session& on, const std::string& name);
+} kinds[] = {
+    {"active", active}, {"closed", closed},         {"exited", exited},
+    {"output", output}, {"notification", notification}, {"registered", registered},
+};
+
+condition condition_of(const std::string& what, session& on, const std::string& name) {
+    const auto* const kind =
+        std::ranges::find_if(kinds, [&](const auto& each) { return what == each.name; });
+    if (kind == std::end(kinds))
+        throw problem("\"" + what + "\" is nothing to wait for");
+    return kind->make(on, name);
+}
+
+outcome outcome_of(const process& ended) {
+    const int status = ended.status.value_or(0);
+    if (status == 0)
+        return {};
+    return outcome::error(WIFEXITED(status) ? WEXITSTATUS(status) : -1, describe_status(status));
+}
+
+} // namespace
+
+ending wait(session& on, line_reader& words) {
+    const std::string what = words.word("what to wait for");
+    const std::string name =
+        what == "notification" ? words.word_or("") : words.word("what to wait for");
+    const condition done = condition_of(what, on, name);
+    const milliseconds limit = words.time_or(on.daemon.answer_limit());
+    const std::size_t dropped = on.daemon.notifications().dropped();
+    const bool missed = what == "notification" && dropped > on.waited.notifications;
+    const bool came = on.serve_until(done, limit);
+    on.expected.check({came, what + " " + name,
+                       "nothing within " + std::to_string(limit.count()) + " ms" +
+                           (missed ? ", but some were dropped before" : "")});
+    if (!came || what != "exited")
+        return {};
+    process& ended = on.program(name);
+    ended.expected = true;
+    return {outcome_of(ended)};
+}
+
+} // namespace pelmsim
