@@ -1,19 +1,16 @@
-// The socket that notifications arrive at.
+// The socket that notifications arrive at: they are kept, and passed on to agents.
 #pragma once
 
-#include "journal/journal.h"
-#include "model/owners.h"
-#include "wire/loop.h"
+#include "daemon/agents.h"
+#include "wire/datagram_receiver.h"
 
 #include <deque>
-#include <functional>
-#include <string>
 
 namespace pelmsim {
 
-class notifier {
+class notifier final : datagram_owner {
 public:
-    notifier(event_loop& loop, event_journal& events) : loop_(loop), events_(events) {}
+    notifier(event_loop& loop, event_journal& events, agent_table& agents);
     notifier(const notifier&) = delete;
     notifier& operator=(const notifier&) = delete;
     ~notifier() { close(); }
@@ -22,33 +19,23 @@ public:
     void close();
 
     // Stops reading, so that the queue fills up; and reads on.
-    void hold() {
-        held_ = true;
-        listen();
-    }
-    void release() {
-        held_ = false;
-        listen();
-    }
+    void hold() { arriving_.hold(true); }
+    void release() { arriving_.hold(false); }
 
     // The last ones that arrived, each as it was sent, without a zero byte at its end; and how many
     // came before those.
     const std::deque<std::string>& kept() const { return kept_; }
     std::size_t dropped() const { return dropped_; }
 
-    std::function<std::size_t(const xmlNode*)> pass_on; // says to how many agents it went
-
 private:
-    void listen();
-    void on_ready();
+    void take(std::string text) override;
+    void failed(const char* why) override;
     void keep(const std::string& text);
-    void take(const std::string& text);
 
-    event_loop& loop_;
     event_journal& events_;
-    int socket_ = -1;
-    bool held_ = false;
-    timer next_try_;
+    agent_table& agents_;
+    endpoint at_;
+    datagram_receiver arriving_;
     std::deque<std::string> kept_;
     std::size_t kept_bytes_ = 0;
     std::size_t dropped_ = 0;

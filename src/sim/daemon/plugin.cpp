@@ -9,10 +9,10 @@ namespace {
 
 constexpr u32_t last_message_id = 65535;
 
-outcome read_answer(unique_node reply) {
+outcome read_answer(unique_node answer) {
     xmlNode* result = nullptr;
     xmlNode* error = nullptr;
-    if (plugin_parse_reply(reply.get(), &result, &error) < 0)
+    if (plugin_parse_reply(answer.get(), &result, &error) < 0)
         return outcome::no_answer("an answer with neither a result nor an error alone");
     if (error != nullptr) {
         const char* const text = plugin_get_reply_errmsg(error);
@@ -20,53 +20,40 @@ outcome read_answer(unique_node reply) {
     }
     outcome good;
     if (result->children != nullptr) // the data stays where it is, in its tree
-        good.data = {std::shared_ptr<xmlNode>(std::move(reply)), result->children};
+        good.data = {std::shared_ptr<xmlNode>(std::move(answer)), result->children};
     return good;
-}
-
-// What the plugin is answered, or nothing.
-std::optional<outcome> outcome_of(const xmlNode* answer) {
-    if (answer == nullptr)
-        return std::nullopt;
-    if (local_name(answer) == "result")
-        return outcome{};
-    return outcome::error(
-        static_cast<int>(std::strtol(child_text(answer, "code").c_str(), nullptr, 10)),
-        child_text(answer, "message"));
 }
 
 } // namespace
 
-unique_node new_error(int code, const std::string& text) {
-    unique_node error = new_element("error");
-    add_element(error.get(), "code", std::to_string(code));
-    add_element(error.get(), "message", text);
-    return error;
+peer plugin::who() const { return {role::plugin, name_, pid(), !name_.empty()}; }
+
+void plugin::register_as(const std::string& name, std::vector<registration> registrations) {
+    name_ = name;
+    registrations_ = std::move(registrations);
 }
 
-peer plugin::who() const { return {role::plugin, name, pid(), !name.empty()}; }
-
-outcome plugin::ask(const std::string& method, unique_node params, const data_path* path,
-                    std::optional<int> operation) {
-    const moment begin = loop().now();
+outcome plugin::ask(question what, event_loop& loop, milliseconds limit) {
+    const moment begin = loop.now();
     last_id_ = last_id_ % last_message_id + 1;
     awaited_id_ = last_id_;
     answer_.reset();
-    const unique_node rpc(plugin_build_rpc_message(method.c_str(), params.release(), last_id_));
+    const unique_node rpc(
+        plugin_build_rpc_message(what.method.c_str(), what.params.release(), last_id_));
     send(rpc.get());
-    loop().run_until([this] { return answer_ || !is_open(); }, owner_.answer_limit());
+    loop.run_until([this] { return answer_ || !is_open(); }, limit);
     if (!answer_)
         answer_ = outcome::no_answer(is_open() ? "time-out" : "hang-up");
     awaited_id_ = 0;
     events().report({.kind = event_kind::request,
                      .who = who(),
                      .way = direction::to_peer,
-                     .method = method,
+                     .method = what.method,
                      .id = std::to_string(last_id_),
-                     .path = path == nullptr ? "" : path->text(),
-                     .operation = operation,
+                     .path = what.path,
+                     .operation = what.operation,
                      .result = &*answer_,
-                     .took = loop().now() - begin});
+                     .took = loop.now() - begin});
     return *std::exchange(answer_, std::nullopt);
 }
 
@@ -77,10 +64,10 @@ void plugin::on_frame(unique_node body) {
         on_request(body.get());
 }
 
-void plugin::on_answer(unique_node reply) {
-    const u32_t id = plugin_get_msgid(reply.get());
+void plugin::on_answer(unique_node answer) {
+    const u32_t id = plugin_get_msgid(answer.get());
     if (awaited_id_ != 0 && id == awaited_id_ && !answer_)
-        answer_ = read_answer(std::move(reply));
+        answer_ = read_answer(std::move(answer));
     else
         events().report({.kind = event_kind::stray_answer,
                          .who = who(),
@@ -94,31 +81,25 @@ void plugin::on_request(xmlNode* rpc) {
     if (local_name(rpc) != "rpc" || plugin_parse_rpc(rpc, &method, &params) < 0)
         return on_unreadable({cause::no_parameters, 0, local_name(rpc)});
     const u32_t id = plugin_get_msgid(rpc);
-    unique_node answer = owner_.serve(*this, method, params);
-    const auto result = outcome_of(answer.get());
+    auto answer = owner_.serve(*this, method, params);
     events().report({.kind = event_kind::request,
                      .who = who(),
                      .way = direction::from_peer,
                      .method = method,
                      .id = std::to_string(id),
                      .path = child_text(params, "path"),
-                     .result = result ? &*result : nullptr,
+                     .result = answer ? &answer->result : nullptr,
                      .body = params});
-    if (answer == nullptr)
+    if (!answer)
         return;
-    const unique_node reply(plugin_build_reply_message(answer.release(), id));
-    send(reply.get());
+    const unique_node message(plugin_build_reply_message(answer->body.release(), id));
+    send(message.get());
 }
 
 void plugin::on_unreadable(const defect& what) {
     complain(what);
     if (awaited_id_ != 0 && !answer_)
         answer_ = outcome::no_answer("unreadable frame");
-}
-
-void plugin::on_closed() {
-    active = false;
-    owner_.gone(*this);
 }
 
 } // namespace pelmsim

@@ -2,8 +2,9 @@
 #pragma once
 
 #include "daemon/registration.h"
-#include "model/outcome.h"
+#include "daemon/reply.h"
 #include "wire/connection.h"
+#include "wire/loop.h"
 
 #include <conf_def.h>
 #include <optional>
@@ -13,52 +14,63 @@ namespace pelmsim {
 
 class plugin;
 
-// The daemon's side of a plugin's requests.
-class plugin_owner {
+// The daemon's side of a plugin.
+class plugin_owner : public connection_owner {
 public:
-    // Null when no answer is to be given; otherwise a <result> or an <error>.
-    virtual unique_node serve(plugin& from, const std::string& method, const xmlNode* params) = 0;
-    virtual void gone(plugin& which) = 0;
+    virtual bool is_taken(const std::string& name) const = 0;
 
-    virtual void heard_from(pid_t pid) = 0; // what it sent is not read yet
-
-    virtual milliseconds answer_limit() const = 0; // how long plugins may take to answer
+    // Nothing when its request is to be left without an answer.
+    virtual std::optional<reply> serve(plugin& from, const std::string& method,
+                                       const xmlNode* params) = 0;
 
 protected:
     ~plugin_owner() = default;
 };
 
+// What a plugin is asked.
+struct question {
+    std::string method;
+    unique_node params;
+    std::string path = {};             // that it is about
+    std::optional<int> operation = {}; // the bits of a publication
+};
+
 class plugin : public connection {
 public:
-    plugin(event_loop& loop, event_journal& events, unique_fd socket, plugin_owner& owner)
-        : connection(loop, events, std::move(socket)), owner_(owner) {}
+    using owner_type = plugin_owner;
 
-    // Sends a request and serves events until it is answered, the connection ends or the time is up.
-    outcome ask(const std::string& method, unique_node params, const data_path* path = nullptr,
-                std::optional<int> operation = {});
+    plugin(event_journal& events, std::unique_ptr<channel> line, plugin_owner& owner)
+        : connection(events, std::move(line), owner), owner_(owner) {}
 
     peer who() const override;
+    const std::string& name() const { return name_; } // empty until it registers
+    bool is_active() const { return active_ && is_open(); }
+    const std::vector<registration>& registrations() const { return registrations_; }
 
-    std::string name; // empty until it registers
-    bool active = false;
-    std::vector<registration> registrations;
+    bool may_register_as(const std::string& name) const {
+        return name_.empty() && !owner_.is_taken(name);
+    }
+    void register_as(const std::string& name, std::vector<registration> registrations);
+    void activate(bool active) { active_ = active; }
+
+    // Sends a request and serves events until it is answered, the connection ends or the time is up.
+    outcome ask(question what, event_loop& loop, milliseconds limit);
 
 protected:
-    void on_arrival() override { owner_.heard_from(pid()); }
     void on_frame(unique_node body) override;
     void on_unreadable(const defect& what) override;
-    void on_closed() override;
 
 private:
     void on_request(xmlNode* rpc);
-    void on_answer(unique_node reply);
+    void on_answer(unique_node answer);
 
     plugin_owner& owner_;
+    std::string name_;
+    bool active_ = false;
+    std::vector<registration> registrations_;
     u32_t last_id_ = 0;
     u32_t awaited_id_ = 0; // 0 while nothing is awaited
     std::optional<outcome> answer_;
 };
-
-unique_node new_error(int code, const std::string& text);
 
 } // namespace pelmsim

@@ -27,25 +27,28 @@ std::vector<subscriber> subscribers_among(const std::vector<std::shared_ptr<plug
     std::vector<subscriber> found;
     found.reserve(all.size());
     for (const auto& each : all)
-        found.push_back({each->active, each->registrations});
+        found.push_back({each->is_active(), each->registrations()});
     return found;
 }
 
-outcome tell(plugin& to, const publication& what) {
+} // namespace
+
+outcome publisher::tell(plugin& to, const publication& what) const {
     unique_node info = new_element("info");
     add_element(info.get(), "oper-type", std::to_string(what.oper));
     add_element(info.get(), "more-flag", what.more ? "1" : "0");
     add_element(info.get(), "priority", std::to_string(what.at.priority));
     add_element(info.get(), "path", what.path.text());
-    return to.ask("publish", publish_params("config", what.at.callback, std::move(info)),
-                  &what.path, what.oper);
+    return to.ask({.method = "publish",
+                   .params = publish_params("config", what.at.callback, std::move(info)),
+                   .path = what.path.text(),
+                   .operation = what.oper},
+                  loop_, answer_limit_);
 }
 
-} // namespace
-
 // The last outcome that was not good, with a line for each that was told.
-outcome publisher::tell_all(const plugins& everybody, const publication_plan& plan,
-                            bool until_refused, std::size_t& told) {
+outcome publisher::tell_all(const plugin_list& everybody, const publication_plan& plan,
+                            bool until_refused, std::size_t& told) const {
     outcome total;
     for (told = 0; told < plan.size(); ++told) {
         const publication& each = plan[told];
@@ -70,7 +73,7 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     if (changed.text() == trees_.current.text())
         return outcome::ok("nothing has changed");
     trees_.keys.learn(changed);
-    const plugins everybody = daemon_.plugins();
+    const plugin_list everybody = plugins_.all();
     const publication_plan plan =
         plan_changes(subscribers_among(everybody), trees_.current, changed, trees_.keys);
     tree standing_old = std::exchange(trees_.old, trees_.current);
@@ -89,17 +92,18 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
 }
 
 void publisher::recover() {
-    while (const auto wanted = daemon_.take_recovery()) {
-        const auto& [weak, bits] = *wanted;
-        const auto who = weak.lock();
+    while (!wanted_.empty()) {
+        const recovery wanted = std::move(wanted_.front());
+        wanted_.pop_front();
+        const auto who = wanted.who.lock();
         if (who == nullptr)
             continue;
         tree standing_old = std::exchange(trees_.old, tree()); // all of it is new to the plugin
-        const plugins alone{who};
+        const plugin_list alone{who};
         publication_plan plan =
             plan_changes(subscribers_among(alone), trees_.old, trees_.current, trees_.keys);
         for (publication& each : plan)
-            each.oper |= bits;
+            each.oper |= wanted.oper;
         std::size_t told = 0;
         (void)tell_all(alone, plan, false, told);
         trees_.old = std::move(standing_old);
@@ -107,7 +111,7 @@ void publisher::recover() {
 }
 
 outcome publisher::publish(const data_path& path, int oper) {
-    const plugins everybody = daemon_.plugins();
+    const plugin_list everybody = plugins_.all();
     const auto subscribers = subscribers_among(everybody);
     const publication_plan plan = plan_bits(subscribers, path, oper);
     if (plan.empty()) {
@@ -123,9 +127,9 @@ outcome publisher::publish(const data_path& path, int oper) {
 // The one whose path is nearest to the given one, at it or above.
 std::optional<publisher::server> publisher::server_of(serves kind, const data_path& path) const {
     std::optional<server> best;
-    for (const auto& to : daemon_.plugins())
-        for (const registration& at : to->registrations)
-            if (to->active && at.kind == kind && at.path.covers(path) &&
+    for (const auto& to : plugins_.all())
+        for (const registration& at : to->registrations())
+            if (to->is_active() && at.kind == kind && at.path.covers(path) &&
                 (!best || at.path.steps.size() > best->at.path.steps.size()))
                 best = {to, at};
     return best;
@@ -141,7 +145,9 @@ outcome publisher::status(const data_path& path, const std::string& filter) {
     if (!filter.empty())
         add_element(params.get(), "filter", filter);
     add_element(params.get(), "callback", std::to_string(found->at.callback));
-    outcome result = found->who->ask("subscribe", std::move(params), &path);
+    outcome result =
+        found->who->ask({.method = "subscribe", .params = std::move(params), .path = path.text()},
+                        loop_, answer_limit_);
     if (!result.is_ok())
         return result;
     if (result.data != nullptr) {
@@ -157,17 +163,24 @@ outcome publisher::operate(const data_path& path, unique_nodes input) {
         return nobody("serves the operation", path);
     unique_node info = new_element("info");
     attach(info.get(), std::move(input));
-    return found->who->ask("publish",
-                           publish_params("operate", found->at.callback, std::move(info)), &path);
+    return found->who->ask(
+        {.method = "publish",
+         .params = publish_params("operate", found->at.callback, std::move(info)),
+         .path = path.text()},
+        loop_, answer_limit_);
 }
 
 outcome publisher::kick_off(const std::string& name) {
     outcome total = outcome::no_answer("there is no such active plugin");
-    const auto everybody = daemon_.plugins();
+    const auto everybody = plugins_.all();
     for (const auto& each : everybody)
-        if (each->active && (name.empty() || each->name == name))
-            total = each->ask("kickoff", new_element("params"));
+        if (each->is_active() && (name.empty() || each->name() == name))
+            total = send(*each, "kickoff", new_element("params"));
     return total;
+}
+
+outcome publisher::send(plugin& to, const std::string& method, unique_node params) {
+    return to.ask({.method = method, .params = std::move(params)}, loop_, answer_limit_);
 }
 
 } // namespace pelmsim

@@ -1,14 +1,23 @@
 // What the daemon asks of plugins: changes to take, status, operations and kick-offs.
 #pragma once
 
-#include "daemon/daemon.h"
 #include "daemon/plan.h"
+#include "daemon/plugins.h"
+#include "daemon/recovery.h"
+#include "model/store.h"
+
+#include <functional>
 
 namespace pelmsim {
 
 class publisher {
 public:
-    publisher(daemon& host, store& trees) : daemon_(host), trees_(trees) {}
+    publisher(event_loop& loop, store& trees, plugin_table& plugins, recovery_queue& wanted)
+        : loop_(loop), trees_(trees), plugins_(plugins), wanted_(wanted) {}
+
+    // How long plugins may take to answer.
+    milliseconds answer_limit() const { return answer_limit_; }
+    void set_answer_limit(milliseconds limit) { answer_limit_ = limit; }
 
     // Makes the edited tree the current one and tells everybody whose path is concerned, in the
     // order of their priorities. At the first that does not agree, those who did are told to roll
@@ -26,20 +35,25 @@ public:
     outcome status(const data_path& path, const std::string& filter);
     outcome operate(const data_path& path, unique_nodes input);
     outcome kick_off(const std::string& name); // everybody when empty
+    outcome send(plugin& to, const std::string& method, unique_node params);
 
 private:
-    using plugins = std::vector<std::shared_ptr<plugin>>;
+    using plugin_list = std::vector<std::shared_ptr<plugin>>;
     struct server {
         std::shared_ptr<plugin> who;
         registration at;
     };
 
     std::optional<server> server_of(serves kind, const data_path& path) const;
-    static outcome tell_all(const plugins& everybody, const publication_plan& plan,
-                            bool until_refused, std::size_t& told);
+    outcome tell(plugin& to, const publication& what) const;
+    outcome tell_all(const plugin_list& everybody, const publication_plan& plan, bool until_refused,
+                     std::size_t& told) const;
 
-    daemon& daemon_;
+    event_loop& loop_;
     store& trees_;
+    plugin_table& plugins_;
+    recovery_queue& wanted_;
+    milliseconds answer_limit_{10000};
 };
 
 } // namespace pelmsim

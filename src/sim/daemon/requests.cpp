@@ -1,11 +1,10 @@
-// What plugins ask of the daemon.
-#include "daemon/daemon.h"
+#include "daemon/requests.h"
 
 #include "model/problem.h"
 
+#include <algorithm>
 #include <conf_api.h>
-#include <iterator>
-#include <optional>
+#include <cstdlib>
 
 namespace pelmsim {
 namespace {
@@ -19,6 +18,15 @@ unique_nodes data_in(const xmlNode* params) {
     return copy_nodes(data->children);
 }
 
+unique_node done() { return new_element("result"); }
+
+reply refusal(int code, const std::string& text) {
+    unique_node error = new_element("error");
+    add_element(error.get(), "code", std::to_string(code));
+    add_element(error.get(), "message", text);
+    return {std::move(error), outcome::error(code, text)};
+}
+
 registration read_entry(serves kind, const xmlNode* entry) {
     const std::string callback = child_text(entry, "callback");
     const std::string priority = child_text(entry, "priority");
@@ -27,120 +35,132 @@ registration read_entry(serves kind, const xmlNode* entry) {
             static_cast<u32_t>(std::strtoul(callback.c_str(), nullptr, 10))};
 }
 
-unique_node register_plugin(daemon& host, plugin& from, const xmlNode* params) {
+std::vector<registration> read_entries(const xmlNode* params) {
     static constexpr struct {
         const char* section;
         serves kind;
     } sections[] = {{"config-subscribe", serves::config},
                     {"status-publish", serves::status},
                     {"operate-subscribe", serves::operate}};
-    const std::string name = child_text(params, "plugin-name");
-    if (name.empty())
-        throw problem("The plugin has no name.");
-    if (!from.name.empty() || host.find(name) != nullptr)
-        throw problem("Plugin " + name + " is registered already.");
     std::vector<registration> entries;
     for (const auto& [section, kind] : sections)
         if (const xmlNode* const list = find_child(params, section); list != nullptr)
             for (const xmlNode* entry : child_elements(list))
                 entries.push_back(read_entry(kind, entry));
-    from.name = name;
-    from.registrations = std::move(entries);
-    return new_element("result");
-}
-
-unique_node activate(daemon& host, plugin& from, const xmlNode* params) {
-    from.active = true;
-    const auto self = std::static_pointer_cast<plugin>(from.shared_from_this());
-    if (find_child(params, "with-cfgr") != nullptr)
-        host.want_recovery(self, CONFIG_OP_CFGR);
-    if (find_child(params, "with-smooth") != nullptr)
-        host.want_recovery(self, CONFIG_OP_SMOOTH);
-    return new_element("result");
-}
-
-unique_node deactivate(daemon&, plugin& from, const xmlNode*) {
-    from.active = false;
-    return new_element("result");
-}
-
-unique_node pull(daemon& host, plugin&, const xmlNode* params) {
-    const tree& source =
-        find_child(params, "old") != nullptr ? host.trees().old : host.trees().current;
-    unique_node result = new_element("result");
-    attach(add_element(result.get(), "data"), source.copy(path_in(params)));
-    return result;
-}
-
-unique_node locate(daemon& host, plugin&, const xmlNode* params) {
-    const tree& source =
-        find_child(params, "old") != nullptr ? host.trees().old : host.trees().current;
-    unique_node result = new_element("result");
-    attach(result.get(), host.trees().locate(source, path_in(params)));
-    return result;
-}
-
-unique_node push(daemon& host, plugin&, const xmlNode* params) {
-    const data_path path = path_in(params);
-    tree changed = host.trees().current;
-    changed.set(path, data_in(params));
-    host.trees().keys.learn(path);
-    host.trees().keys.learn(changed);
-    host.trees().current = std::move(changed);
-    return new_element("result");
-}
-
-unique_node config_deployment(daemon& host, plugin&, const xmlNode* params) {
-    host.trees().deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
-    return new_element("result");
-}
-
-unique_node save_deployment(daemon& host, plugin&, const xmlNode*) {
-    host.trees().save_deployment();
-    return new_element("result");
-}
-
-unique_node copy_deployment(daemon& host, plugin&, const xmlNode* params) {
-    host.trees().copy_to_deployment(child_text(params, "override") == "1");
-    return new_element("result");
-}
-
-unique_node answer(daemon& host, plugin& from, const std::string& method, const xmlNode* params) {
-    static constexpr struct {
-        const char* name;
-        unique_node (*run)(daemon&, plugin&, const xmlNode*);
-    } methods[] = {
-        {"register", register_plugin},
-        {"activate", activate},
-        {"deactivate", deactivate},
-        {"pull", pull},
-        {"locate", locate},
-        {"push", push},
-        {"config_deployment", config_deployment},
-        {"save_deployment", save_deployment},
-        {"copy_deployment_to_memory", copy_deployment},
-    };
-    if (from.name.empty() && method != "register")
-        throw problem("The plugin is not registered.");
-    for (const auto& each : methods)
-        if (method == each.name)
-            return each.run(host, from, params);
-    throw problem("Method <" + method + "> is not known.");
+    return entries;
 }
 
 } // namespace
 
-unique_node daemon::serve(plugin& from, const std::string& method, const xmlNode* params) {
+requests::handler requests::handler_of(const std::string& method) {
+    static constexpr struct {
+        const char* name;
+        handler run;
+    } methods[] = {
+        {"register", &requests::register_plugin},
+        {"activate", &requests::activate},
+        {"deactivate", &requests::deactivate},
+        {"pull", &requests::pull},
+        {"locate", &requests::locate},
+        {"push", &requests::push},
+        {"config_deployment", &requests::config_deployment},
+        {"save_deployment", &requests::save_deployment},
+        {"copy_deployment_to_memory", &requests::copy_deployment},
+    };
+    const auto* const found =
+        std::ranges::find_if(methods, [&](const auto& each) { return method == each.name; });
+    if (found == std::end(methods))
+        throw problem("Method <" + method + "> is not known.");
+    return found->run;
+}
+
+std::optional<reply> requests::serve(plugin& from, const std::string& method,
+                                     const xmlNode* params) {
     if (const auto found = arranged_.find(method); found != arranged_.end()) {
-        if (found->second.silence)
-            return nullptr;
-        return new_error(found->second.code, found->second.text);
+        const arranged_answer& instead = found->second;
+        return instead.silence ? std::nullopt : std::optional(refusal(instead.code, instead.text));
     }
     try {
-        return answer(*this, from, method, params);
+        if (from.name().empty() && method != "register")
+            throw problem("The plugin is not registered.");
+        return reply{(this->*handler_of(method))(from, params)};
     } catch (const problem& why) {
-        return new_error(-1, why.what());
+        return refusal(-1, why.what());
     }
+}
+
+void requests::arrange(const std::string& method, std::optional<arranged_answer> answer) {
+    if (answer)
+        arranged_[method] = std::move(*answer);
+    else
+        arranged_.erase(method);
+}
+
+const tree& requests::tree_in(const xmlNode* params) const {
+    return find_child(params, "old") != nullptr ? trees_.old : trees_.current;
+}
+
+unique_node requests::register_plugin(plugin& from, const xmlNode* params) {
+    const std::string name = child_text(params, "plugin-name");
+    if (name.empty())
+        throw problem("The plugin has no name.");
+    if (!from.may_register_as(name))
+        throw problem("Plugin " + name + " is registered already.");
+    from.register_as(name, read_entries(params));
+    return done();
+}
+
+unique_node requests::activate(plugin& from, const xmlNode* params) {
+    from.activate(true);
+    const auto self = std::static_pointer_cast<plugin>(from.shared_from_this());
+    if (find_child(params, "with-cfgr") != nullptr)
+        wanted_.push_back({self, CONFIG_OP_CFGR});
+    if (find_child(params, "with-smooth") != nullptr)
+        wanted_.push_back({self, CONFIG_OP_SMOOTH});
+    return done();
+}
+
+unique_node requests::deactivate(plugin& from, const xmlNode*) {
+    from.activate(false);
+    return done();
+}
+
+unique_node requests::pull(plugin&, const xmlNode* params) {
+    unique_node result = done();
+    attach(add_element(result.get(), "data"), tree_in(params).copy(path_in(params)));
+    return result;
+}
+
+unique_node requests::locate(plugin&, const xmlNode* params) {
+    unique_node result = done();
+    attach(result.get(), trees_.locate(tree_in(params), path_in(params)));
+    return result;
+}
+
+unique_node requests::push(plugin&, const xmlNode* params) {
+    const data_path path = path_in(params);
+    tree changed = trees_.current;
+    changed.set(path, data_in(params));
+    trees_.keys.learn(path);
+    trees_.keys.learn(changed);
+    trees_.current = std::move(changed);
+    return done();
+}
+
+unique_node requests::config_deployment(plugin&, const xmlNode* params) {
+    trees_.deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
+    return done();
+}
+
+unique_node requests::save_deployment(plugin&, const xmlNode*) {
+    around_.keep_deployment(trees_.deployment.document());
+    trees_.save_deployment();
+    return done();
+}
+
+unique_node requests::copy_deployment(plugin&, const xmlNode* params) {
+    trees_.copy_to_deployment(child_text(params, "override") == "1");
+    return done();
 }
 
 } // namespace pelmsim

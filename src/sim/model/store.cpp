@@ -2,12 +2,6 @@
 
 #include "model/problem.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 namespace pelmsim {
 namespace {
 
@@ -19,19 +13,6 @@ xmlNode* neighbour(xmlNode* element, xmlNode* xmlNode::*direction) {
 }
 
 } // namespace
-
-std::string read_file(const std::string& name) {
-    std::ifstream file(name, std::ios::binary);
-    if (!file || std::filesystem::is_directory(name))
-        throw problem("cannot read " + name + ": " + std::strerror(file ? EISDIR : errno));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-store::store(std::string deployment_file) : deployment_file_(std::move(deployment_file)) {
-    if (!deployment_file_.empty() && std::filesystem::exists(deployment_file_))
-        saved_ = tree::from_xml(read_file(deployment_file_));
-    reload_deployment();
-}
 
 unique_nodes store::locate(const tree& where, const data_path& path) const {
     const auto found = where.select(path);
@@ -55,14 +36,9 @@ void store::deploy(const std::string& oper, const data_path& path, unique_nodes 
         deployment.set(path, std::move(data));
 }
 
-void store::save_deployment() {
-    if (!deployment_file_.empty()) {
-        std::ofstream file(deployment_file_);
-        file << pretty(deployment.root()) << "\n" << std::flush;
-        if (!file)
-            throw problem("Cannot write " + deployment_file_ + ".");
-    }
-    saved_ = deployment;
+void store::load_deployment(const std::string& document) {
+    saved_ = tree::from_xml(document);
+    reload_deployment();
 }
 
 void store::copy_to_deployment(bool replace) {

@@ -9,10 +9,6 @@ namespace pelmsim {
 
 class store {
 public:
-    // Where the deployment is kept over a restart; in memory when empty. Throws problem when the
-    // file is there and cannot be read.
-    explicit store(std::string deployment_file);
-
     tree current;
     tree old;
     tree deployment;
@@ -25,17 +21,17 @@ public:
     // Throw problem when what is to be added is there, or what is to be deleted is not.
     void deploy(const std::string& oper, const data_path& path, unique_nodes data);
 
-    void save_deployment();
+    // The deployment that stays over a restart: takes what there is, puts that back, or takes it
+    // from a document, which throws malformed.
+    void save_deployment() { saved_ = deployment; }
     void reload_deployment() { deployment = saved_; }
+    void load_deployment(const std::string& document);
 
     // Copies the current configuration into the deployment: all of it, or what is missing there.
     void copy_to_deployment(bool replace);
 
 private:
-    std::string deployment_file_;
     tree saved_;
 };
-
-std::string read_file(const std::string& name); // throws problem
 
 } // namespace pelmsim

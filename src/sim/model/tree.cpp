@@ -103,7 +103,7 @@ void fill(xmlNode* parent, const data_path& path, unique_nodes content) {
 
 tree tree::from_xml(const std::string& document) {
     const std::size_t prolog = document.starts_with("<?xml") ? document.find("?>") + 2 : 0;
-    unique_nodes nodes = parse_nodes(document.substr(prolog));
+    const unique_nodes nodes = parse_nodes(document.substr(prolog));
     tree result;
     for (xmlNode* node = nodes.get(); node != nullptr; node = node->next) {
         if (node->type != XML_ELEMENT_NODE)
@@ -133,7 +133,7 @@ unique_nodes tree::copy(const data_path& path) const {
     const unique_node holder = new_element("data");
     for (xmlNode* element : select(path))
         attach(holder.get(), unique_node(xmlCopyNode(element, 1)));
-    return copy_nodes(holder->children);
+    return take_children(holder.get());
 }
 
 void tree::set(const data_path& path, unique_nodes data) {

@@ -18,8 +18,9 @@ public:
     }
 
     // Reads a document whose root is <config> or <data>, which only wraps, or the one top element.
-    // Throws problem.
+    // Throws malformed.
     static tree from_xml(const std::string& document);
+    std::string document() const { return pretty(root_.get()) + "\n"; } // which reads as the same
 
     xmlNode* root() const { return root_.get(); }
     std::string text() const { return pretty(root_->children); }

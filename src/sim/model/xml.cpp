@@ -19,6 +19,17 @@ struct document_deleter {
     void operator()(xmlDoc* document) const noexcept { xmlFreeDoc(document); }
 };
 
+struct parser_deleter {
+    void operator()(xmlParserCtxt* parser) const noexcept { xmlFreeParserCtxt(parser); }
+};
+
+malformed what_is_wrong(xmlParserCtxt* parser, const std::string& text) {
+    const xmlError* const error = xmlCtxtGetLastError(parser);
+    const std::string_view reason = error == nullptr ? "" : error->message;
+    return {"this is not well-formed XML: " + text, error == nullptr ? 0 : error->line,
+            std::string(reason.substr(0, reason.find_last_not_of('\n') + 1))};
+}
+
 // Called by the serialiser, which exceptions must not pass through.
 int append(void* text, const char* bytes, int count) {
     try {
@@ -45,6 +56,12 @@ unique_node new_element(const char* name) {
     return unique_node(or_throw(xmlNewNode(nullptr, BAD_CAST name)));
 }
 
+unique_node new_element(const char* name, const char* uri) {
+    unique_node element = new_element(name);
+    xmlSetNs(element.get(), or_throw(xmlNewNs(element.get(), BAD_CAST uri, nullptr)));
+    return element;
+}
+
 xmlNode* add_element(xmlNode* parent, const char* name, const std::string& text) {
     const char* const content = text.empty() ? nullptr : text.c_str();
     return or_throw(xmlNewTextChild(parent, nullptr, BAD_CAST name, BAD_CAST content));
@@ -63,6 +80,14 @@ unique_nodes copy_nodes(const xmlNode* first) {
     if (first == nullptr)
         return nullptr;
     return unique_nodes(or_throw(xmlCopyNodeList(const_cast<xmlNode*>(first))));
+}
+
+unique_nodes take_children(xmlNode* parent) {
+    xmlNode* const first = std::exchange(parent->children, nullptr);
+    parent->last = nullptr;
+    for (xmlNode* node = first; node != nullptr; node = node->next)
+        node->parent = nullptr;
+    return unique_nodes(first);
 }
 
 std::string local_name(const xmlNode* element) {
@@ -97,13 +122,21 @@ std::string child_text(const xmlNode* parent, const char* name) {
     return found == nullptr ? "" : text_of(found);
 }
 
+std::string attribute(const xmlNode* element, const char* name) {
+    const xmlAttr* const found = xmlHasProp(const_cast<xmlNode*>(element), BAD_CAST name);
+    return found == nullptr || found->children == nullptr
+               ? ""
+               : reinterpret_cast<const char*>(found->children->content);
+}
+
 unique_nodes parse_nodes(const std::string& text) {
     const std::string wrapped = "<x>" + text + "</x>";
+    const std::unique_ptr<xmlParserCtxt, parser_deleter> parser(or_throw(xmlNewParserCtxt()));
     const std::unique_ptr<xmlDoc, document_deleter> document(
-        xmlReadMemory(wrapped.data(), static_cast<int>(wrapped.size()), nullptr, "utf-8",
-                      XML_PARSE_NOBLANKS | XML_PARSE_NONET));
+        xmlCtxtReadMemory(parser.get(), wrapped.data(), static_cast<int>(wrapped.size()), nullptr,
+                          "utf-8", XML_PARSE_NOBLANKS | XML_PARSE_NONET));
     if (document == nullptr)
-        throw problem("this is not well-formed XML: " + text);
+        throw what_is_wrong(parser.get(), text);
     return copy_nodes(xmlDocGetRootElement(document.get())->children);
 }
 
@@ -123,8 +156,11 @@ std::string pretty(const xmlNode* first) {
     return text;
 }
 
-void silence_parser() {
+silent_parser::silent_parser()
+    : before_(xmlStructuredError), context_before_(xmlStructuredErrorContext) {
     xmlSetStructuredErrorFunc(nullptr, [](void*, auto*) {});
 }
+
+silent_parser::~silent_parser() { xmlSetStructuredErrorFunc(context_before_, before_); }
 
 } // namespace pelmsim

@@ -3,12 +3,14 @@
 
 #include "model/owners.h"
 
+#include <libxml/xmlerror.h>
 #include <string>
 #include <vector>
 
 namespace pelmsim {
 
 unique_node new_element(const char* name);
+unique_node new_element(const char* name, const char* uri); // in that namespace
 
 // Adds a child at the end; its text is escaped on output. The child stays the parent's.
 xmlNode* add_element(xmlNode* parent, const char* name, const std::string& text = {});
@@ -18,6 +20,9 @@ xmlNode* attach(xmlNode* parent, unique_node child);
 void attach(xmlNode* parent, unique_nodes first);
 
 unique_nodes copy_nodes(const xmlNode* first); // with the siblings behind it
+
+// Takes them off their parent, whose namespaces they must not be in.
+unique_nodes take_children(xmlNode* parent);
 
 // The name without a prefix, also where the prefix was never declared.
 std::string local_name(const xmlNode* element);
@@ -30,7 +35,9 @@ bool is_leaf(const xmlNode* element);                         // has no elements
 std::string text_of(const xmlNode* element);
 std::string child_text(const xmlNode* parent, const char* name);
 
-// Reads elements and text as they stand between two tags. Throws problem.
+std::string attribute(const xmlNode* element, const char* name); // empty when it has none
+
+// Reads elements and text as they stand between two tags. Throws malformed.
 unique_nodes parse_nodes(const std::string& text);
 
 // The serialisation of one node, and of a node with the siblings behind it: in one line, or indented.
@@ -38,7 +45,17 @@ std::string compact_node(const xmlNode* node);
 std::string compact(const xmlNode* first);
 std::string pretty(const xmlNode* first);
 
-// Keeps the parser from writing to the standard error output on its own account.
-void silence_parser();
+// Keeps the parser from writing to the standard error output on its own account, as long as it lives.
+class silent_parser {
+public:
+    silent_parser();
+    silent_parser(const silent_parser&) = delete;
+    silent_parser& operator=(const silent_parser&) = delete;
+    ~silent_parser();
+
+private:
+    xmlStructuredErrorFunc before_;
+    void* context_before_;
+};
 
 } // namespace pelmsim

@@ -4,6 +4,7 @@
 #include "model/operation.h"
 #include "model/problem.h"
 #include "script/expect.h"
+#include "script/files.h"
 #include "script/listing.h"
 #include "script/plugin_log.h"
 #include "script/session.h"
@@ -26,11 +27,11 @@ ending answer(session& on, line_reader& words) {
     const std::string method = words.word("a method");
     const std::string how = words.word("usual, nothing or error");
     if (how == "usual")
-        on.daemon.arrange(method, std::nullopt);
+        on.daemon.answers().arrange(method, std::nullopt);
     else if (how == "nothing")
-        on.daemon.arrange(method, arranged_answer{true, 0, {}});
+        on.daemon.answers().arrange(method, arranged_answer{true, 0, {}});
     else if (const int code = words.number_or(-1); how == "error")
-        on.daemon.arrange(method, arranged_answer{false, code, words.rest()});
+        on.daemon.answers().arrange(method, arranged_answer{false, code, words.rest()});
     else
         throw problem("\"" + how + "\" is neither usual nor nothing nor error");
     return {};
@@ -40,7 +41,7 @@ ending remove(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
     if (on.trees.current.select(path).empty())
         return ending::verdict(outcome::error(-1, "There is nothing at " + path.text() + "."));
-    return ending::verdict(on.changes.change([&](tree& edited) { edited.remove(path); }));
+    return ending::verdict(on.daemon.changes().change([&](tree& edited) { edited.remove(path); }));
 }
 
 ending echo(session& on, line_reader& words) {
@@ -64,13 +65,13 @@ ending hold(session& on, line_reader&) {
 }
 
 ending kickoff(session& on, line_reader& words) {
-    return ending::verdict(on.changes.kick_off(words.word_or("")));
+    return ending::verdict(on.daemon.changes().kick_off(words.word_or("")));
 }
 
 ending load(session& on, line_reader& words) {
     const std::string name = on.directory / words.rest();
-    return ending::verdict(
-        on.changes.change([&](tree& edited) { edited = tree::from_xml(read_file(name)); }));
+    return ending::verdict(on.daemon.changes().change(
+        [&](tree& edited) { edited = tree::from_xml(read_file(name)); }));
 }
 
 ending log(session&, line_reader& words) { return ending::lines(plugin_log(words.number_or(-1))); }
@@ -97,11 +98,11 @@ ending notify(session& on, line_reader& words) {
 
 ending operate(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    return ending::verdict(on.changes.operate(path, parse_nodes(words.rest())));
+    return ending::verdict(on.daemon.changes().operate(path, parse_nodes(words.rest())));
 }
 
 ending plugins(session& on, line_reader&) {
-    return ending::lines(or_else(list_plugins(on.daemon), "no plugins"));
+    return ending::lines(or_else(list_plugins(on.daemon.plugins()), "no plugins"));
 }
 
 ending publish(session& on, line_reader& words) {
@@ -114,7 +115,7 @@ ending publish(session& on, line_reader& words) {
         const int number = words.number_or(-1);
         oper |= number >= 0 ? number : oper_bit(words.word("an operation"));
     } while (!words.at_end());
-    return ending::verdict(on.changes.publish(path, oper));
+    return ending::verdict(on.daemon.changes().publish(path, oper));
 }
 
 ending quit(session& on, line_reader&) {
@@ -140,13 +141,13 @@ ending restart(session& on, line_reader& words) {
 
 ending send(session& on, line_reader& words) {
     const std::string name = words.word("a plugin");
-    const auto to = on.daemon.find(name);
+    const auto to = on.daemon.plugins().find(name);
     if (to == nullptr)
         throw problem("there is no plugin " + name);
     const std::string method = words.word("a method");
     unique_node params = new_element("params");
     attach(params.get(), parse_nodes(words.rest()));
-    return ending::verdict(to->ask(method, std::move(params)));
+    return ending::verdict(on.daemon.changes().send(*to, method, std::move(params)));
 }
 
 ending set(session& on, line_reader& words) {
@@ -154,7 +155,7 @@ ending set(session& on, line_reader& words) {
     const std::string xml = words.rest();
     on.trees.keys.learn(path);
     return ending::verdict(
-        on.changes.change([&](tree& edited) { edited.set(path, parse_nodes(xml)); }));
+        on.daemon.changes().change([&](tree& edited) { edited.set(path, parse_nodes(xml)); }));
 }
 
 ending show(session& on, line_reader& words) {
@@ -180,7 +181,7 @@ ending start(session& on, line_reader& words) {
 
 ending status(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    return ending::verdict(on.changes.status(path, words.rest()));
+    return ending::verdict(on.daemon.changes().status(path, words.rest()));
 }
 
 ending stop(session& on, line_reader& words) {
@@ -192,7 +193,7 @@ ending timeout(session& on, line_reader& words) {
     const milliseconds limit = words.time_or(milliseconds(0));
     if (limit == milliseconds(0))
         throw problem("a number of milliseconds above 0 is missing");
-    on.daemon.set_answer_limit(limit);
+    on.daemon.changes().set_answer_limit(limit);
     return {};
 }
 

@@ -59,8 +59,8 @@ constexpr struct {
     const char* name;
     finding (*judge)(const session& on, line_reader& words);
 } kinds[] = {
-    {"contains", contains}, {"error", error}, {"lacks", lacks},
-    {"no-answer", no_answer}, {"ok", ok}, {"xml", xml},
+    {"contains", contains},   {"error", error}, {"lacks", lacks},
+    {"no-answer", no_answer}, {"ok", ok},       {"xml", xml},
 };
 
 } // namespace

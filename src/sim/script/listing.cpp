@@ -34,15 +34,15 @@ std::string columns(const std::vector<std::pair<std::string, std::size_t>>& cell
     return line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
 }
 
-std::string list_plugins(const daemon& of) {
+std::string list_plugins(const plugin_table& all) {
     std::string lines;
-    for (const auto& each : of.plugins()) {
-        const char* const state = each->name.empty() ? "connected"
-                                  : each->active     ? "active"
-                                                     : "inactive";
+    for (const auto& each : all.all()) {
+        const char* const state = each->name().empty() ? "connected"
+                                  : each->is_active()  ? "active"
+                                                       : "inactive";
         lines +=
             columns({{each->label(), 16}, {pid_of(*each), 14}, {uid_of(*each), 10}, {state, 1}});
-        for (const registration& entry : each->registrations)
+        for (const registration& entry : each->registrations())
             lines += list(entry);
     }
     return lines;
@@ -51,15 +51,15 @@ std::string list_plugins(const daemon& of) {
 std::string list_agents(const agent_table& all) {
     std::string lines;
     for (const auto& each : all.all()) {
-        const std::string state = each->session == 0
+        const std::string state = each->session() == 0
                                       ? "no session"
-                                      : "session " + std::to_string(each->session) +
-                                            ", parent process " + each->parent_pid;
+                                      : "session " + std::to_string(each->session()) +
+                                            ", parent process " + each->parent_pid();
         lines += columns({{each->label(), 16},
                           {pid_of(*each), 14},
                           {uid_of(*each), 10},
                           {state, 36},
-                          {each->subscribed ? "subscribed" : "", 1}});
+                          {each->is_subscribed() ? "subscribed" : "", 1}});
     }
     return lines;
 }

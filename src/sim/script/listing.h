@@ -1,7 +1,8 @@
 // Lists as commands show them.
 #pragma once
 
-#include "daemon/daemon.h"
+#include "daemon/agents.h"
+#include "daemon/plugins.h"
 
 #include <string>
 #include <utility>
@@ -13,7 +14,7 @@ namespace pelmsim {
 std::string columns(const std::vector<std::pair<std::string, std::size_t>>& cells);
 
 // One line for each, and for each path of a plugin; empty when there is none.
-std::string list_plugins(const daemon& of);
+std::string list_plugins(const plugin_table& all);
 std::string list_agents(const agent_table& all);
 
 } // namespace pelmsim

@@ -1,6 +1,6 @@
 #include "script/plugin_log.h"
 
-#include "model/store.h"
+#include "script/files.h"
 
 #include <filesystem>
 

@@ -18,7 +18,7 @@ void report(const ending& how, const event_journal& events) {
 } // namespace
 
 void runner::run(const std::string& line) {
-    on_.changes.recover();
+    on_.daemon.changes().recover();
     line_reader words(line);
     const std::string name = words.word_or("#");
     if (name.starts_with('#'))
@@ -60,9 +60,9 @@ std::vector<std::string> runner::vocabulary() const {
     std::vector<std::string> words;
     for (const command& each : all_commands())
         words.emplace_back(each.name);
-    for (const auto& each : on_.daemon.plugins()) {
-        words.push_back(each->name);
-        for (const registration& entry : each->registrations)
+    for (const auto& each : on_.daemon.plugins().all()) {
+        words.push_back(each->name());
+        for (const registration& entry : each->registrations())
             words.push_back(entry.path.text());
     }
     return words;

@@ -1,26 +1,34 @@
 #include "script/session.h"
 
 #include "model/problem.h"
+#include "script/files.h"
 
 namespace pelmsim {
 
 session::session(event_loop& its_loop, event_journal& journal, text_sink& printed,
-                 const descriptor_limit& descriptors, std::string deployment_file)
+                 const descriptor_limit& descriptors)
     : loop(its_loop),
       events(journal),
       text(printed),
-      trees(std::move(deployment_file)),
       programs(its_loop, journal, descriptors),
-      daemon(its_loop, journal, trees),
-      changes(daemon, trees),
-      expected(journal) {
-    daemon.on_hearing([this](pid_t pid) { programs.read_output_of(pid); });
+      daemon(its_loop, journal, *this, trees),
+      expected(journal) {}
+
+void session::keep_deployment_in(const std::string& file) {
+    deployment_file_ = file;
+    if (std::filesystem::exists(file))
+        trees.load_deployment(read_file(file));
+}
+
+void session::keep_deployment(const std::string& document) {
+    if (!deployment_file_.empty())
+        write_file(deployment_file_, document);
 }
 
 bool session::serve_until(const std::function<bool()>& done, milliseconds limit) {
     return loop.run_until(
         [&] {
-            changes.recover();
+            daemon.changes().recover();
             return done();
         },
         limit);

@@ -1,7 +1,7 @@
 // One session at the desk: what commands work on.
 #pragma once
 
-#include "daemon/publisher.h"
+#include "daemon/daemon.h"
 #include "journal/text_sink.h"
 #include "script/expectations.h"
 #include "script/processes.h"
@@ -11,12 +11,15 @@
 
 namespace pelmsim {
 
-class session {
+class session final : daemon_owner {
 public:
     static constexpr std::chrono::hours forever{24 * 365};
 
     session(event_loop& its_loop, event_journal& journal, text_sink& printed,
-            const descriptor_limit& descriptors, std::string deployment_file);
+            const descriptor_limit& descriptors);
+
+    // Takes the deployment from that file, if it is there, and keeps it there from now on.
+    void keep_deployment_in(const std::string& file);
 
     // Serves until that holds, for at most so long; says whether it does.
     bool serve_until(const std::function<bool()>& done, milliseconds limit = forever);
@@ -30,11 +33,16 @@ public:
     store trees;
     process_table programs;
     pelmsim::daemon daemon;
-    publisher changes;
     expectations expected;
     wait_progress waited;
     std::filesystem::path directory; // that files are looked for in
     bool has_quit = false;
+
+private:
+    void heard_from(pid_t pid) override { programs.read_output_of(pid); }
+    void keep_deployment(const std::string& document) override;
+
+    std::string deployment_file_; // none when empty
 };
 
 } // namespace pelmsim

@@ -12,18 +12,18 @@ namespace {
 using condition = std::function<bool()>;
 
 condition registered(session& on, const std::string& name) {
-    return [&on, name] { return on.daemon.find(name) != nullptr; };
+    return [&on, name] { return on.daemon.plugins().find(name) != nullptr; };
 }
 
 condition active(session& on, const std::string& name) {
     return [&on, name] {
-        const auto found = on.daemon.find(name);
-        return found != nullptr && found->active;
+        const auto found = on.daemon.plugins().find(name);
+        return found != nullptr && found->is_active();
     };
 }
 
 condition closed(session& on, const std::string& name) {
-    return [&on, name] { return on.daemon.find(name) == nullptr; };
+    return [&on, name] { return on.daemon.plugins().find(name) == nullptr; };
 }
 
 condition exited(session& on, const std::string& name) {
@@ -55,8 +55,12 @@ constexpr struct {
     const char* name;
     condition (*make)(session& on, const std::string& name);
 } kinds[] = {
-    {"active", active}, {"closed", closed},         {"exited", exited},
-    {"output", output}, {"notification", notification}, {"registered", registered},
+    {"active", active},
+    {"closed", closed},
+    {"exited", exited},
+    {"output", output},
+    {"notification", notification},
+    {"registered", registered},
 };
 
 condition condition_of(const std::string& what, session& on, const std::string& name) {
@@ -81,7 +85,7 @@ ending wait(session& on, line_reader& words) {
     const std::string name =
         what == "notification" ? words.word_or("") : words.word("what to wait for");
     const condition done = condition_of(what, on, name);
-    const milliseconds limit = words.time_or(on.daemon.answer_limit());
+    const milliseconds limit = words.time_or(on.daemon.changes().answer_limit());
     const std::size_t dropped = on.daemon.notifications().dropped();
     const bool missed = what == "notification" && dropped > on.waited.notifications;
     const bool came = on.serve_until(done, limit);

@@ -3,46 +3,19 @@
 #include "model/problem.h"
 #include "model/xml.h"
 
-#include <cerrno>
 #include <conf_plugin.h>
-#include <cstring>
-#include <sys/socket.h>
 
 namespace pelmsim {
 
-connection::connection(event_loop& loop, event_journal& events, unique_fd socket)
-    : loop_(loop), events_(events), socket_(std::move(socket)) {
-    ucred peer{};
-    socklen_t length = sizeof peer;
-    if (getsockopt(socket_.get(), SOL_SOCKET, SO_PEERCRED, &peer, &length) == 0) {
-        pid_ = peer.pid;
-        uid_ = peer.uid;
-    }
-}
-
-connection::~connection() { close(); }
+connection::connection(event_journal& events, std::unique_ptr<channel> line,
+                       connection_owner& owner)
+    : events_(events), owner_(owner), line_(std::move(line)), process_(line_->other_end()) {}
 
 void connection::start() {
-    loop_.watch(socket_.get(), POLLIN | POLLRDHUP, [weak = weak_from_this()](short events) {
+    line_->start([weak = weak_from_this()] {
         if (const auto self = weak.lock())
-            self->guarded([&] { self->on_ready(events); });
+            self->guarded([&] { self->on_ready(); });
     });
-}
-
-void connection::close() {
-    if (socket_)
-        loop_.forget(socket_.get());
-    socket_.reset();
-    unsent_.clear();
-}
-
-// A peer that has gone is noticed by reading, which comes first for what it said before. One that
-// only reads no more may stay.
-void connection::on_write_error(int error) {
-    if (error == EPIPE || error == ECONNRESET)
-        unsent_.clear();
-    else if (error != EAGAIN && error != EINTR)
-        throw problem(std::strerror(error));
 }
 
 // What goes wrong with one connection, if only memory, ends that one alone.
@@ -58,19 +31,19 @@ void connection::guarded(const std::function<void()>& action) {
 void connection::end(const defect& why) {
     if (!is_open())
         return;
-    close(); // first of all, for it gives memory back
+    line_.reset();
+    unsent_.clear(); // before anything else, for it gives memory back
     events_.report({.kind = event_kind::closed,
                     .who = who(),
                     .why = why.why,
                     .count = why.count,
                     .text = why.text});
-    on_closed();
+    owner_.gone(*this);
 }
 
-void connection::on_ready(short events) {
-    if ((events & POLLOUT) != 0)
-        write_queue();
-    on_arrival();
+void connection::on_ready() {
+    write_queue();
+    owner_.heard_from(pid());
     const bool goes_on = receive();
     take_frames(); // also those that came just before the hang-up
     if (!goes_on)
@@ -80,10 +53,10 @@ void connection::on_ready(short events) {
 // False once the peer has hung up.
 bool connection::receive() {
     char bytes[65536];
-    const ssize_t count = read(socket_.get(), bytes, sizeof bytes);
-    if (count > 0)
-        received_.add({bytes, static_cast<std::size_t>(count)});
-    return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+    const auto count = line_->read(bytes);
+    if (count)
+        received_.add({bytes, *count});
+    return count.has_value();
 }
 
 void connection::take_frames() {
@@ -123,16 +96,21 @@ void connection::deliver(arrival frame) {
 
 void connection::send(const xmlNode* body) {
     guarded([&] {
-        if (queue_frame(body))
+        if (body == nullptr) // it could not be built
+            throw std::bad_alloc();
+        send(body, compact_node(body));
+    });
+}
+
+void connection::send(const xmlNode* body, const std::string& text) {
+    guarded([&] {
+        if (queue_frame(body, text))
             write_queue();
     });
 }
 
 // False when the peer has left too much unread, and is hung up on.
-bool connection::queue_frame(const xmlNode* body) {
-    if (body == nullptr) // it could not be built
-        throw std::bad_alloc();
-    const std::string text = compact_node(body);
+bool connection::queue_frame(const xmlNode* body, const std::string& text) {
     if (text.size() > CONF_MSG_MAX_LENGTH)
         throw problem("a body of " + std::to_string(text.size()) + " bytes fits into no frame");
     if (!unsent_.has_room_for(text.size())) {
@@ -149,18 +127,17 @@ bool connection::queue_frame(const xmlNode* body) {
     return true;
 }
 
+// A peer that has gone is noticed by reading, which comes first for what it said before. One that
+// only reads no more may stay.
 void connection::write_queue() {
-    while (!unsent_.empty()) {
-        const std::string_view bytes = unsent_.front();
-        const ssize_t count = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (count < 0) {
-            on_write_error(errno);
-            break;
-        }
-        unsent_.written(static_cast<std::size_t>(count));
+    while (is_open() && !unsent_.empty()) {
+        const auto count = line_->write(unsent_.front());
+        if (!count)
+            return unsent_.clear();
+        if (*count == 0)
+            return;
+        unsent_.written(*count);
     }
-    const int writable = unsent_.empty() ? 0 : POLLOUT;
-    loop_.change(socket_.get(), static_cast<short>(POLLIN | POLLRDHUP | writable));
 }
 
 } // namespace pelmsim

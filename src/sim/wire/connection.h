@@ -1,15 +1,13 @@
-// One stream connection: frames in and out of a non-blocking socket.
+// One connection of a peer: frames in and out of a channel.
 #pragma once
 
 #include "journal/journal.h"
-#include "model/owners.h"
+#include "wire/channel.h"
 #include "wire/frame_queue.h"
 #include "wire/frame_reader.h"
-#include "wire/loop.h"
 
 #include <memory>
 #include <string>
-#include <sys/types.h>
 
 namespace pelmsim {
 
@@ -20,55 +18,60 @@ struct defect {
     std::string text = {};
 };
 
+class connection;
+
+// Who keeps a connection.
+class connection_owner {
+public:
+    virtual void heard_from(pid_t pid) = 0;         // what that process has sent is not read yet
+    virtual void gone(const connection& which) = 0; // it has ended, but by its owner
+
+protected:
+    ~connection_owner() = default;
+};
+
 class connection : public std::enable_shared_from_this<connection> {
 public:
-    connection(event_loop& loop, event_journal& events, unique_fd socket);
+    connection(event_journal& events, std::unique_ptr<channel> line, connection_owner& owner);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
-    virtual ~connection();
+    virtual ~connection() = default;
 
     void start(); // begins to listen to the peer
 
-    // Takes the frame into the queue and writes what the socket takes at once. Hangs up on a peer
+    // Takes the frame into the queue and writes what the channel takes at once. Hangs up on a peer
     // that leaves too much of it unread.
     void send(const xmlNode* body);
+    void send(const xmlNode* body, const std::string& text); // which it is as text
 
-    // Ends the connection from this side; on_closed() is not called.
-    void close();
-
-    bool is_open() const { return static_cast<bool>(socket_); }
-    pid_t pid() const { return pid_; }
-    uid_t uid() const { return uid_; }
+    bool is_open() const { return line_ != nullptr; }
+    pid_t pid() const { return process_.pid; }
+    uid_t uid() const { return process_.uid; }
 
     virtual peer who() const = 0; // as events call the peer
     std::string label() const { return who().label(); }
 
 protected:
-    virtual void on_arrival() = 0; // the peer has sent something, which is not read yet
     virtual void on_frame(unique_node body) = 0;
     virtual void on_unreadable(const defect& what) = 0; // a frame was dropped
-    virtual void on_closed() = 0;                       // the connection has ended
 
-    event_loop& loop() { return loop_; }
     event_journal& events() { return events_; }
     void complain(const defect& what);
 
 private:
     void guarded(const std::function<void()>& action);
     void end(const defect& why);
-    void on_ready(short events);
-    bool queue_frame(const xmlNode* body);
+    void on_ready();
+    bool queue_frame(const xmlNode* body, const std::string& text);
     bool receive();
     void write_queue();
-    void on_write_error(int error);
     void take_frames();
     void deliver(arrival frame);
 
-    event_loop& loop_;
     event_journal& events_;
-    unique_fd socket_;
-    pid_t pid_ = 0;
-    uid_t uid_ = 0;
+    connection_owner& owner_;
+    std::unique_ptr<channel> line_; // null once the connection has ended
+    peer_process process_;
     frame_reader received_;
     frame_queue unsent_;
 };

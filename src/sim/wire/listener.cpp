@@ -1,5 +1,8 @@
 #include "wire/listener.h"
 
+#include "model/owners.h"
+#include "wire/socket_channel.h"
+
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -15,7 +18,7 @@ constexpr milliseconds until_next_try{200};
 class listener {
 public:
     listener(event_loop& loop, event_journal& events, int socket,
-             std::function<void(unique_fd)> welcome)
+             std::function<void(std::unique_ptr<channel>)> welcome)
         : loop_(loop), events_(events), socket_(socket), welcome_(std::move(welcome)) {}
 
     // Takes all that are there: only then is it known that nobody waits any more.
@@ -31,7 +34,7 @@ public:
 private:
     void welcome(unique_fd accepted) {
         try {
-            welcome_(std::move(accepted));
+            welcome_(std::make_unique<socket_channel>(loop_, std::move(accepted)));
         } catch (const std::exception& why) {
             events_.report({.kind = event_kind::refused, .text = why.what()});
         }
@@ -48,7 +51,7 @@ private:
     event_loop& loop_;
     event_journal& events_;
     int socket_;
-    std::function<void(unique_fd)> welcome_;
+    std::function<void(std::unique_ptr<channel>)> welcome_;
     bool said_ = false;
     timer next_try_;
 };
@@ -56,7 +59,7 @@ private:
 } // namespace
 
 void accept_all(event_loop& loop, event_journal& events, int socket,
-                std::function<void(unique_fd)> welcome) {
+                std::function<void(std::unique_ptr<channel>)> welcome) {
     const auto all = std::make_shared<listener>(loop, events, socket, std::move(welcome));
     loop.watch(socket, POLLIN, [all](short) { all->on_ready(); });
 }

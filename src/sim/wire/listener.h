@@ -2,18 +2,19 @@
 #pragma once
 
 #include "journal/journal.h"
-#include "model/owners.h"
+#include "wire/channel.h"
 #include "wire/loop.h"
 
 #include <functional>
-#include <string>
+#include <memory>
+#include <sys/types.h>
 
 namespace pelmsim {
 
-// Calls welcome with each connection that comes in. While there is no descriptor or no memory for
+// Calls welcome with a channel to each peer that connects. While there is no descriptor or no memory for
 // another one they wait, and an event line says so once.
 void accept_all(event_loop& loop, event_journal& events, int socket,
-                std::function<void(unique_fd)> welcome);
+                std::function<void(std::unique_ptr<channel>)> welcome);
 
 // Process that listens at this socket path; 0 when nobody does.
 pid_t listening_process(const char* path);

@@ -1,3 +1,4 @@
+#include "model/owners.h"
 #include "script/plugin_log.h"
 #include "survey.h"
 #include "wire/listener.h"

@@ -2,6 +2,7 @@
 #include "journal/escaped.h"
 #include "model/problem.h"
 #include "prompt.h"
+#include "script/files.h"
 #include "script/runner.h"
 #include "survey.h"
 #include "world.h"
@@ -114,10 +115,12 @@ int serve(const options& given, inputs read) {
     text.trace = given.trace;
     event_journal events(time);
     events.add(text);
-    session on(loop, events, text, descriptors, given.deployment);
+    session on(loop, events, text, descriptors);
+    if (!given.deployment.empty())
+        on.keep_deployment_in(given.deployment);
     on.trees.keys.learn(read.configuration);
     on.trees.current = std::move(read.configuration);
-    on.daemon.set_answer_limit(milliseconds(given.timeout_ms));
+    on.daemon.changes().set_answer_limit(milliseconds(given.timeout_ms));
     const signal_events signals(loop, on.programs);
     runner commands(on);
     bool interrupted = false;
@@ -189,7 +192,7 @@ int run_command(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : cannot_run;
     }
-    silence_parser();
+    const silent_parser silent;
     if (in_private)
         return run(given);
     if (in_public)

@@ -1,0 +1,20 @@
+// What lies around the daemon.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace pelmsim {
+
+class daemon_owner {
+public:
+    virtual void heard_from(pid_t pid) = 0; // what that process has sent is not read yet
+
+    // Keeps the deployment for the next time, if it can; throws problem when that fails.
+    virtual void keep_deployment(const std::string& document) = 0;
+
+protected:
+    ~daemon_owner() = default;
+};
+
+} // namespace pelmsim

@@ -1,0 +1,20 @@
+#include "daemon/plugins.h"
+
+#include <algorithm>
+#include <conf_plugin.h>
+
+namespace pelmsim {
+
+plugin_table::plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
+                           plugin_server& server)
+    : peer_table(loop, events, around, conf_plugin_service_enable, conf_plugin_service_disable,
+                 g_conf_plugin_socket),
+      server_(server) {}
+
+std::shared_ptr<plugin> plugin_table::find(const std::string& name) const {
+    const auto found =
+        std::ranges::find_if(all(), [&](const auto& each) { return each->name() == name; });
+    return found == all().end() ? nullptr : *found;
+}
+
+} // namespace pelmsim

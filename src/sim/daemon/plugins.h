@@ -1,0 +1,36 @@
+// The plugins that are connected.
+#pragma once
+
+#include "daemon/peer_table.h"
+#include "daemon/plugin.h"
+
+namespace pelmsim {
+
+// Whoever answers what plugins ask.
+class plugin_server {
+public:
+    virtual std::optional<reply> serve(plugin& from, const std::string& method,
+                                       const xmlNode* params) = 0;
+
+protected:
+    ~plugin_server() = default;
+};
+
+class plugin_table final : public peer_table<plugin> {
+public:
+    plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
+                 plugin_server& server);
+
+    std::shared_ptr<plugin> find(const std::string& name) const; // registered, or null
+
+private:
+    bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
+    std::optional<reply> serve(plugin& from, const std::string& method,
+                               const xmlNode* params) override {
+        return server_.serve(from, method, params);
+    }
+
+    plugin_server& server_;
+};
+
+} // namespace pelmsim
