@@ -7,11 +7,11 @@
 namespace pelmsim {
 
 daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, store& trees)
-    : answers_(around, trees, wanted_),
-      plugins_(loop, events, around, answers_),
-      changes_(loop, trees, plugins_, wanted_),
+    : requests_({around, trees, wanted_}),
+      plugins_(loop, events, around, requests_),
+      publisher_(loop, trees, plugins_, wanted_),
       agents_(loop, events, around),
-      notifications_(loop, events, agents_) {}
+      notifier_(loop, events, agents_) {}
 
 void daemon::open() {
     for (const char* path : {plugins_.path(), agents_.path()})
@@ -19,13 +19,13 @@ void daemon::open() {
             throw problem("process " + std::to_string(other) + " listens at " + path + " already");
     plugins_.open();
     agents_.open();
-    notifications_.open();
+    notifier_.open();
 }
 
 void daemon::close() {
     plugins_.close();
     agents_.close();
-    notifications_.close();
+    notifier_.close();
 }
 
 } // namespace pelmsim

@@ -25,17 +25,17 @@ public:
 
     plugin_table& plugins() { return plugins_; }
     agent_table& agents() { return agents_; }
-    notifier& notifications() { return notifications_; }
-    requests& answers() { return answers_; }
-    publisher& changes() { return changes_; }
+    pelmsim::notifier& notifier() { return notifier_; }
+    pelmsim::requests& requests() { return requests_; }
+    pelmsim::publisher& publisher() { return publisher_; }
 
 private:
     recovery_queue wanted_; // filled by what plugins ask, emptied by what is published
-    requests answers_;
+    pelmsim::requests requests_;
     plugin_table plugins_;
-    publisher changes_;
+    pelmsim::publisher publisher_;
     agent_table agents_;
-    notifier notifications_;
+    pelmsim::notifier notifier_;
 };
 
 } // namespace pelmsim

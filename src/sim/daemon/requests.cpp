@@ -50,29 +50,101 @@ std::vector<registration> read_entries(const xmlNode* params) {
     return entries;
 }
 
-} // namespace
+const tree& tree_in(const request_context& with, const xmlNode* params) {
+    return find_child(params, "old") != nullptr ? with.trees.old : with.trees.current;
+}
 
-requests::handler requests::handler_of(const std::string& method) {
-    static constexpr struct {
-        const char* name;
-        handler run;
-    } methods[] = {
-        {"register", &requests::register_plugin},
-        {"activate", &requests::activate},
-        {"deactivate", &requests::deactivate},
-        {"pull", &requests::pull},
-        {"locate", &requests::locate},
-        {"push", &requests::push},
-        {"config_deployment", &requests::config_deployment},
-        {"save_deployment", &requests::save_deployment},
-        {"copy_deployment_to_memory", &requests::copy_deployment},
-    };
+unique_node register_plugin(const request_context&, plugin& from, const xmlNode* params) {
+    const std::string name = child_text(params, "plugin-name");
+    if (name.empty())
+        throw problem("The plugin has no name.");
+    if (!from.may_register_as(name))
+        throw problem("Plugin " + name + " is registered already.");
+    from.register_as(name, read_entries(params));
+    return done();
+}
+
+unique_node activate(const request_context& with, plugin& from, const xmlNode* params) {
+    from.activate(true);
+    const auto self = std::static_pointer_cast<plugin>(from.shared_from_this());
+    if (find_child(params, "with-cfgr") != nullptr)
+        with.wanted.push_back({self, CONFIG_OP_CFGR});
+    if (find_child(params, "with-smooth") != nullptr)
+        with.wanted.push_back({self, CONFIG_OP_SMOOTH});
+    return done();
+}
+
+unique_node deactivate(const request_context&, plugin& from, const xmlNode*) {
+    from.activate(false);
+    return done();
+}
+
+unique_node pull(const request_context& with, plugin&, const xmlNode* params) {
+    unique_node result = done();
+    attach(add_element(result.get(), "data"), tree_in(with, params).copy(path_in(params)));
+    return result;
+}
+
+unique_node locate(const request_context& with, plugin&, const xmlNode* params) {
+    unique_node result = done();
+    attach(result.get(), with.trees.locate(tree_in(with, params), path_in(params)));
+    return result;
+}
+
+unique_node push(const request_context& with, plugin&, const xmlNode* params) {
+    const data_path path = path_in(params);
+    tree changed = with.trees.current;
+    changed.set(path, data_in(params));
+    with.trees.keys.learn(path);
+    with.trees.keys.learn(changed);
+    with.trees.current = std::move(changed);
+    return done();
+}
+
+unique_node config_deployment(const request_context& with, plugin&, const xmlNode* params) {
+    with.trees.deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
+    return done();
+}
+
+unique_node save_deployment(const request_context& with, plugin&, const xmlNode*) {
+    with.around.keep_deployment(with.trees.deployment.document());
+    with.trees.save_deployment();
+    return done();
+}
+
+unique_node copy_deployment(const request_context& with, plugin&, const xmlNode* params) {
+    with.trees.copy_to_deployment(child_text(params, "override") == "1");
+    return done();
+}
+
+constexpr struct {
+    const char* name;
+    unique_node (*run)(const request_context& with, plugin& from, const xmlNode* params);
+} methods[] = {
+    {"register", register_plugin},
+    {"activate", activate},
+    {"deactivate", deactivate},
+    {"pull", pull},
+    {"locate", locate},
+    {"push", push},
+    {"config_deployment", config_deployment},
+    {"save_deployment", save_deployment},
+    {"copy_deployment_to_memory", copy_deployment},
+};
+
+// The <result>; throws problem.
+unique_node answer(const request_context& with, plugin& from, const std::string& method,
+                   const xmlNode* params) {
+    if (from.name().empty() && method != "register")
+        throw problem("The plugin is not registered.");
     const auto* const found =
         std::ranges::find_if(methods, [&](const auto& each) { return method == each.name; });
     if (found == std::end(methods))
         throw problem("Method <" + method + "> is not known.");
-    return found->run;
+    return found->run(with, from, params);
 }
+
+} // namespace
 
 std::optional<reply> requests::serve(plugin& from, const std::string& method,
                                      const xmlNode* params) {
@@ -81,9 +153,7 @@ std::optional<reply> requests::serve(plugin& from, const std::string& method,
         return instead.silence ? std::nullopt : std::optional(refusal(instead.code, instead.text));
     }
     try {
-        if (from.name().empty() && method != "register")
-            throw problem("The plugin is not registered.");
-        return reply{(this->*handler_of(method))(from, params)};
+        return reply{answer(with_, from, method, params)};
     } catch (const problem& why) {
         return refusal(-1, why.what());
     }
@@ -94,73 +164,6 @@ void requests::arrange(const std::string& method, std::optional<arranged_answer>
         arranged_[method] = std::move(*answer);
     else
         arranged_.erase(method);
-}
-
-const tree& requests::tree_in(const xmlNode* params) const {
-    return find_child(params, "old") != nullptr ? trees_.old : trees_.current;
-}
-
-unique_node requests::register_plugin(plugin& from, const xmlNode* params) {
-    const std::string name = child_text(params, "plugin-name");
-    if (name.empty())
-        throw problem("The plugin has no name.");
-    if (!from.may_register_as(name))
-        throw problem("Plugin " + name + " is registered already.");
-    from.register_as(name, read_entries(params));
-    return done();
-}
-
-unique_node requests::activate(plugin& from, const xmlNode* params) {
-    from.activate(true);
-    const auto self = std::static_pointer_cast<plugin>(from.shared_from_this());
-    if (find_child(params, "with-cfgr") != nullptr)
-        wanted_.push_back({self, CONFIG_OP_CFGR});
-    if (find_child(params, "with-smooth") != nullptr)
-        wanted_.push_back({self, CONFIG_OP_SMOOTH});
-    return done();
-}
-
-unique_node requests::deactivate(plugin& from, const xmlNode*) {
-    from.activate(false);
-    return done();
-}
-
-unique_node requests::pull(plugin&, const xmlNode* params) {
-    unique_node result = done();
-    attach(add_element(result.get(), "data"), tree_in(params).copy(path_in(params)));
-    return result;
-}
-
-unique_node requests::locate(plugin&, const xmlNode* params) {
-    unique_node result = done();
-    attach(result.get(), trees_.locate(tree_in(params), path_in(params)));
-    return result;
-}
-
-unique_node requests::push(plugin&, const xmlNode* params) {
-    const data_path path = path_in(params);
-    tree changed = trees_.current;
-    changed.set(path, data_in(params));
-    trees_.keys.learn(path);
-    trees_.keys.learn(changed);
-    trees_.current = std::move(changed);
-    return done();
-}
-
-unique_node requests::config_deployment(plugin&, const xmlNode* params) {
-    trees_.deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
-    return done();
-}
-
-unique_node requests::save_deployment(plugin&, const xmlNode*) {
-    around_.keep_deployment(trees_.deployment.document());
-    trees_.save_deployment();
-    return done();
-}
-
-unique_node requests::copy_deployment(plugin&, const xmlNode* params) {
-    trees_.copy_to_deployment(child_text(params, "override") == "1");
-    return done();
 }
 
 } // namespace pelmsim

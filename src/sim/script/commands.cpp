@@ -15,7 +15,7 @@
 namespace pelmsim {
 namespace {
 
-std::string or_else(std::string lines, const char* otherwise) {
+std::string or_else(const std::string& lines, const char* otherwise) {
     return lines.empty() ? otherwise : lines;
 }
 
@@ -27,11 +27,11 @@ ending answer(session& on, line_reader& words) {
     const std::string method = words.word("a method");
     const std::string how = words.word("usual, nothing or error");
     if (how == "usual")
-        on.daemon.answers().arrange(method, std::nullopt);
+        on.daemon.requests().arrange(method, std::nullopt);
     else if (how == "nothing")
-        on.daemon.answers().arrange(method, arranged_answer{true, 0, {}});
+        on.daemon.requests().arrange(method, arranged_answer{true, 0, {}});
     else if (const int code = words.number_or(-1); how == "error")
-        on.daemon.answers().arrange(method, arranged_answer{false, code, words.rest()});
+        on.daemon.requests().arrange(method, arranged_answer{false, code, words.rest()});
     else
         throw problem("\"" + how + "\" is neither usual nor nothing nor error");
     return {};
@@ -41,7 +41,8 @@ ending remove(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
     if (on.trees.current.select(path).empty())
         return ending::verdict(outcome::error(-1, "There is nothing at " + path.text() + "."));
-    return ending::verdict(on.daemon.changes().change([&](tree& edited) { edited.remove(path); }));
+    return ending::verdict(
+        on.daemon.publisher().change([&](tree& edited) { edited.remove(path); }));
 }
 
 ending echo(session& on, line_reader& words) {
@@ -60,17 +61,17 @@ ending help(session&, line_reader& words) {
 }
 
 ending hold(session& on, line_reader&) {
-    on.daemon.notifications().hold();
+    on.daemon.notifier().hold();
     return {};
 }
 
 ending kickoff(session& on, line_reader& words) {
-    return ending::verdict(on.daemon.changes().kick_off(words.word_or("")));
+    return ending::verdict(on.daemon.publisher().kick_off(words.word_or("")));
 }
 
 ending load(session& on, line_reader& words) {
     const std::string name = on.directory / words.rest();
-    return ending::verdict(on.daemon.changes().change(
+    return ending::verdict(on.daemon.publisher().change(
         [&](tree& edited) { edited = tree::from_xml(read_file(name)); }));
 }
 
@@ -78,12 +79,12 @@ ending log(session&, line_reader& words) { return ending::lines(plugin_log(words
 
 ending notifications(session& on, line_reader&) {
     std::string lines;
-    const std::size_t dropped = on.daemon.notifications().dropped();
+    const std::size_t dropped = on.daemon.notifier().dropped();
     if (dropped > 0)
         lines = "the oldest " + std::to_string(dropped) + " were dropped\n";
-    for (const std::string& each : on.daemon.notifications().kept())
+    for (const std::string& each : on.daemon.notifier().kept())
         lines += escaped(each) + "\n";
-    ending how = ending::lines(or_else(std::move(lines), "no notifications"));
+    ending how = ending::lines(or_else(lines, "no notifications"));
     how.result->is_cut = dropped > 0;
     return how;
 }
@@ -98,7 +99,7 @@ ending notify(session& on, line_reader& words) {
 
 ending operate(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    return ending::verdict(on.daemon.changes().operate(path, parse_nodes(words.rest())));
+    return ending::verdict(on.daemon.publisher().operate(path, parse_nodes(words.rest())));
 }
 
 ending plugins(session& on, line_reader&) {
@@ -115,7 +116,7 @@ ending publish(session& on, line_reader& words) {
         const int number = words.number_or(-1);
         oper |= number >= 0 ? number : oper_bit(words.word("an operation"));
     } while (!words.at_end());
-    return ending::verdict(on.daemon.changes().publish(path, oper));
+    return ending::verdict(on.daemon.publisher().publish(path, oper));
 }
 
 ending quit(session& on, line_reader&) {
@@ -124,7 +125,7 @@ ending quit(session& on, line_reader&) {
 }
 
 ending release(session& on, line_reader&) {
-    on.daemon.notifications().release();
+    on.daemon.notifier().release();
     return {};
 }
 
@@ -147,7 +148,7 @@ ending send(session& on, line_reader& words) {
     const std::string method = words.word("a method");
     unique_node params = new_element("params");
     attach(params.get(), parse_nodes(words.rest()));
-    return ending::verdict(on.daemon.changes().send(*to, method, std::move(params)));
+    return ending::verdict(on.daemon.publisher().send(*to, method, std::move(params)));
 }
 
 ending set(session& on, line_reader& words) {
@@ -155,7 +156,7 @@ ending set(session& on, line_reader& words) {
     const std::string xml = words.rest();
     on.trees.keys.learn(path);
     return ending::verdict(
-        on.daemon.changes().change([&](tree& edited) { edited.set(path, parse_nodes(xml)); }));
+        on.daemon.publisher().change([&](tree& edited) { edited.set(path, parse_nodes(xml)); }));
 }
 
 ending show(session& on, line_reader& words) {
@@ -181,7 +182,7 @@ ending start(session& on, line_reader& words) {
 
 ending status(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    return ending::verdict(on.daemon.changes().status(path, words.rest()));
+    return ending::verdict(on.daemon.publisher().status(path, words.rest()));
 }
 
 ending stop(session& on, line_reader& words) {
@@ -193,7 +194,7 @@ ending timeout(session& on, line_reader& words) {
     const milliseconds limit = words.time_or(milliseconds(0));
     if (limit == milliseconds(0))
         throw problem("a number of milliseconds above 0 is missing");
-    on.daemon.changes().set_answer_limit(limit);
+    on.daemon.publisher().set_answer_limit(limit);
     return {};
 }
 

@@ -18,7 +18,7 @@ void report(const ending& how, const event_journal& events) {
 } // namespace
 
 void runner::run(const std::string& line) {
-    on_.daemon.changes().recover();
+    on_.daemon.publisher().recover();
     line_reader words(line);
     const std::string name = words.word_or("#");
     if (name.starts_with('#'))

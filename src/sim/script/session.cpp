@@ -28,7 +28,7 @@ void session::keep_deployment(const std::string& document) {
 bool session::serve_until(const std::function<bool()>& done, milliseconds limit) {
     return loop.run_until(
         [&] {
-            daemon.changes().recover();
+            daemon.publisher().recover();
             return done();
         },
         limit);

@@ -41,7 +41,7 @@ condition output(session& on, const std::string& text) {
 
 condition notification(session& on, const std::string& text) {
     return [&on, text] {
-        const notifier& all = on.daemon.notifications();
+        const notifier& all = on.daemon.notifier();
         std::size_t& seen = on.waited.notifications;
         seen = std::max(seen, all.dropped());
         while (seen < all.dropped() + all.kept().size())
@@ -85,8 +85,8 @@ ending wait(session& on, line_reader& words) {
     const std::string name =
         what == "notification" ? words.word_or("") : words.word("what to wait for");
     const condition done = condition_of(what, on, name);
-    const milliseconds limit = words.time_or(on.daemon.changes().answer_limit());
-    const std::size_t dropped = on.daemon.notifications().dropped();
+    const milliseconds limit = words.time_or(on.daemon.publisher().answer_limit());
+    const std::size_t dropped = on.daemon.notifier().dropped();
     const bool missed = what == "notification" && dropped > on.waited.notifications;
     const bool came = on.serve_until(done, limit);
     on.expected.check({came, what + " " + name,

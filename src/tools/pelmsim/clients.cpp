@@ -1,27 +1,22 @@
-#include "survey.h"
+#include "clients.h"
 
-#include "journal/escaped.h"
+#include "describe_process.h"
+#include "profile.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 
 namespace pelmsim {
 
-const char* const profile_path = "/mnt/squash/local/etc/pelmd/pelmd.conf";
-
 namespace {
 
 constexpr timespec lock_patience{1, 0};
-
-bool lives(pid_t pid) { return kill(pid, 0) == 0 || errno == EPERM; }
 
 int change_lock(int set, short by) {
     sembuf operation{0, by, SEM_UNDO};
@@ -59,15 +54,6 @@ std::string address_of(const conf_cli_info_t& client) {
 }
 
 } // namespace
-
-std::string describe_process(pid_t pid) {
-    std::string name = "gone";
-    if (lives(pid)) {
-        std::ifstream file("/proc/" + std::to_string(pid) + "/comm");
-        std::getline(file, name);
-    }
-    return std::to_string(pid) + " (" + escaped(name) + ")";
-}
 
 client_table read_client_table() {
     client_table table;

@@ -1,6 +1,10 @@
+#include "doctor.h"
+
+#include "clients.h"
+#include "describe_process.h"
 #include "model/owners.h"
+#include "profile.h"
 #include "script/plugin_log.h"
-#include "survey.h"
 #include "wire/listener.h"
 
 #include <cerrno>

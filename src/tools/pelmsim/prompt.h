@@ -11,7 +11,7 @@
 
 namespace pelmsim {
 
-// At most one at a time: the line editor has global state.
+// At most one at a time: the line editor is one for the whole process.
 class prompt {
 public:
     prompt(event_loop& loop, terminal& out, std::function<std::vector<std::string>()> vocabulary);
@@ -25,13 +25,18 @@ public:
     std::optional<std::string> next_line();
 
 private:
-    static void take(char* line);
+    // What the line editor calls; it can be given nothing to hand back, such as an object.
+    static void take_line(char* line);
     static char** complete(const char* text, int begin, int end);
+    static char* next_candidate(const char* text, int state);
+
+    void find_candidates(const char* text);
 
     event_loop& loop_;
     terminal& out_;
     std::function<std::vector<std::string>()> vocabulary_;
     std::deque<std::optional<std::string>> lines_;
+    std::vector<std::string> candidates_; // words that may stand where one is completed
 };
 
 } // namespace pelmsim

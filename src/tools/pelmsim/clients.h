@@ -1,4 +1,4 @@
-// Looks at the machine as it is, without taking part.
+// The table of clients as it lies in shared memory; looks without taking part.
 #pragma once
 
 #include <conf_misc.h>
@@ -8,7 +8,6 @@
 
 namespace pelmsim {
 
-// The table of clients as it lies in shared memory.
 struct client_table {
     std::string missing; // why there is none; empty when there is one
     shmid_ds segment{};
@@ -20,13 +19,7 @@ struct client_table {
 
 client_table read_client_table();
 
-// "812 (pelmd)", or "812 (gone)".
-std::string describe_process(pid_t pid);
-
-// Both print what they find and return the exit status.
+// Prints it and returns the exit status.
 int show_clients();
-int examine_machine();
-
-extern const char* const profile_path;
 
 } // namespace pelmsim

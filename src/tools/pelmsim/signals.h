@@ -1,0 +1,43 @@
+// Signals as events of the loop.
+#pragma once
+
+#include "script/processes.h"
+#include "wire/loop.h"
+
+#include <csignal>
+
+namespace pelmsim {
+
+// Keeps those that end the program, and those of children, from doing anything by themselves, as
+// long as it lives.
+class signal_block {
+public:
+    signal_block();
+    signal_block(const signal_block&) = delete;
+    signal_block& operator=(const signal_block&) = delete;
+    ~signal_block();
+
+    const sigset_t& signals() const { return signals_; }
+
+private:
+    sigset_t signals_;
+    sigset_t before_;
+};
+
+// Stops the loop at those that end the program, and tells the programs when a child has ended.
+class signal_events {
+public:
+    signal_events(const signal_block& blocked, event_loop& loop, process_table& programs);
+    signal_events(const signal_events&) = delete;
+    signal_events& operator=(const signal_events&) = delete;
+    ~signal_events() { loop_.forget(arriving_.get()); }
+
+private:
+    void take_all();
+
+    event_loop& loop_;
+    process_table& programs_;
+    unique_fd arriving_;
+};
+
+} // namespace pelmsim
