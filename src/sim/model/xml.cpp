@@ -3,6 +3,8 @@
 #include "model/problem.h"
 
 #include <conf_misc.h>
+#include <cstdio>
+#include <cstring>
 #include <libxml/parser.h>
 #include <new>
 
@@ -23,11 +25,20 @@ struct parser_deleter {
     void operator()(xmlParserCtxt* parser) const noexcept { xmlFreeParserCtxt(parser); }
 };
 
-malformed what_is_wrong(xmlParserCtxt* parser, const std::string& text) {
-    const xmlError* const error = xmlCtxtGetLastError(parser);
-    const std::string_view reason = error == nullptr ? "" : error->message;
-    return {"this is not well-formed XML: " + text, error == nullptr ? 0 : error->line,
-            std::string(reason.substr(0, reason.find_last_not_of('\n') + 1))};
+// Where a text is no well-formed XML for the first time; what comes behind is a consequence.
+struct first_error {
+    int line = 0;
+    char reason[200] = "";
+};
+
+template <class Error> void note(void* parser, Error* error) {
+    auto* const first = static_cast<first_error*>(static_cast<xmlParserCtxt*>(parser)->_private);
+    if (first->line != 0 || error->level != XML_ERR_FATAL || error->message == nullptr)
+        return;
+    first->line = error->line;
+    const std::size_t length = std::strcspn(error->message, "\n");
+    (void)std::snprintf(first->reason, sizeof first->reason, "%.*s", static_cast<int>(length),
+                        error->message);
 }
 
 // Called by the serialiser, which exceptions must not pass through.
@@ -132,11 +143,14 @@ std::string attribute(const xmlNode* element, const char* name) {
 unique_nodes parse_nodes(const std::string& text) {
     const std::string wrapped = "<x>" + text + "</x>";
     const std::unique_ptr<xmlParserCtxt, parser_deleter> parser(or_throw(xmlNewParserCtxt()));
+    first_error first;
+    parser->_private = &first;
+    parser->sax->serror = note; // in place of printing it
     const std::unique_ptr<xmlDoc, document_deleter> document(
         xmlCtxtReadMemory(parser.get(), wrapped.data(), static_cast<int>(wrapped.size()), nullptr,
                           "utf-8", XML_PARSE_NOBLANKS | XML_PARSE_NONET));
     if (document == nullptr)
-        throw what_is_wrong(parser.get(), text);
+        throw malformed("this is not well-formed XML: " + text, first.line, first.reason);
     return copy_nodes(xmlDocGetRootElement(document.get())->children);
 }
 
