@@ -1,0 +1,86 @@
+#include "wire/connection.h"
+
+#include "hand_channel.h"
+#include "hand_clock.h"
+#include "model/xml.h"
+
+#include <gmock/gmock.h>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::ElementsAre;
+
+using notes = std::vector<std::string>;
+
+class noting_owner final : public connection_owner {
+public:
+    explicit noting_owner(notes& all) : all_(all) {}
+    void heard_from(pid_t) override { all_.emplace_back("heard"); }
+    void gone(const connection&) override { all_.emplace_back("gone"); }
+
+private:
+    notes& all_;
+};
+
+class noting_connection final : public connection {
+public:
+    noting_connection(event_journal& events, far_end& other, connection_owner& owner, notes& all)
+        : connection(events, std::make_unique<hand_channel>(other), owner), all_(all) {}
+    peer who() const override { return {role::plugin, "ntp", pid()}; }
+
+private:
+    void on_frame(unique_node body) override { all_.push_back(local_name(body.get())); }
+    void on_unreadable(const defect&) override { all_.emplace_back("unreadable"); }
+
+    notes& all_;
+};
+
+class Connected : public ::testing::Test {
+protected:
+    Connected() { made_->start(); }
+
+    static std::string frame_of(std::string_view body) {
+        frame_queue queue;
+        (void)queue.add(body);
+        return std::string(queue.front());
+    }
+
+    const hand_clock time_;
+    event_journal events_{time_};
+    far_end other_;
+    notes notes_;
+    noting_owner owner_{notes_};
+    const std::shared_ptr<noting_connection> made_ =
+        std::make_shared<noting_connection>(events_, other_, owner_, notes_);
+    const unique_node body_ = new_element("a");
+};
+
+TEST_F(Connected, WhatCameBeforeAHangUpIsReadAndThenItsOwnerIsTold) {
+    other_.arriving = frame_of("<a/>") + frame_of("<b/>");
+    other_.ready();
+    other_.is_down = true;
+    other_.ready();
+    EXPECT_THAT(notes_, ElementsAre("heard", "a", "b", "heard", "gone"));
+    EXPECT_FALSE(made_->is_open());
+}
+
+TEST_F(Connected, WhatFindsNoRoomIsWrittenOnceThereIsSome) {
+    other_.room = 5;
+    made_->send(body_.get());
+    EXPECT_EQ(other_.taken, frame_of("<a/>").substr(0, 5));
+    other_.room = 1000;
+    other_.ready();
+    EXPECT_EQ(other_.taken, frame_of("<a/>"));
+}
+
+TEST_F(Connected, OneThatReadsNoMoreMayStillSay) {
+    other_.reads_no_more = true;
+    made_->send(body_.get());
+    other_.arriving = frame_of("<b/>");
+    other_.ready();
+    EXPECT_THAT(notes_, ElementsAre("heard", "b"));
+}
+
+} // namespace
+} // namespace pelmsim

@@ -1,0 +1,45 @@
+// A channel whose other end is the test.
+#pragma once
+
+#include "wire/channel.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+struct far_end {
+    std::string arriving; // what is read next
+    std::string taken;    // what was written
+    std::size_t room = 1000;
+    bool is_down = false; // once what arrives has been read
+    bool reads_no_more = false;
+    std::function<void()> ready;
+};
+
+class hand_channel final : public pelmsim::channel {
+public:
+    explicit hand_channel(far_end& other) : other_(other) {}
+
+    pelmsim::peer_process other_end() const override { return {7, 0}; }
+    void start(std::function<void()> ready) override { other_.ready = std::move(ready); }
+
+    std::optional<std::size_t> read(std::span<char> room) override {
+        if (other_.arriving.empty() && other_.is_down)
+            return std::nullopt;
+        const std::size_t count = other_.arriving.copy(room.data(), room.size());
+        other_.arriving.erase(0, count);
+        return count;
+    }
+
+    std::optional<std::size_t> write(std::string_view bytes) override {
+        if (other_.reads_no_more)
+            return std::nullopt;
+        const std::size_t count = std::min(bytes.size(), other_.room);
+        other_.room -= count;
+        other_.taken += bytes.substr(0, count);
+        return count;
+    }
+
+private:
+    far_end& other_;
+};

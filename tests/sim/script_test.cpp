@@ -1,0 +1,96 @@
+#include "script/commands.h"
+#include "script/runner.h"
+
+#include "hand_clock.h"
+#include "model/problem.h"
+
+#include <gmock/gmock.h>
+
+namespace pelmsim {
+namespace {
+
+class Scripting : public ::testing::Test {
+protected:
+    Scripting() { events_.add(text_); }
+
+    // What a script prints, and at its end why it is given up.
+    std::string run(const std::string& script) {
+        printed_.clear();
+        try {
+            lines_.run_script("net.sim", script);
+        } catch (const problem& why) {
+            printed_ += why.what();
+        }
+        return printed_;
+    }
+
+    bool holds(const std::string& expectation) {
+        const int before = on_.expected.failures();
+        lines_.run("expect " + expectation);
+        return on_.expected.failures() == before;
+    }
+
+    const hand_clock time_;
+    const descriptor_limit descriptors_;
+    std::string printed_;
+    text_sink text_{[this](const std::string& lines) { printed_ += lines; }, false};
+    event_loop loop_{time_};
+    event_journal events_{time_};
+    session on_{loop_, events_, text_, descriptors_};
+    runner lines_{on_};
+};
+
+TEST_F(Scripting, CommandsAreListedByName) {
+    EXPECT_TRUE(std::ranges::is_sorted(
+        all_commands(), {}, [](const command& each) { return std::string_view(each.name); }));
+}
+
+TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
+    EXPECT_EQ(run("# nothing\n\necho a\\\nb\nquit\necho c"), "a b\n");
+}
+
+TEST_F(Scripting, MistakesSayWhereTheyStand) {
+    EXPECT_EQ(run("echo a\nfly \\\n away"), "a\nnet.sim:2: there is no command \"fly\"");
+    EXPECT_EQ(run("hold on"), "net.sim:1: nothing more was expected at \"on\"");
+}
+
+TEST_F(Scripting, WhatACommandShowsIsWhatExpectationsLookAt) {
+    EXPECT_EQ(run("set /a/b 1\necho then\nexpect error\nexpect ok"),
+              "=> ok (no active plugin is concerned)\nthen\n"
+              "net.sim:3: expected error, got ok (no active plugin is concerned)\n");
+    EXPECT_EQ(run("show /a\nexpect xml <a><b>1</b></a>\nexpect contains <b>"),
+              "    <a>\n      <b>1</b>\n    </a>\n");
+}
+
+TEST_F(Scripting, ExpectationsOfAnError) {
+    on_.expected.look_at(outcome::error(5, "not now"));
+    EXPECT_TRUE(holds("error"));
+    EXPECT_TRUE(holds("error 5"));
+    EXPECT_TRUE(holds("error 5 not now"));
+    EXPECT_FALSE(holds("error 5 not"));
+    EXPECT_FALSE(holds("error 6 not now"));
+    EXPECT_FALSE(holds("ok"));
+    EXPECT_FALSE(holds("no-answer"));
+}
+
+TEST_F(Scripting, NothingIsLackingInAListThatWasCut) {
+    outcome listed;
+    on_.expected.look_at(listed);
+    EXPECT_TRUE(holds("lacks two"));
+    listed.is_cut = true;
+    on_.expected.look_at(listed);
+    EXPECT_FALSE(holds("lacks two"));
+}
+
+TEST_F(Scripting, ATextThatIsNoXmlSaysInWhichLine) {
+    try {
+        (void)tree::from_xml("<?xml version='1.0'?>\n<net:a>\n<b></net:a>");
+        FAIL();
+    } catch (const malformed& why) {
+        EXPECT_EQ(why.line, 3);
+        EXPECT_THAT(why.reason, ::testing::HasSubstr("mismatch"));
+    }
+}
+
+} // namespace
+} // namespace pelmsim
