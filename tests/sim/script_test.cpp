@@ -1,3 +1,4 @@
+#include "journal/text_sink.h"
 #include "script/commands.h"
 #include "script/runner.h"
 
@@ -36,7 +37,7 @@ protected:
     text_sink text_{[this](const std::string& lines) { printed_ += lines; }, false};
     event_loop loop_{time_};
     event_journal events_{time_};
-    session on_{loop_, events_, text_, descriptors_};
+    session on_{loop_, events_, descriptors_};
     runner lines_{on_};
 };
 

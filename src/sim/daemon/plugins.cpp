@@ -6,10 +6,10 @@
 namespace pelmsim {
 
 plugin_table::plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
-                           plugin_server& server)
+                           request_handler& handler)
     : peer_table(loop, events, around, conf_plugin_service_enable, conf_plugin_service_disable,
                  g_conf_plugin_socket),
-      server_(server) {}
+      handler_(handler) {}
 
 std::shared_ptr<plugin> plugin_table::find(const std::string& name) const {
     const auto found =

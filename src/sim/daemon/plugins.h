@@ -7,19 +7,19 @@
 namespace pelmsim {
 
 // Whoever answers what plugins ask.
-class plugin_server {
+class request_handler {
 public:
     virtual std::optional<reply> serve(plugin& from, const std::string& method,
                                        const xmlNode* params) = 0;
 
 protected:
-    ~plugin_server() = default;
+    ~request_handler() = default;
 };
 
 class plugin_table final : public peer_table<plugin> {
 public:
     plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
-                 plugin_server& server);
+                 request_handler& handler);
 
     std::shared_ptr<plugin> find(const std::string& name) const; // registered, or null
 
@@ -27,10 +27,10 @@ private:
     bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
     std::optional<reply> serve(plugin& from, const std::string& method,
                                const xmlNode* params) override {
-        return server_.serve(from, method, params);
+        return handler_.serve(from, method, params);
     }
 
-    plugin_server& server_;
+    request_handler& handler_;
 };
 
 } // namespace pelmsim

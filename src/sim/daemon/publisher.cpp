@@ -125,8 +125,9 @@ outcome publisher::publish(const data_path& path, int oper) {
 }
 
 // The one whose path is nearest to the given one, at it or above.
-std::optional<publisher::server> publisher::server_of(serves kind, const data_path& path) const {
-    std::optional<server> best;
+std::optional<publisher::provider> publisher::provider_of(serves kind,
+                                                          const data_path& path) const {
+    std::optional<provider> best;
     for (const auto& to : plugins_.all())
         for (const registration& at : to->registrations())
             if (to->is_active() && at.kind == kind && at.path.covers(path) &&
@@ -136,7 +137,7 @@ std::optional<publisher::server> publisher::server_of(serves kind, const data_pa
 }
 
 outcome publisher::status(const data_path& path, const std::string& filter) {
-    const auto found = server_of(serves::status, path);
+    const auto found = provider_of(serves::status, path);
     if (!found)
         return nobody("publishes the status of", path);
     unique_node params = new_element("params");
@@ -158,7 +159,7 @@ outcome publisher::status(const data_path& path, const std::string& filter) {
 }
 
 outcome publisher::operate(const data_path& path, unique_nodes input) {
-    const auto found = server_of(serves::operate, path);
+    const auto found = provider_of(serves::operate, path);
     if (!found)
         return nobody("serves the operation", path);
     unique_node info = new_element("info");

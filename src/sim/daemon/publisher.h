@@ -39,12 +39,12 @@ public:
 
 private:
     using plugin_list = std::vector<std::shared_ptr<plugin>>;
-    struct server {
+    struct provider {
         std::shared_ptr<plugin> who;
         registration at;
     };
 
-    std::optional<server> server_of(serves kind, const data_path& path) const;
+    std::optional<provider> provider_of(serves kind, const data_path& path) const;
     outcome tell(plugin& to, const publication& what) const;
     outcome tell_all(const plugin_list& everybody, const publication_plan& plan, bool until_refused,
                      std::size_t& told) const;

@@ -26,7 +26,7 @@ struct request_context {
     recovery_queue& wanted;
 };
 
-class requests final : public plugin_server {
+class requests final : public request_handler {
 public:
     explicit requests(request_context with) : with_(with) {}
 

@@ -1,5 +1,8 @@
 #include "journal/event.h"
 
+#include <cstring>
+#include <sys/wait.h>
+
 namespace pelmsim {
 
 std::string peer::label() const {
@@ -15,6 +18,12 @@ std::string peer::label() const {
     default:
         return name;
     }
+}
+
+std::string describe_status(int status) {
+    if (WIFEXITED(status))
+        return "status " + std::to_string(WEXITSTATUS(status));
+    return "signal " + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";
 }
 
 } // namespace pelmsim

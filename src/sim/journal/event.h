@@ -79,4 +79,7 @@ struct event {
     wall_time time = {}; // set by the journal
 };
 
+// How a process ended: "status 3" or "signal 11 (Segmentation fault)".
+std::string describe_status(int status);
+
 } // namespace pelmsim

@@ -11,6 +11,9 @@ class event_sink {
 public:
     virtual void take(const event& what) = 0;
 
+    // From now on, whether frames are wanted, by those who leave them out otherwise.
+    virtual void show_frames(bool) {}
+
 protected:
     ~event_sink() = default;
 };
@@ -23,6 +26,11 @@ public:
 
     // From now on it hears of everything, behind those that were added before. It has to stay.
     void add(event_sink& sink) { sinks_.push_back(&sink); }
+
+    void show_frames(bool wanted) const {
+        for (event_sink* each : sinks_)
+            each->show_frames(wanted);
+    }
 
     void report(event what) const {
         what.time = time_.wall();

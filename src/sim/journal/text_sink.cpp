@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
-#include <sys/wait.h>
 
 namespace pelmsim {
 namespace {
@@ -83,12 +81,6 @@ std::string unreadable_text(const event& what) {
 
 } // namespace
 
-std::string describe_status(int status) {
-    if (WIFEXITED(status))
-        return "status " + std::to_string(WEXITSTATUS(status));
-    return "signal " + std::to_string(WTERMSIG(status)) + " (" + strsignal(WTERMSIG(status)) + ")";
-}
-
 text_sink::teller text_sink::teller_of(event_kind kind) {
     static constexpr struct {
         event_kind kind;
@@ -143,7 +135,7 @@ void text_sink::stray_answer(const event& what) const {
 }
 
 void text_sink::frame(const event& what) const {
-    if (!trace)
+    if (!shows_frames_)
         return;
     const std::string head = what.who.label() + " " + arrow(what.way) + " frame: seq " + what.id +
                              ", " + std::to_string(what.count) + " bytes";

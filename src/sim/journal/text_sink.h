@@ -19,8 +19,7 @@ public:
     text_sink(printer print, bool colours) : print_(std::move(print)), colours_(colours) {}
 
     void take(const event& what) override;
-
-    bool trace = false; // whether frames are shown
+    void show_frames(bool wanted) override { shows_frames_ = wanted; }
 
 private:
     using teller = void (text_sink::*)(const event&) const;
@@ -59,9 +58,7 @@ private:
 
     printer print_;
     bool colours_;
+    bool shows_frames_ = false;
 };
-
-// "status 3" or "signal 11 (Segmentation fault)".
-std::string describe_status(int status);
 
 } // namespace pelmsim

@@ -202,7 +202,7 @@ ending trace(session& on, line_reader& words) {
     const std::string how = words.word("on or off");
     if (how != "on" && how != "off")
         throw problem("\"" + how + "\" is neither on nor off");
-    on.text.trace = how == "on";
+    on.events.show_frames(how == "on");
     return {};
 }
 

@@ -5,11 +5,9 @@
 
 namespace pelmsim {
 
-session::session(event_loop& its_loop, event_journal& journal, text_sink& printed,
-                 const descriptor_limit& descriptors)
+session::session(event_loop& its_loop, event_journal& journal, const descriptor_limit& descriptors)
     : loop(its_loop),
       events(journal),
-      text(printed),
       programs(its_loop, journal, descriptors),
       daemon(its_loop, journal, *this, trees),
       expected(journal) {}

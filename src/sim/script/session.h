@@ -2,7 +2,6 @@
 #pragma once
 
 #include "daemon/daemon.h"
-#include "journal/text_sink.h"
 #include "script/expectations.h"
 #include "script/processes.h"
 #include "script/wait.h"
@@ -15,8 +14,7 @@ class session final : daemon_owner {
 public:
     static constexpr std::chrono::hours forever{24 * 365};
 
-    session(event_loop& its_loop, event_journal& journal, text_sink& printed,
-            const descriptor_limit& descriptors);
+    session(event_loop& its_loop, event_journal& journal, const descriptor_limit& descriptors);
 
     // Takes the deployment from that file, if it is there, and keeps it there from now on.
     void keep_deployment_in(const std::string& file);
@@ -29,7 +27,6 @@ public:
 
     event_loop& loop;
     event_journal& events;
-    text_sink& text; // has the switch of "trace"
     store trees;
     process_table programs;
     pelmsim::daemon daemon;

@@ -1,5 +1,6 @@
 #include "serving.h"
 
+#include "journal/text_sink.h"
 #include "model/problem.h"
 #include "profile.h"
 #include "prompt.h"
@@ -76,10 +77,10 @@ int serve(const serving_options& given, inputs read) {
     event_loop loop(time);
     terminal out;
     text_sink text([&](const std::string& lines) { out.print(lines); }, terminal::has_colours());
-    text.trace = given.trace;
     event_journal events(time);
     events.add(text);
-    session on(loop, events, text, descriptors);
+    events.show_frames(given.trace);
+    session on(loop, events, descriptors);
     if (!given.deployment.empty())
         on.keep_deployment_in(given.deployment);
     on.trees.keys.learn(read.configuration);
