@@ -53,18 +53,20 @@ ends() {
         complain "expected status $wanted and \"$text\", got $status:" "$output"
 }
 
-# Runs until it is told to end and has left behind all that it can.
+# begin [COMMAND...]: runs until it is told to end and has left behind all that it can, and a process
+# that the command starts.
 leave='trap "exit 9" TERM
     echo {} >'$profile' && touch '$log' '$socket' /var/tmp/made
     mkdir /mnt/made && touch /mnt/made/inside
     ipcmk -M 64 -Q -S 1 >'$work'/objects
     exec 3>'$work'/ready
-    setsid sleep 600 3>&- & echo $! >'$work'/left
+    setsid "$@" sleep 600 3>&- & echo $! >'$work'/left
+    until grep -q ^sleep /proc/$!/cmdline; do :; done
     echo ready >&3
     wait'
 mkfifo "$work/ready"
 begin() {
-    "$world" --in-place -- bash -c "$leave" >/dev/null 2>&1 </dev/null &
+    "$world" --in-place -- bash -c "$leave" leave "$@" >/dev/null 2>&1 </dev/null &
     launcher=$!
     exec {command}<"$work/ready" # is open at its other end as long as the command lives
     read -r -u "$command" _
@@ -101,7 +103,7 @@ ends 0 "works in the machine's own places" "$world" --in-place -- true
 # How a run ends: like its command, which is sent what its launcher is sent.
 ends 7 '' "$world" --in-place -- bash -c 'exit 7'
 ends 139 'Segmentation fault' bash -c "$world --in-place -- bash -c 'kill -SEGV \$\$'; exit \$?"
-begin
+begin env -i
 kill -TERM "$launcher"
 is_ended 9
 has_left_nothing
@@ -124,6 +126,19 @@ ends 126 "$socket" "$world" --in-place -- true
 rm -r /mnt/made /mnt/squash /var/tmp/made $log $socket
 readarray -t ids < <(sed 's/.*: //' "$work/objects")
 ipcrm -m "${ids[0]}" -q "${ids[1]}" -s "${ids[2]}"
+are_untouched
+
+# However deep it lies.
+begin
+kill_launcher
+kill -KILL "$(<"$work/left")"
+last=$(date +%s)
+touch -d "@$((last - 5))" /run/pelmworld.lock
+until (($(date +%s) > last)); do :; done
+echo mine >$profile
+ends 126 "somebody else's: $profile" "$world" --in-place -- true
+[[ $(<$profile) == mine ]] || complain "a younger profile was touched"
+rm -r /mnt/squash
 are_untouched
 
 # What lies there is named, and stays.

@@ -5,6 +5,7 @@
 
 #include "traces.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -43,6 +44,7 @@ void say(const char* text) {
 struct record {
     std::string run;
     std::set<std::string> before;
+    std::set<pid_t> children = children_of_this_process(); // of other people's, and not written
 
     // Strings with their zero bytes; an empty one ends a record that was written whole.
     static record parse(const std::string& text) {
@@ -81,6 +83,9 @@ public:
 
     std::time_t last_touch() const { return status().st_mtime; }
     void touch() const { (void)futimens(fd_, nullptr); }
+
+    // Holds on beyond this object, until the process ends or becomes another program.
+    void keep() const { (void)fcntl(fd_, F_DUPFD_CLOEXEC, 0); }
 
     void write(const std::string& text) const {
         if (ftruncate(fd_, 0) != 0 ||
@@ -142,12 +147,14 @@ private:
 
 std::string mark_of(const std::string& run) { return std::string(run_variable) + "=" + run; }
 
+constexpr std::time_t whenever = std::numeric_limits<std::time_t>::max();
+
 // Ends and removes what a run has left that changed nothing after a time.
 void clear(const record& run, std::time_t until) {
-    if (end_processes_with(mark_of(run.run)))
+    if (end_processes_of(mark_of(run.run), run.children) && until != whenever)
         until = std::time(nullptr);
     for (const trace& each : list_traces())
-        if (!run.before.contains(each.name) && each.changed <= until)
+        if (!run.before.contains(each.name) && !has_changed_since(each, until))
             remove_trace(each.name);
 }
 
@@ -157,6 +164,9 @@ std::string what_lies_there(const std::vector<trace>& all) {
         if (is_a_daemons(each.name))
             names += (names.empty() ? "" : ", ") + each.name +
                      (is_listened_at(each.name) ? " (somebody listens)" : "");
+    // Anybody may have made them, and a terminal obeys some.
+    std::ranges::replace_if(
+        names, [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
     return names;
 }
 
@@ -178,10 +188,12 @@ int wait_for(pid_t child, const lock_file& lock, const sigset_t& signals) {
         siginfo_t signal{};
         const int number = sigtimedwait(&signals, &signal, &limit);
         int status = 0;
-        if (waitpid(child, &status, WNOHANG) == child)
-            return status;
-        // What the kernel sends comes from the terminal, and to the child as well.
-        if (number > 0 && number != SIGCHLD && signal.si_code <= 0)
+        for (pid_t ended = 0; (ended = waitpid(-1, &status, WNOHANG)) > 0;)
+            if (ended == child)
+                return status;
+        // What the kernel sends comes from the terminal, and to the child as well; but that the
+        // terminal has gone, it may say to this process alone.
+        if (number == SIGHUP || (number > 0 && number != SIGCHLD && signal.si_code <= 0))
             (void)kill(child, number);
     }
 }
@@ -202,18 +214,20 @@ int wait_for(pid_t child, const lock_file& lock, const sigset_t& signals) {
 // Returns in the child.
 void split(const lock_file& lock, const held_signals& signals, const record& run) {
     const pid_t keeper = getpid();
+    prctl(PR_SET_CHILD_SUBREAPER, 1); // whatever loses its parent becomes a child of this process
     const pid_t child = fork();
     if (child < 0)
         give_up("cannot start a process");
     if (child > 0) {
         const int status = wait_for(child, lock, signals.held);
-        clear(run, std::numeric_limits<std::time_t>::max());
+        clear(run, whenever);
         lock_file::remove();
         end_like(status);
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != keeper)
         _exit(128 + SIGKILL);
+    lock.keep(); // for without another program it has no mark
     (void)setenv(run_variable, run.run.c_str(), 1);
 }
 
@@ -231,7 +245,7 @@ bool is_container() {
         return true;
     std::ifstream of_init("/proc/1/environ", std::ios::binary);
     for (std::string each; std::getline(of_init, each, '\0');)
-        if (each.starts_with("container="))
+        if (each.starts_with("container=") && !each.ends_with('='))
             return true;
     return false;
 }
@@ -256,7 +270,7 @@ std::string work_in_place() try {
             "what has come to /mnt, /var/tmp, /var/log and System V IPC");
         split(lock, signals, run);
     } catch (...) {
-        clear(run, std::numeric_limits<std::time_t>::max());
+        clear(run, whenever);
         lock_file::remove();
         throw;
     }

@@ -1,7 +1,9 @@
 #include "traces.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -15,6 +17,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -78,11 +81,15 @@ bool has_variable(const fs::path& process, const std::string& variable) {
     return false;
 }
 
-bool kill_processes_with(const std::string& variable) {
+bool kill_processes_with(const std::string& variable, const std::set<pid_t>& spared) {
+    while (waitpid(-1, nullptr, WNOHANG) > 0)
+        ; // an ended one would be found again
+    const std::set<pid_t> children = children_of_this_process();
     bool are_any = false;
     for (const auto& entry : fs::directory_iterator("/proc")) {
         const pid_t pid = number_in(entry.path().filename().c_str()); // 0: no process
-        if (pid <= 0 || pid == getpid() || !has_variable(entry.path(), variable))
+        const bool is_known = children.contains(pid) && !spared.contains(pid);
+        if (pid <= 0 || pid == getpid() || !(is_known || has_variable(entry.path(), variable)))
             continue;
         are_any = true;
         (void)kill(pid, SIGKILL);
@@ -105,10 +112,28 @@ std::vector<trace> list_traces() {
     return all;
 }
 
+// The last change of what lies deeper is none of the directory itself.
+bool has_changed_since(const trace& what, std::time_t time) {
+    if (what.changed > time)
+        return true;
+    std::error_code error;
+    if (!fs::is_directory(fs::symlink_status(what.name, error)))
+        return false;
+    for (const auto& entry : fs::recursive_directory_iterator(what.name, error)) {
+        struct stat file {};
+        if (lstat(entry.path().c_str(), &file) == 0 && file.st_ctime > time)
+            return true;
+    }
+    return false;
+}
+
 void remove_trace(const std::string& name) {
     std::error_code error;
     if (name.starts_with('/'))
         (void)fs::remove_all(name, error);
+    if (error)
+        (void)std::fprintf(stderr, "%s: cannot remove %s: %s\n", program_invocation_short_name,
+                           name.c_str(), error.message().c_str());
     for (const auto& table : tables)
         if (name.starts_with(table.kind))
             table.remove(number_in(name.c_str() + table.kind.size()));
@@ -135,9 +160,14 @@ bool is_listened_at(const std::string& path) {
     return connected;
 }
 
-bool end_processes_with(const std::string& variable) {
+std::set<pid_t> children_of_this_process() {
+    std::ifstream numbers("/proc/thread-self/children"); // empty where the kernel does not say
+    return {std::istream_iterator<pid_t>(numbers), {}};
+}
+
+bool end_processes_of(const std::string& variable, const std::set<pid_t>& spared) {
     bool were_any = false;
-    while (kill_processes_with(variable)) {
+    while (kill_processes_with(variable, spared)) {
         were_any = true;
         (void)usleep(1000); // a process loses its variables in dying
     }

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <ctime>
+#include <set>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace pelm {
@@ -15,7 +17,10 @@ struct trace {
 // All that is there, whoever made it, a directory before what lies in it.
 std::vector<trace> list_traces();
 
-// With what lies below it; a segment that somebody is attached to stays.
+// Whether it, or anything that lies below it, has changed after that time.
+bool has_changed_since(const trace& what, std::time_t time);
+
+// With what lies below it; a segment that somebody is attached to stays. Says what hinders it.
 void remove_trace(const std::string& name);
 
 // Makes what a private world would have; throws std::filesystem::filesystem_error.
@@ -27,8 +32,10 @@ bool is_a_daemons(const std::string& name);
 // Whether somebody listens at a socket of this name.
 bool is_listened_at(const std::string& path);
 
-// Kills all processes that were started with this variable, written NAME=VALUE, and returns whether
-// there were any.
-bool end_processes_with(const std::string& variable);
+std::set<pid_t> children_of_this_process();
+
+// Kills all processes that were started with this variable, written NAME=VALUE, and all children but
+// those that are spared. Returns whether there were any.
+bool end_processes_of(const std::string& variable, const std::set<pid_t>& spared);
 
 } // namespace pelm

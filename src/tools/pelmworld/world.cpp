@@ -111,8 +111,9 @@ std::string enter_private_world(bool may_work_in_place) {
     if (is_inside_a_run())
         return {};
     const char* const variable = std::getenv("PELM_IN_PLACE");
-    const bool is_allowed =
-        may_work_in_place || (variable != nullptr && *variable != '\0') || is_container();
+    const bool is_allowed = may_work_in_place ||
+                            (variable != nullptr && std::strcmp(variable, "1") == 0) ||
+                            is_container();
     if (geteuid() == 0 && is_allowed && !child_can_enter_namespaces())
         return work_in_place();
     return enter_namespaces();
