@@ -1,9 +1,13 @@
 #include "wire/loop.h"
 
 #include "hand_clock.h"
+#include "wire/listener.h"
 
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace pelmsim {
 namespace {
@@ -82,6 +86,15 @@ TEST_F(Looping, ADescriptorThatWantsNothingIsLeftAlone) {
     loop_.change(fd.get(), 0);
     loop_.run_once(milliseconds(0));
     EXPECT_THAT(notes_, IsEmpty());
+}
+
+TEST(Probing, AListenerIsThereEvenWithItsQueueFull) {
+    const sockaddr_un address{AF_UNIX, "/var/tmp/listener"};
+    const unique_fd busy(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(bind(busy.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(busy.get(), 0), 0); // room for one
+    EXPECT_EQ(listening_process(address.sun_path), getpid());
+    EXPECT_EQ(listening_process(address.sun_path), -1);
 }
 
 } // namespace
