@@ -11,7 +11,7 @@ fail() {
 
 # survives SCRIPT: pelmsim runs it with success.
 survives() {
-    output=$("$simulator" run --timeout 30000 --script "$1" 2>&1 </dev/null) || fail "status $?"
+    output=$("$simulator" run --timeout 100000 --script "$1" 2>&1 </dev/null) || fail "status $?"
 }
 
 # says COUNT TEXT: so many lines hold that text.
