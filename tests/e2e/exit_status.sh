@@ -32,4 +32,8 @@ ends 2 ':1: a number of milliseconds above 0 is missing' "$1" run --script <(ech
 ends 2 ':1: -5 is no number of milliseconds' "$1" run --script <(echo timeout -5)
 ends 2 ':1: "mod" is not a data path: it does not begin with a slash' \
     "$1" run --script <(echo publish mod 1)
+ends 2 ' is not a data path: it has more than 256 steps' \
+    "$1" run --script <(printf 'publish %s mod\n' "$(printf '/a%.0s' {1..257})")
+# A program that never stops printing keeps nothing else from its turn.
+ends 0 '' "$1" run --script <(printf '%s\n' 'start yes' 'wait output y')
 ends 0 'pelmsim 1.' "$1" --version

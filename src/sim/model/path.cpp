@@ -8,6 +8,9 @@
 namespace pelmsim {
 namespace {
 
+// As deep as the parser takes trees, for they are copied and written by recursion.
+constexpr std::size_t most_steps = 256;
+
 class path_reader {
 public:
     explicit path_reader(std::string_view text) : text_(text) {}
@@ -20,6 +23,8 @@ public:
             ++at_;
         steps.push_back(read_step());
         while (!at_end()) {
+            if (steps.size() == most_steps)
+                refuse("it has more than " + std::to_string(most_steps) + " steps");
             expect('/');
             steps.push_back(read_step());
         }

@@ -16,6 +16,8 @@ namespace pelmsim {
 namespace {
 
 constexpr milliseconds patience{5000};
+// At once, of a program that may never stop printing; a terminal or a pipe holds no more.
+constexpr int most_reads = 16;
 
 struct fd_pair {
     unique_fd ours;
@@ -147,15 +149,18 @@ bool process_table::end_all() {
 
 void process_table::read_output(process& from) {
     char bytes[4096];
-    ssize_t count;
-    while ((count = read(from.output.get(), bytes, sizeof bytes)) > 0) {
+    ssize_t count = 0;
+    for (int i = 0; i < most_reads; ++i) {
+        count = read(from.output.get(), bytes, sizeof bytes);
+        if (count <= 0)
+            break;
         for (const char c : std::string_view(bytes, static_cast<std::size_t>(count)))
             if (c == '\n')
                 print_line(from);
             else
                 from.partial_line += c;
     }
-    if (count < 0 && errno == EAGAIN)
+    if (count > 0 || (count < 0 && errno == EAGAIN))
         return;
     if (!from.partial_line.empty())
         print_line(from);
