@@ -135,8 +135,8 @@ std::string child_text(const xmlNode* parent, const char* name) {
 
 std::string attribute(const xmlNode* element, const char* name) {
     const xmlAttr* const found = xmlHasProp(const_cast<xmlNode*>(element), BAD_CAST name);
-    return found == nullptr || found->children == nullptr
-               ? ""
+    return found == nullptr || found->children == nullptr || found->children->content == nullptr
+               ? "" // the latter of an entity reference
                : reinterpret_cast<const char*>(found->children->content);
 }
 
