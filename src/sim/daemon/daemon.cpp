@@ -16,7 +16,8 @@ daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, st
 void daemon::open() {
     for (const char* path : {plugins_.path(), agents_.path()})
         if (const pid_t other = listening_process(path); other != 0)
-            throw problem("process " + std::to_string(other) + " listens at " + path + " already");
+            throw problem((other > 0 ? "process " + std::to_string(other) : "somebody") +
+                          " listens at " + path + " already");
     plugins_.open();
     agents_.open();
     notifier_.open();

@@ -70,7 +70,7 @@ pid_t listening_process(const char* path) {
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
     if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return 0;
+        return errno == EAGAIN ? -1 : 0;
     ucred peer{};
     socklen_t length = sizeof peer;
     if (getsockopt(probe.get(), SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0)

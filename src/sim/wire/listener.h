@@ -16,7 +16,7 @@ namespace pelmsim {
 void accept_all(event_loop& loop, event_journal& events, int socket,
                 std::function<void(std::unique_ptr<channel>)> welcome);
 
-// Process that listens at this socket path; 0 when nobody does.
+// Process that listens at this socket path; 0 when nobody does, -1 when somebody does whose queue is full.
 pid_t listening_process(const char* path);
 
 } // namespace pelmsim

@@ -77,6 +77,8 @@ void examine_profile(findings& all) {
 std::string server_at(const char* path, int type) {
     if (type == SOCK_STREAM) {
         const pid_t pid = listening_process(path);
+        if (pid < 0)
+            return "somebody listens and does not accept";
         return pid == 0 ? "" : "process " + describe_process(pid) + " listens";
     }
     const unique_fd probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));

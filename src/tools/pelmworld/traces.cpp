@@ -154,10 +154,11 @@ bool is_listened_at(const std::string& path) {
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const bool connected =
-        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool is_answered =
+        connect(probe, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+        errno == EAGAIN; // its queue is full
     close(probe);
-    return connected;
+    return is_answered;
 }
 
 std::set<pid_t> children_of_this_process() {
