@@ -3,6 +3,7 @@
 
 #include "daemon/plugin.h"
 
+#include <algorithm>
 #include <deque>
 #include <memory>
 
@@ -14,5 +15,13 @@ struct recovery {
 };
 
 using recovery_queue = std::deque<recovery>; // the first one wanted it first
+
+// Remembers what a plugin wants, however often it says so.
+inline void want(recovery_queue& wanted, const std::shared_ptr<plugin>& who, int oper) {
+    const bool is_known = std::ranges::any_of(
+        wanted, [&](const recovery& each) { return each.oper == oper && each.who.lock() == who; });
+    if (!is_known)
+        wanted.push_back({who, oper});
+}
 
 } // namespace pelmsim

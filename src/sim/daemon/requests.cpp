@@ -68,9 +68,9 @@ unique_node activate(const request_context& with, plugin& from, const xmlNode* p
     from.activate(true);
     const auto self = std::static_pointer_cast<plugin>(from.shared_from_this());
     if (find_child(params, "with-cfgr") != nullptr)
-        with.wanted.push_back({self, CONFIG_OP_CFGR});
+        want(with.wanted, self, CONFIG_OP_CFGR);
     if (find_child(params, "with-smooth") != nullptr)
-        with.wanted.push_back({self, CONFIG_OP_SMOOTH});
+        want(with.wanted, self, CONFIG_OP_SMOOTH);
     return done();
 }
 
