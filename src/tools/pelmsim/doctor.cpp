@@ -2,6 +2,7 @@
 
 #include "clients.h"
 #include "describe_process.h"
+#include "journal/escaped.h"
 #include "model/owners.h"
 #include "profile.h"
 #include "script/plugin_log.h"
@@ -26,7 +27,7 @@ constexpr off_t large_log = off_t{16} * 1024 * 1024;
 constexpr mode_t socket_mode = 0660;
 
 void found(const char* thing, const std::string& state) {
-    std::printf("%-16s %s\n", thing, state.c_str());
+    std::printf("%-16s %s\n", thing, escaped(state).c_str()); // which may name what anybody wrote
 }
 
 // What is wrong, collected while the rest is printed.
@@ -37,7 +38,7 @@ public:
     int conclude() const {
         std::puts(wrong_.empty() ? "Nothing is wrong." : "What is wrong:");
         for (const std::string& each : wrong_)
-            std::printf("  - %s\n", each.c_str());
+            std::printf("  - %s\n", escaped(each).c_str());
         return wrong_.empty() ? 0 : 1;
     }
 
