@@ -88,7 +88,11 @@ static int operate(int session_id, xmlNode* input, xmlNode** output) {
 int main(int argc, char** argv) {
     int priority = atoi(argv[2]);
     econf_config_cb_info_t configs[] = {
-        {"/net:a/b", priority, config}, {"/a/c", priority + 1, config}, {NULL, 0, NULL}};
+        {"/net:a/b", priority, config},
+        {"/a/c", priority + 1, config},
+        {"/k[n=1]", priority, config},
+        {NULL, 0, NULL},
+    };
     char path[] = "/test/do";
     econf_operate_cb_info_t operations[] = {{path, operate}, {NULL, NULL}};
     econf_plugin_subpub_info_t info = {configs, NULL, operations, NULL};
@@ -103,6 +107,7 @@ int main(int argc, char** argv) {
         econf_plugin_close();
         return 4;
     }
+    puts("active");
     do
         econf_plugin_run();
     while (poll(&ready, 1, -1) > 0 && (ready.revents & ~POLLIN) == 0);
