@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
-#include <libxml/parser.h>
 #include <optional>
 #include <set>
 #include <sys/time.h>
@@ -87,14 +86,12 @@ TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
 }
 
 TEST_F(Dispatch, FindsCallbacksOfAForeignContextByTheirIndexAlone) {
-    conf_plugin_data* const entry = get_plugin_from_hash();
-    conf_plugin_context_t* const own = entry->plugin_ctxt;
-    const std::size_t bytes =
-        offsetof(conf_plugin_context_t, cbs) + own->cbs_nums * sizeof own->cbs[0];
-    entry->plugin_ctxt = static_cast<conf_plugin_context_t*>(std::malloc(bytes));
-    std::memcpy(entry->plugin_ctxt, own, bytes);
+    conf_plugin_context_t* const own = context();
+    const std::size_t bytes = offsetof(conf_plugin_context_t, cbs) + 5 * sizeof own->cbs[0];
+    void* const foreign = std::memcpy(std::malloc(bytes), own, bytes);
+    get_plugin_from_hash()->plugin_ctxt = static_cast<conf_plugin_context_t*>(foreign);
     std::free(own);
-    std::swap(entry->plugin_ctxt->cbs[1], entry->plugin_ctxt->cbs[4]);
+    std::swap(context()->cbs[1], context()->cbs[4]);
     EXPECT_EQ(outcome("publish", "<type>config</type><callback>4</callback><info/>"), "<result/>");
     EXPECT_EQ(callbacks.calls, "call -1 0 0 0 (null);");
     EXPECT_EQ(outcome("publish", "<type>config</type><callback>0</callback><info/>"),
@@ -151,19 +148,21 @@ TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
 
 TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
     const std::string kick_off = frame_of(rpc("kickoff", "", 1));
-    std::string frames = frame_of("no XML") + frame_of("<rpc/>") + frame_of(rpc("x", "", 0));
-    for (const auto& [method, params] : traced(requests_))
+    std::string frames = frame_of("no XML") + frame_of("<rpc/>");
+    for (const auto& [method, params] : requests_)
         frames += frame_of(rpc(method, params, 0));
     EXPECT_EQ(run(kick_off.substr(0, 20)), "");
     // Without an id only a success is answered that carries something.
-    EXPECT_EQ(run(kick_off.substr(20) + frames),
+    EXPECT_EQ(run(kick_off.substr(20) + frames + frame_of(rpc("x", "", 0))),
               reply("<result/>", 1) + reply("<result><ok/></result>", 0) +
                   reply("<result><path>/a</path><data/></result>", 0));
-    EXPECT_TRUE(log().starts_with("Translate rpc message to xml dom tree failed.; "
-                                  "DEBUG - Plugin ntp parse message failed.; "
-                                  "Invalid rpc message(without <method> or <params>).; "
-                                  "DEBUG - Plugin ntp parse rpc failed.; "
-                                  "WARN - Receive an unknown rpc method x.; DEBUG - Service"));
+    EXPECT_EQ(context()->err_msg, nullptr);
+    const std::string report = log();
+    EXPECT_TRUE(report.starts_with("Translate rpc message to xml dom tree failed.; "
+                                   "DEBUG - Plugin ntp parse message failed.; "
+                                   "Invalid rpc message(without <method> or <params>).; "
+                                   "DEBUG - Plugin ntp parse rpc failed.; DEBUG - Service"));
+    EXPECT_TRUE(report.ends_with("; WARN - Receive an unknown rpc method x."));
     context()->bit_activate = 0;
     EXPECT_EQ(run(kick_off), "");
     EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
@@ -188,30 +187,26 @@ TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
 TEST_F(Dispatch, NeverSendsHalfAnAnswer) {
     std::set<std::string> instead; // of an answer
     for (const auto& [method, params] : traced(std::vector{requests_[1], requests_[2]}))
-        for (const int result : {0, 1}) {
-            std::optional<fault> no_memory;
-            callbacks.act = [result] { return result; };
+        for (const bool has_nodes : {false, true}) {
+            callbacks.is_document = has_nodes; // so that they have to be copied
+            callbacks.nodes = has_nodes ? "<o>t</o>" : "";
+            callbacks.act = [] { return 0; };
             const std::string whole = outcome(method, params);
+            std::optional<fault> no_memory;
             for (int skip = 0; skip == 0 || no_memory->hit(); ++skip) {
-                callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), result; };
+                callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), 0; };
                 const std::string answered = outcome(method, params);
                 EXPECT_EQ(answered == whole, !no_memory->hit());
                 instead.insert(answered == whole ? "" : answered);
             }
         }
-    EXPECT_THAT(instead, testing::ElementsAre("", "-1 Build reply message failed.",
+    EXPECT_THAT(instead, testing::ElementsAre("", "-1 Add status as a child failed.",
+                                              "-1 Build reply message failed.",
                                               "-1 New &lt;data&gt; xml node failed.",
                                               "-1 New &lt;ok&gt; xml node failed.",
                                               "-1 New &lt;path&gt; xml node failed.",
-                                              "-1 New &lt;result&gt; xml node failed."));
-}
-
-TEST_F(Dispatch, ACallbackMayAskTheDaemonWhichDropsWhatWaits) {
-    daemon_.will_answer(answer("<result/>"));
-    callbacks.act = [] { return econf_plugin_save_deployment() - 1; };
-    const std::string request = frame_of(rpc("publish", requests_[1][1], 9));
-    EXPECT_EQ(run(request + request).substr(rpc("save_deployment", "").size()),
-              reply("<error><code>-1</code><message>Service process failed.</message></error>", 9));
+                                              "-1 New &lt;result&gt; xml node failed.",
+                                              "-1 add &lt;output&gt; xml node failed."));
 }
 
 TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
@@ -233,6 +228,27 @@ TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
         }
 }
 
+TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
+    pelmd_plugin_callback_t hooks{};
+    callbacks.act = [&hooks] {
+        EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
+        econf_plugin_close();
+        return 1;
+    };
+    const std::string request = frame_of(rpc("kickoff", "", 9));
+    EXPECT_EQ(run(request + request), "");
+    EXPECT_EQ(context(), nullptr);
+    EXPECT_NE(get_plugin_hooks(), nullptr);
+}
+
+TEST_F(Dispatch, ACallbackMayRemoveTheEntryAlone) {
+    conf_plugin_context_t* const left = context();
+    callbacks.act = [] { return del_plugin_from_hash(), 1; };
+    const std::string request = frame_of(rpc("kickoff", "", 9));
+    EXPECT_EQ(run(request + request), "");
+    get_plugin_from_hash()->plugin_ctxt = left; // which the fixture closes
+}
+
 TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
     const conf_plugin_context_t* parents = context(); // held, so not lost in the child
     pid_t child = -1;
@@ -249,27 +265,6 @@ TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
     int status = -1;
     EXPECT_TRUE(waitpid(child, &status, 0) == child && status == 0);
     EXPECT_EQ(daemon_.received(), reply("<result/>", 9));
-}
-
-TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
-    pelmd_plugin_callback_t hooks{};
-    for (const auto& [method, params] : requests_) {
-        callbacks.act = [&hooks] {
-            EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
-            econf_plugin_close();
-            return 1;
-        };
-        const std::string request = frame_of(rpc(method, params, 9));
-        EXPECT_EQ(run(request + request), "");
-        EXPECT_EQ(context(), nullptr);
-        ASSERT_NE(get_plugin_hooks(), nullptr);
-        (void)log();
-        EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
-        EXPECT_EQ(log(), "Plugin local context has been created.");
-        std::free(get_plugin_hooks());
-        del_plugin_from_hash();
-        start();
-    }
 }
 
 TEST_F(Dispatch, WhatComesBehindTheAnswerToDeactivateWaitsForAnActivePlugin) {
@@ -290,19 +285,6 @@ TEST_F(Dispatch, WhatComesBehindTheAnswerToDeactivateWaitsForAnActivePlugin) {
     EXPECT_EQ(run(""), reply("<result/>", 8));
 }
 
-TEST_F(Dispatch, GoesOnWithAPluginThatWasActivatedAgain) {
-    callbacks.act = [this] {
-        daemon_.will_answer(answer("<result/>"));
-        econf_plugin_deactivate();
-        daemon_.will_answer(answer("<result/>") + frame_of(rpc("x", "", 7)));
-        return econf_plugin_activate(ACTIVATE_WITH_NONE);
-    };
-    const std::string unknown =
-        "<error><code>-1</code><message>Method &lt;x&gt; doesn't be supported</message></error>";
-    EXPECT_TRUE(
-        run(frame_of(rpc("kickoff", "", 9))).ends_with(reply("<result/>", 9) + reply(unknown, 7)));
-}
-
 TEST_F(Dispatch, AnExceptionOfACallbackEndsTheProcess) {
     callbacks.act = []() -> int { throw 1; };
     for (const auto& [method, params] : requests_) {
@@ -315,7 +297,6 @@ TEST_F(Dispatch, AnExceptionOfACallbackEndsTheProcess) {
         }
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFSIGNALED(status)) << method;
         EXPECT_EQ(WTERMSIG(status), SIGABRT) << method;
     }
 }
@@ -325,23 +306,4 @@ TEST_F(Dispatch, AKickOffNeedsNoFunction) {
     (void)plugin_log();
     EXPECT_EQ(outcome("kickoff", ""), "<result/>");
     EXPECT_THAT(plugin_log(), testing::Contains("INFO - Plugin ntp kickoff now."));
-}
-
-TEST_F(Dispatch, AnUnknownRequestWithoutAnIdLeavesNothing) {
-    EXPECT_EQ(run(frame_of(rpc("x", "", 0))), "");
-    EXPECT_EQ(log(), "WARN - Receive an unknown rpc method x.");
-    EXPECT_EQ(context()->err_msg, nullptr);
-}
-
-TEST_F(Dispatch, AnswersWithNodesThatShareTheirTextsWithADocument) {
-    static xmlDoc* doc;
-    const econf_operate_cb_t parsing = [](int, xmlNode*, xmlNode** output) {
-        doc = xmlReadDoc(BAD_CAST "<o>t</o>", nullptr, nullptr, 0);
-        *output = xmlDocGetRootElement(doc);
-        xmlUnlinkNode(*output);
-        return 0;
-    };
-    context()->cbs[4] = conf::callback_cast<econf_subpub_cb_t>(parsing);
-    EXPECT_EQ(outcome("publish", requests_[1][1]), "<result><o>t</o></result>");
-    xmlFreeDoc(doc);
 }

@@ -11,6 +11,10 @@ econf_config_cb_info_t configs[] = {{"/c", 1, callback}, {"/d", -5, nullptr}, {}
 econf_status_cb_info_t statuses[] = {{"/s", callback}, {}};
 econf_operate_cb_info_t operations[] = {{operation, callback}, {}};
 
+xmlDoc* document_of(const std::string& text) {
+    return xmlReadDoc(BAD_CAST("<a>" + text + "</a>").c_str(), nullptr, nullptr, 0);
+}
+
 } // namespace
 
 callback_script callbacks;
@@ -32,8 +36,7 @@ std::string reply(const std::string& outcome, int id) {
 }
 
 xmlNode* nodes_of(const std::string& text) {
-    const conf::secret_doc doc{
-        xmlReadDoc(BAD_CAST("<a>" + text + "</a>").c_str(), nullptr, nullptr, 0)};
+    const conf::secret_doc doc{document_of(text)};
     return xmlCopyNodeList(xmlDocGetRootElement(doc.get())->children);
 }
 
@@ -97,8 +100,13 @@ std::string daemon_side::received() {
 std::string shown(const char* text) { return text != nullptr ? text : "(null)"; }
 std::string shown(xmlNode** out) {
     EXPECT_EQ(*out, nullptr);
-    if (!callbacks.nodes.empty())
+    if (callbacks.is_document) {
+        callbacks.document.reset(document_of(callbacks.nodes));
+        *out = xmlDocGetRootElement(callbacks.document.get())->children;
+        xmlUnlinkNode(*out);
+    } else if (!callbacks.nodes.empty()) {
         *out = nodes_of(callbacks.nodes);
+    }
     return "out";
 }
 

@@ -68,6 +68,8 @@ private:
 struct callback_script {
     std::string calls;
     std::string nodes;
+    bool is_document = false; // then the first node is taken out of one that was parsed
+    conf::secret_doc document{nullptr};
     std::function<int()> act = [] { return 0; };
 };
 extern callback_script callbacks;
