@@ -102,13 +102,6 @@ TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
                                 "; Can not get plugin information on error set."));
 }
 
-TEST_F(Requests, SayThatTheDaemonDoesNotAnswer) {
-    start();
-    EXPECT_EQ(econf_plugin_save_deployment(), -1);
-    EXPECT_EQ(log(), "Epoll wait failed(timeout).; Plugin ntp send rpc to pelmd failed.; "
-                     "Plugin ntp save deployment data failed.");
-}
-
 TEST_F(Requests, SayWhatTheyAskAndTakeTheAnswer) {
     start();
     for (std::size_t i = 0; i < 6; ++i) {
@@ -163,21 +156,14 @@ TEST_F(Requests, HandBackWhatTheAnswerHolds) {
     }
 }
 
-TEST_F(Requests, LeaveAPositionAsItCameWhenItCannotBeUnquoted) {
-    start();
-    const fault one(call::xmlAddChild, ENOMEM, 1); // behind that of the parameters
-    daemon_.will_answer(answer(R"(<result><prev>/a[b="c"]</prev></result>)"));
-    EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
-    EXPECT_TRUE(one.hit());
-    EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
-}
-
 TEST_F(Requests, KeepAPositionAsItIsWithoutMemory) {
     start();
-    daemon_.will_answer(answer(R"(<result><prev>/a[b="c"]</prev></result>)"));
-    const fault no_memory(call::strdup, ENOMEM);
-    EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
-    EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
+    for (const call which : {call::strdup, call::xmlAddChild}) {
+        const fault no_memory(which, ENOMEM, which == call::xmlAddChild); // behind the parameters'
+        daemon_.will_answer(answer(R"(<result><prev>/a[b="c"]</prev></result>)"));
+        EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
+        EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
+    }
 }
 
 TEST_F(Requests, AreLoggedWhenTheyCarryData) {
