@@ -2,23 +2,10 @@
 #include "conf_plugin.h"
 
 #include "support/bounded.h"
-#include "support/faults.h"
-#include "support/handle.h"
-#include "support/peer.h"
-#include "support/reports.h"
-#include "support/rows.h"
+#include "support/test.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <filesystem>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
-#include <set>
-#include <sys/socket.h>
-#include <sys/stat.h>
-
-namespace fs = std::filesystem;
 
 namespace {
 

@@ -2,16 +2,8 @@
 #include "conf_buffer.h"
 
 #include "buffer_parts.h"
-#include "support/faults.h"
-#include "support/memory.h"
-#include "support/reports.h"
-#include "support/rows.h"
+#include "support/test.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <gtest/gtest.h>
-#include <optional>
 #include <sys/mman.h>
 
 namespace {

@@ -1,29 +1,13 @@
 #include "conf_misc.h"
 
-#include "support/faults.h"
-#include "support/peer.h"
-#include "support/reports.h"
-#include "support/rows.h"
+#include "support/test.h"
 
 #include <bit>
-#include <cerrno>
-#include <climits>
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <gmock/gmock.h>
-#include <map>
 #include <sys/mman.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
-
-using testing::ElementsAre;
 
 constexpr const char* profile = "/mnt/squash/local/etc/pelmd/pelmd.conf";
 

@@ -1,12 +1,6 @@
 #include "conf_debug.h"
 
-#include "support/faults.h"
-#include "support/reports.h"
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 static char path[] = "/var/log/debug";
 

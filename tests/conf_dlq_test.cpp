@@ -1,10 +1,7 @@
 // How queues behave is held against a model in fuzz/containers.cpp.
 #include "conf_dlq.h"
 
-#include "support/reports.h"
-
-#include <cstdlib>
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 TEST(Queue, ReportsSomeBadArgumentsAndIgnoresOthers) {
     conf_dlq_list_t list{}, other{};

@@ -1,12 +1,7 @@
 // Any order of operations is held against a model in fuzz/containers.cpp.
 #include "conf_hash.h"
 
-#include "support/faults.h"
-#include "support/reports.h"
-#include "support/rows.h"
-
-#include <cerrno>
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 namespace {
 

@@ -1,20 +1,10 @@
 #include "conf_misc.h"
 
-#include "support/faults.h"
-#include "support/handle.h"
-#include "support/reports.h"
-#include "support/rows.h"
+#include "support/test.h"
 
-#include <cerrno>
 #include <chrono>
-#include <climits>
-#include <fcntl.h>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <libxml/parser.h>
-#include <string>
 #include <sys/epoll.h>
-#include <sys/socket.h>
 
 TEST(Descriptor, StopsBlockingAndKeepsItsOtherFlags) {
     const conf::unique_fd fd{open("/var/tmp/flags", O_RDWR | O_CREAT | O_APPEND, 0600)};

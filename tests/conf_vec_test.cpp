@@ -1,11 +1,7 @@
 // How vectors behave is held against a model in fuzz/containers.cpp.
 #include "conf_vec.h"
 
-#include "support/faults.h"
-#include "support/reports.h"
-
-#include <cerrno>
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 static constexpr u32_t most = (UINT32_MAX - sizeof(conf_vec_t)) / sizeof(conf_vec_node_t);
 

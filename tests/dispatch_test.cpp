@@ -3,16 +3,7 @@
 
 #include "conf_plugin/context.h"
 
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <gmock/gmock.h>
-#include <optional>
-#include <set>
 #include <sys/time.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <utility>
 
 namespace {
 
@@ -200,13 +191,13 @@ TEST_F(Dispatch, NeverSendsHalfAnAnswer) {
                 instead.insert(answered == whole ? "" : answered);
             }
         }
-    EXPECT_THAT(instead, testing::ElementsAre("", "-1 Add status as a child failed.",
-                                              "-1 Build reply message failed.",
-                                              "-1 New &lt;data&gt; xml node failed.",
-                                              "-1 New &lt;ok&gt; xml node failed.",
-                                              "-1 New &lt;path&gt; xml node failed.",
-                                              "-1 New &lt;result&gt; xml node failed.",
-                                              "-1 add &lt;output&gt; xml node failed."));
+    EXPECT_THAT(instead, ElementsAre("", "-1 Add status as a child failed.",
+                                     "-1 Build reply message failed.",
+                                     "-1 New &lt;data&gt; xml node failed.",
+                                     "-1 New &lt;ok&gt; xml node failed.",
+                                     "-1 New &lt;path&gt; xml node failed.",
+                                     "-1 New &lt;result&gt; xml node failed.",
+                                     "-1 add &lt;output&gt; xml node failed."));
 }
 
 TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {

@@ -1,21 +1,9 @@
 #include "conf_plugin/log.h"
 
 #include "conf_api.h"
-#include "support/faults.h"
-#include "support/reports.h"
-#include "support/rows.h"
+#include "support/test.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <gmock/gmock.h>
-#include <sys/wait.h>
-
-namespace fs = std::filesystem;
-using testing::ElementsAre;
 
 static constexpr const char* path = "/var/log/conf_plugin.log";
 

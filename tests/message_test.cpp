@@ -7,14 +7,9 @@
 #include "support/plugin.h"
 
 #include <cstdarg>
-#include <gmock/gmock.h>
 #include <libxml/parser.h>
-#include <memory>
-#include <set>
 
-using namespace std::string_literals;
 using conf::unique_node;
-using testing::ElementsAre;
 
 namespace {
 

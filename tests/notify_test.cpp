@@ -1,15 +1,8 @@
 #include "support/plugin.h"
 
-#include <gmock/gmock.h>
-#include <map>
 #include <poll.h>
-#include <set>
-#include <sys/socket.h>
-#include <sys/wait.h>
 
 namespace {
-
-using namespace std::string_literals;
 
 char name[] = "alarm";
 char data[] = "text";
@@ -39,10 +32,9 @@ TEST_F(Notifying, SendsTheBareTextOfAnElementAndTextWithItsZeroByte) {
     EXPECT_EQ(received(), "text\0"s);
     EXPECT_EQ(conf_notify_nonblock(name, data + 4), 0);
     EXPECT_EQ(received(), "\0"s);
-    EXPECT_THAT(plugin_log(),
-                testing::ElementsAre("INFO - Sent notification to pelmd, length is 5",
-                                     "INFO - Sent notification to pelmd with non block mode, "
-                                     "length is 1"));
+    EXPECT_THAT(plugin_log(), ElementsAre("INFO - Sent notification to pelmd, length is 5",
+                                          "INFO - Sent notification to pelmd with non block mode, "
+                                          "length is 1"));
 }
 
 TEST_F(Notifying, SaysWhatIsMissingAndWhyTheSystemRefuses) {
@@ -72,8 +64,7 @@ TEST_F(Notifying, SendsNothingThatMemoryDidNotSufficeFor) {
         EXPECT_EQ(received(), is_sent ? element_ : "");
         reports.insert(log());
     });
-    EXPECT_THAT(reports,
-                testing::ElementsAre("", "Create xml buffer for cache rpc failed.",
+    EXPECT_THAT(reports, ElementsAre("", "Create xml buffer for cache rpc failed.",
                                      "Dump data node failed.", "get content from xmlbuf fail."));
 }
 

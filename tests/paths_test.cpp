@@ -3,13 +3,7 @@
 
 #include "conf_api.h"
 #include "conf_debug.h"
-#include "support/faults.h"
-#include "support/handle.h"
-#include "support/reports.h"
-#include "support/rows.h"
-
-#include <cerrno>
-#include <gmock/gmock.h>
+#include "support/test.h"
 
 TEST(Paths, LoseRepeatedPrefixesAndNeedlessQuotes) {
     const auto unquoted = [](const char* path) {
@@ -36,5 +30,5 @@ TEST(Paths, AreNullWithoutInputOrMemory) {
     EXPECT_EQ(conf::datastore_path_rm_quotes(nullptr), nullptr);
     const fault no_memory(call::malloc, ENOMEM);
     EXPECT_EQ(plugin_path_std2db("/a%n"), nullptr);
-    EXPECT_THAT(plugin_log(), testing::ElementsAre("ERROR - Duplicated path /a%n failed."));
+    EXPECT_THAT(plugin_log(), ElementsAre("ERROR - Duplicated path /a%n failed."));
 }

@@ -3,13 +3,6 @@
 #include "support/plugin.h"
 #include "support/socket.h"
 
-#include <cstring>
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <sys/socket.h>
-
-namespace fs = std::filesystem;
 using Profile = PluginTest;
 using Endpoint = PluginTest;
 

@@ -2,8 +2,6 @@
 // runs inside.
 #include "support/plugin.h"
 
-#include <climits>
-
 using namespace conf;
 
 namespace {

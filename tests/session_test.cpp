@@ -5,12 +5,6 @@
 #include "conf_plugin/registry.h"
 #include "support/profile.h"
 
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <gmock/gmock.h>
-#include <unistd.h>
-
 using namespace conf;
 
 using Session = PluginTest;
@@ -159,7 +153,7 @@ TEST_F(Session, HasOneEntryUnderTheNumberOfItsProcess) {
     const std::string key = text("INFO - Hash key = plugin_tid_%d.", getpid());
     (void)plugin_log();
     const conf_plugin_data* entry = get_plugin_from_hash();
-    EXPECT_THAT(plugin_log(), testing::ElementsAre(key));
+    EXPECT_THAT(plugin_log(), ElementsAre(key));
     EXPECT_EQ(get_plugin_context(), nullptr);
     EXPECT_EQ(get_plugin_hooks(), nullptr);
     EXPECT_EQ(get_plugin_from_hash(), entry);

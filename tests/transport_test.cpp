@@ -7,8 +7,6 @@
 #include "conf_plugin/transport.h"
 
 #include <chrono>
-#include <gmock/gmock.h>
-#include <sys/socket.h>
 
 using namespace conf;
 
@@ -282,12 +280,11 @@ TEST_F(Transport, AnAnswerCarriesTheErrorRecordedOnce) {
 TEST_F(Transport, TellsTheStepsOfARequest) {
     daemon_.will_answer(answer("<result/>", 2));
     EXPECT_EQ(request("<rpc/>"), reply("<result/>", 2));
-    EXPECT_THAT(plugin_log(),
-                testing::ElementsAre("INFO - Send message to pelmd.",
-                                     "INFO - Syn send rpc on send evt msg_id:2, ret:0",
-                                     "INFO - Syn send rpc on recv evt msg_id:2. ret:0",
-                                     "INFO - Syn send rpc on send evt msg_id:2, ret:0",
-                                     "INFO - Read message from pelmd(46 bytes).",
-                                     "INFO - Syn send rpc on recv evt, ready is 1",
-                                     "INFO - Syn send rpc on recv evt msg_id:2. ret:0"));
+    EXPECT_THAT(plugin_log(), ElementsAre("INFO - Send message to pelmd.",
+                                          "INFO - Syn send rpc on send evt msg_id:2, ret:0",
+                                          "INFO - Syn send rpc on recv evt msg_id:2. ret:0",
+                                          "INFO - Syn send rpc on send evt msg_id:2, ret:0",
+                                          "INFO - Read message from pelmd(46 bytes).",
+                                          "INFO - Syn send rpc on recv evt, ready is 1",
+                                          "INFO - Syn send rpc on recv evt msg_id:2. ret:0"));
 }

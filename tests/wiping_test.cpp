@@ -1,9 +1,6 @@
 // What may have held a secret is wiped before its memory is given back.
 #include "support/plugin.h"
 
-#include <functional>
-#include <optional>
-
 using namespace conf;
 
 namespace {

@@ -1,7 +1,5 @@
 #include "support/plugin.h"
 
-#include <csignal>
-#include <cstring>
 #include <libxml/parser.h>
 
 namespace {

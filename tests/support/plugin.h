@@ -1,22 +1,11 @@
 // A registered plugin, and the daemon's end of its connection in the same thread.
 #pragma once
 
-#include "support/faults.h"
-#include "support/memory.h"
-#include "support/peer.h"
-#include "support/reports.h"
-#include "support/rows.h"
+#include "support/test.h"
 
 #include "conf_api.h"
 #include "conf_plugin.h"
 #include "support/xml.h"
-
-#include <array>
-#include <cerrno>
-#include <gtest/gtest.h>
-#include <regex>
-#include <sys/socket.h>
-#include <vector>
 
 // The id of the next request that the plugin sends.
 int next_id();
