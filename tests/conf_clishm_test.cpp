@@ -58,42 +58,44 @@ protected:
     Table() { std::ofstream(profile) << "{}"; }
     ~Table() override {
         conf_clishm_destroy();
-        EXPECT_TRUE(segment() == -1 && semaphore() == -1);
+        EXPECT_EQ(segment(), -1);
+        EXPECT_EQ(semaphore(), -1);
         (void)captured_syslog();
     }
 };
 
 } // namespace
 
-TEST_F(Table, LiesInSharedMemoryAsOthersReadItUntilItsCreatorMakesAnother) {
+TEST_F(Table, LiesInSharedMemoryAsOthersReadIt) {
     ASSERT_EQ(conf_clishm_create(2), 0);
-    for (const int slots : {0, INT_MIN, 178956971}) {
-        EXPECT_EQ(conf_clishm_create(slots), -1);
-        expect_errors({text("Input parameter is not valid(num=%d).", slots)});
-    }
     ASSERT_TRUE(save(100, 0x8001));
-    EXPECT_EQ(semctl(semaphore(), 0, GETVAL), 1);
     shmid_ds memory{};
     EXPECT_EQ(shmctl(segment(), IPC_STAT, &memory), 0);
     EXPECT_EQ(memory.shm_perm.mode & 0777, 0660);
     semid_ds lock{};
     EXPECT_EQ(semctl(semaphore(), 0, IPC_STAT, &lock), 0);
     EXPECT_EQ(lock.sem_perm.mode & 0777, 0660);
-    const auto* at = static_cast<u32_t*>(shmat(segment(), nullptr, SHM_RDONLY));
-    const conf_cli_info_t record = record_of(100, 0x8001, 1);
-    EXPECT_EQ(at[0], 2u);
-    const auto* first = reinterpret_cast<const char*>(at + 1);
-    EXPECT_EQ(std::string(first, sizeof record), bytes_of(record));
-    EXPECT_THAT(std::vector(at + 7, at + 13), testing::Each(0u));
+    EXPECT_EQ(semctl(semaphore(), 0, GETVAL), 1);
+    const auto* at = static_cast<char*>(shmat(segment(), nullptr, SHM_RDONLY));
+    const std::string record = bytes_of(record_of(100, 0x8001, 1));
+    EXPECT_EQ(std::string(at, 52), bytes_of(2) + record + std::string(24, '\0'));
     if (std::endian::native == std::endian::little) {
-        EXPECT_EQ(at[2],
-                  0x5A5A0007u); // the nameless bits, the port's highest and lowest, ipv6, valid
+        // The nameless bits, the port's highest and lowest, ipv6, valid.
+        EXPECT_EQ(std::string(at + 8, 4), bytes_of(0x5A5A0007u));
     }
     shmdt(at);
+}
+
+TEST_F(Table, IsThereUntilItsCreatorMakesAnother) {
+    ASSERT_EQ(conf_clishm_create(2), 0);
+    for (const int slots : {0, INT_MIN, 178956971}) {
+        EXPECT_EQ(conf_clishm_create(slots), -1);
+        expect_errors({text("Input parameter is not valid(num=%d).", slots)});
+    }
     const int old_segment = segment();
     const int old_semaphore = semaphore();
     std::ofstream("/mnt/new") << "{}";
-    std::filesystem::rename("/mnt/new", profile); // and with it the key
+    fs::rename("/mnt/new", profile); // and with it the key
     EXPECT_EQ(conf_clishm_create(1), 0);
     EXPECT_EQ(shmat(old_segment, nullptr, 0), MAP_FAILED);
     EXPECT_EQ(semctl(old_semaphore, 0, GETVAL), -1);
@@ -101,21 +103,28 @@ TEST_F(Table, LiesInSharedMemoryAsOthersReadItUntilItsCreatorMakesAnother) {
 
 TEST_F(Table, KeepsEntriesUntilItIsFull) {
     EXPECT_EXIT(_exit(conf_clishm_create(2)), testing::ExitedWithCode(0), "");
-    EXPECT_TRUE(save(5, 1) && save(5, 2) && !save(6) && holds(5, 1));
+    EXPECT_TRUE(save(5, 1));
+    EXPECT_TRUE(save(5, 2));
+    EXPECT_FALSE(save(6));
     expect_errors({"Share memory for client info is full(0)."});
-    EXPECT_EQ(conf_clishm_create(2), -1); // which removes the table that is there
-    expect_errors({"Allocate share memory for client-info failed(File exists)."});
-    ASSERT_EQ(conf_clishm_create(2), 0);
-    EXPECT_TRUE(save(5, 1) && save(5, 2) && !save(6) && holds(5, 1));
+    EXPECT_TRUE(holds(5, 1));
     conf_free_client_info(5);
-    EXPECT_TRUE(holds(5, 2) && save(6) && holds(6));
+    EXPECT_TRUE(holds(5, 2));
+    EXPECT_TRUE(save(6));
+    EXPECT_TRUE(holds(6));
     conf_free_client_info(5);
     conf_free_client_info(5);
     EXPECT_FALSE(holds(5));
-    EXPECT_EXIT((conf_clishm_destroy(), _exit(conf_clishm_create(2))), testing::ExitedWithCode(0),
-                "");
-    EXPECT_EQ(conf_clishm_create(2), -1); // which removes the other's, too
-    EXPECT_EQ(conf_clishm_create(2), 0);
+}
+
+TEST_F(Table, OfAnotherProcessIsRemovedWhenItIsInTheWay) {
+    const auto create_elsewhere = [] { conf_clishm_destroy(), _exit(conf_clishm_create(2)); };
+    for (int held_here = 0; held_here < 2; ++held_here) {
+        EXPECT_EXIT(create_elsewhere(), testing::ExitedWithCode(0), "");
+        EXPECT_EQ(conf_clishm_create(2), -1);
+        expect_errors({"Allocate share memory for client-info failed(File exists)."});
+        EXPECT_EQ(conf_clishm_create(2), 0);
+    }
 }
 
 TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
@@ -128,27 +137,27 @@ TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
         const fault one(which, ENOSPC);
         EXPECT_EQ(conf_clishm_create(3), -1);
         expect_errors({text("%s failed(No space left on device).", what)});
-        EXPECT_TRUE(segment() == -1 && semaphore() == -1);
+        EXPECT_EQ(segment(), -1);
+        EXPECT_EQ(semaphore(), -1);
     }
 }
 
 TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
     EXPECT_EXIT(_exit(conf_clishm_create(2)), testing::ExitedWithCode(0), "");
     int* const count = static_cast<int*>(shmat(segment(), nullptr, 0));
-    *count = -1;
-    EXPECT_FALSE(save(5));
-    expect_errors({"Share memory for client info is full(0)."});
     const std::pair<const char*, std::function<void()>> failures[] = {
+        {"Share memory for client info is full(0)", [=] { *count = -1; }},
         {"Attach share memory of client-info failed(Invalid argument)", [=] { *count = 3; }},
         {"Get semaphore of client-info failed(No such file or directory)",
          [] { semctl(semaphore(), 0, IPC_RMID); }},
         {"Get share memory of client-info failed(No such file or directory)",
          [] { shmctl(segment(), IPC_RMID, nullptr); }},
         {"Generated share memory key failed(No such file or directory)",
-         [] { std::filesystem::remove(profile); }}};
+         [] { fs::remove(profile); }}};
     for (const auto& [words, spoil] : traced(failures)) {
         spoil();
-        EXPECT_FALSE(save(5) || holds(5));
+        EXPECT_FALSE(save(5));
+        EXPECT_FALSE(holds(5));
         conf_free_client_info(5);
         EXPECT_EQ(captured_syslog().front(), text("<11>[ERROR] %s.\n", words));
         shmid_ds memory{};
@@ -161,12 +170,13 @@ TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
 TEST_F(Table, OutlivesSignalsAndSaysWhatFails) {
     ASSERT_EQ(conf_clishm_create(1), 0);
     const fault interrupted(call::semop, EINTR);
-    EXPECT_TRUE(save(5) && interrupted.hit());
+    EXPECT_TRUE(save(5));
     const fault unlocking(call::semop, EIDRM, 1);
     EXPECT_FALSE(save(6));
     const fault locking(call::semop, EINVAL);
     EXPECT_FALSE(holds(5));
-    EXPECT_TRUE(conf_get_client_info(5, nullptr) == -1 && conf_save_client_info(nullptr) == -1);
+    EXPECT_EQ(conf_get_client_info(5, nullptr), -1);
+    EXPECT_EQ(conf_save_client_info(nullptr), -1);
     EXPECT_THAT(captured_syslog(),
                 ElementsAre("<12>[WARN] Unlock share memory failed(Identifier removed).\n",
                             "<11>[ERROR] Share memory for client info is full(1).\n",
@@ -185,5 +195,8 @@ TEST_F(Table, LosesNothingWhenManyUseItAndSomeDieWithTheLock) {
     for (int status = 0; wait(&status) > 0;)
         ++ends[status];
     EXPECT_THAT(ends, ElementsAre(std::pair{0, 4}, std::pair{SIGKILL, 10}));
-    EXPECT_TRUE(holds(1) && holds(2) && holds(3) && holds(4) && save(5) && !save(6));
+    for (const int key : {1, 2, 3, 4})
+        EXPECT_TRUE(holds(key)) << key;
+    EXPECT_TRUE(save(5));
+    EXPECT_FALSE(save(6));
 }
