@@ -32,21 +32,20 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
     const conf::unique_fd standard_input{dup(0)};
     close(0);
     EXPECT_EQ(conf_agent_service_enable(), 0);
-    EXPECT_TRUE(accept(0, nullptr, nullptr) == -1 && errno == EAGAIN);
+    EXPECT_EQ(fcntl(0, F_GETFL), O_RDWR | O_NONBLOCK);
     const int agent = conf_agent_init();
     EXPECT_EQ(captured_syslog().back(), "<15>[DEBUG] Agent connect to agent sock addr success.\n");
-    EXPECT_EQ(fcntl(agent, F_GETFL) & O_NONBLOCK, 0);
-    EXPECT_TRUE(fcntl(agent, F_GETFD) == FD_CLOEXEC && fcntl(0, F_GETFD) == FD_CLOEXEC);
+    EXPECT_EQ(fcntl(agent, F_GETFL), O_RDWR);
     const conf::unique_fd daemon{accept(0, nullptr, nullptr)};
     EXPECT_EQ(write(daemon.get(), "hello", 5), 5);
     char bytes[6] = "";
     EXPECT_EQ(read(agent, bytes, sizeof bytes), 5);
     EXPECT_STREQ(bytes, "hello");
     conf_agent_exit(agent);
-    EXPECT_EQ(captured_syslog(),
-              std::vector<std::string>{"<15>[DEBUG] Agent disconnect to server.\n"});
+    EXPECT_THAT(captured_syslog(), ElementsAre("<15>[DEBUG] Agent disconnect to server.\n"));
     conf_agent_service_disable(0);
-    EXPECT_TRUE(fcntl(0, F_GETFD) == -1 && !fs::exists(path));
+    EXPECT_EQ(fcntl(0, F_GETFD), -1);
+    EXPECT_FALSE(fs::exists(path));
     conf_agent_exit(dup2(standard_input.get(), 0));
     EXPECT_EQ(fcntl(0, F_GETFD), -1);
     dup2(standard_input.get(), 0);
@@ -55,21 +54,24 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
 TEST_F(Agent, SaysWhyTheSystemRefuses) {
     const auto agent = conf_agent_init;
     const auto service = conf_agent_service_enable;
-    const std::tuple<int (*)(), call, const char*, bool> failures[] = {
-        {agent, call::socket, "Create socket failed(Input/output error)", false},
-        {agent, call::connect, "Connect to agent sock addr failed(Input/output error)", false},
-        {service, call::socket, "Create agent socket failed(Input/output error)", false},
-        {service, call::bind, "Bind agent socket failed(Input/output error)", false},
-        {service, call::listen, "Listen agent socket failed(Input/output error)", true},
-        {service, call::fcntl, "Set agent service socket to nonblock failed", true}};
-    for (const auto& [run, which, words, leaves_file] : traced(failures)) {
+    const std::tuple<int (*)(), call, const char*> failures[] = {
+        {agent, call::socket, "Create socket failed(Input/output error)"},
+        {agent, call::connect, "Connect to agent sock addr failed(Input/output error)"},
+        {service, call::socket, "Create agent socket failed(Input/output error)"},
+        {service, call::bind, "Bind agent socket failed(Input/output error)"},
+        {service, call::listen, "Listen agent socket failed(Input/output error)"},
+        {service, call::fcntl, "Set agent service socket to nonblock failed"}};
+    for (const auto& [run, which, words] : traced(failures)) {
         const fault one(which, EIO);
         EXPECT_EQ(run(), -1);
         EXPECT_EQ(captured_syslog().back(), text("<11>[ERROR] %s.\n", words));
-        EXPECT_EQ(fs::exists(path), leaves_file);
         conf_agent_service_disable(-1);
         EXPECT_FALSE(fs::exists(path));
     }
+    const fault unknown(call::getpwuid, 0);
+    errno = EIO; // of something else
+    EXPECT_EQ(conf_agent_build_session(&requests_, 1), -1);
+    expect_errors({"Get login user information failed(Success)."});
 }
 
 TEST_F(Agent, BuildsOneRequestBehindTheOther) {
@@ -100,15 +102,16 @@ TEST_F(Agent, ReportsARequestItCannotBuildAndLeavesTheBuffer) {
              {conf_agent_build_session, conf_agent_build_notify_rpc, conf_agent_build_capability})
             fail_each(which, ENOMEM, [&](const fault& one) {
                 const std::string before = requests();
-                const bool is_built = build(&requests_, 1) == 0;
-                EXPECT_TRUE(is_built != one.hit() && is_built != (requests() == before));
+                const int result = build(&requests_, 1);
+                EXPECT_EQ(result, one.hit() ? -1 : 0);
+                EXPECT_EQ(requests() == before, one.hit());
                 const std::vector<std::string> said = captured_syslog();
-                EXPECT_EQ(said.empty(), is_built);
+                EXPECT_EQ(said.empty(), !one.hit());
                 reports.insert(said.begin(), said.end());
             });
     std::string words;
     for (const std::string& report : reports)
-        words += report.starts_with("<11>[ERROR] ") ? report.substr(12) : report;
+        words += report.substr(sizeof "<11>[ERROR]");
     EXPECT_EQ(words, R"(Allocate 131072 byte(s) memory failed(Cannot allocate memory).
 Append message body to outbound buffer failed.
 Create attribution <message-id> failed.
@@ -139,11 +142,4 @@ TEST_F(Agent, GivesItsSocketToSudoOrWarns) {
     const bool is_given = sudo == nullptr || file.st_gid == sudo->gr_gid;
     const std::string warning = "<12>[WARN] Fail to change group into sudo for agent sock path\n";
     EXPECT_EQ(captured_syslog(), is_given ? std::vector<std::string>{} : std::vector{warning});
-}
-
-TEST_F(Agent, IsTellingOfAUserWhomNobodyKnows) {
-    const fault unknown(call::getpwuid, 0);
-    errno = EIO; // of something else
-    EXPECT_EQ(conf_agent_build_session(&requests_, 1), -1);
-    expect_errors({"Get login user information failed(Success)."});
 }
