@@ -117,20 +117,24 @@ TEST_F(Legacy, ReadsAndWritesValues) {
         EXPECT_EQ(text_of(val.data), data);
         xmlFreeNode(std::exchange(val.data, node.get()));
     }
-    const std::string old = rpc("pull", "<old/><path>/a</path>");
+    std::string requests = rpc("pull", "<old/><path>/a</path>");
     daemon_.will_answer(answer("<result/>"));
     EXPECT_EQ(conf_get_old_config(path), nullptr);
-    EXPECT_EQ(daemon_.received(), old);
-    const std::string request = rpc("push", "<path>/a</path><data><x/></data>");
+    requests += rpc("push", "<path>/a</path><data><x/></data>");
     daemon_.will_answer(answer("<result/>"));
     EXPECT_EQ(conf_plg_set_value(handle_, 7, path, &val), 0);
-    EXPECT_EQ(daemon_.received(), request);
+    EXPECT_EQ(daemon_.received(), requests);
 }
 
 TEST_F(Legacy, RefusesWhatIsMissing) {
     conf_val_t val{};
     EXPECT_EQ(conf_plg_set_value(handle_, 7, nullptr, &val), -1);
     EXPECT_EQ(conf_plg_get_old_value(handle_, path, nullptr), -1);
+    EXPECT_EQ(log(), "Input parameters error(path=(nil), val=P).; "
+                     "Input parameters error(path=P, val=(nil)).");
+}
+
+TEST_F(Legacy, RepliesThroughAHookAlone) {
     pelmd_plugin_callback_t hooks{};
     EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
     EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), -1);
@@ -138,31 +142,25 @@ TEST_F(Legacy, RefusesWhatIsMissing) {
     callbacks.act = [] { return 3; };
     EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), 3);
     EXPECT_EQ(callbacks.calls, "call 6  ;");
-    EXPECT_EQ(log(), "Input parameters error(path=(nil), val=P).; "
-                     "Input parameters error(path=P, val=(nil)).; "
-                     "WARN: conf_send_reply is obsolete.; WARN: conf_send_reply is obsolete.");
+    EXPECT_EQ(log(), "WARN: conf_send_reply is obsolete.; WARN: conf_send_reply is obsolete.");
 }
 
 // A daemon's document lives on, and its short texts are shared by nodes and names alike.
 TEST_F(Legacy, TakesAValueOutOfADocumentOfTheDaemonAndLeavesTheRest) {
-    static xmlDoc* doc;
-    doc = xmlReadDoc(BAD_CAST "<r><abc>abc</abc><x>abc</x></r>", nullptr, nullptr, 0);
     pelmd_plugin_callback_t hooks{};
-    hooks.conf_plugin_pull = [](bool_t, const char*, xmlNode** result) {
-        *result = xmlDocGetRootElement(doc)->children;
-        xmlUnlinkNode(*result);
-        return 0;
-    };
+    hooks.conf_plugin_pull = callback;
     EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
-    conf_val_t val{};
-    EXPECT_EQ(conf_plg_get_value(handle_, path, &val), 0);
-    EXPECT_EQ(text_of(val.data), "<data><abc>abc</abc></data>");
-    EXPECT_EQ(text_of(xmlDocGetRootElement(doc)), "<r><x>abc</x></r>");
-    xmlFreeNode(val.data);
-    const fault no_memory(call::xml, ENOMEM);
-    EXPECT_EQ(conf_plg_get_value(handle_, path, &val), -1);
-    EXPECT_EQ(val.data, nullptr);
-    EXPECT_EQ(text_of(xmlDocGetRootElement(doc)), "<r/>");
-    xmlFreeDoc(doc);
+    callbacks.is_document = true;
+    callbacks.nodes = "<abc>abc</abc><x>abc</x>";
+    std::optional<fault> no_memory;
+    for (const bool has_memory : {true, false}) {
+        if (!has_memory)
+            callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM), 0; };
+        conf_val_t val{};
+        EXPECT_EQ(conf_plg_get_value(handle_, path, &val), has_memory ? 0 : -1);
+        EXPECT_EQ(text_of(val.data), has_memory ? "<data><abc>abc</abc></data>" : "");
+        EXPECT_EQ(text_of(xmlDocGetRootElement(callbacks.document.get())), "<a><x>abc</x></a>");
+        xmlFreeNode(val.data);
+    }
     econf_plugin_close(); // the hooks stay, so the fixture has two things to free
 }
