@@ -66,19 +66,18 @@ TEST(Log, IsDeletedBeyondTwoMebibytesAndKeepsErrno) {
 
 TEST(Log, NeverMixesTheLinesOfSeveralProcesses) {
     econf_plugin_config_debug(DBG_DEBUG, 1);
-    std::vector<std::string> expected;
     for (const char letter : {'a', 'b', 'c', 'd'}) {
-        const std::string line(255, letter);
-        expected.insert(expected.end(), 1000, "DEBUG - " + line);
         if (fork() != 0)
             continue;
         for (int i = 0; i < 1000; ++i)
-            _conf_write_log(DBG_DEBUG, "%s", line.c_str());
+            _conf_write_log(DBG_DEBUG, "%s", std::string(255, letter).c_str());
         _exit(0);
     }
     while (wait(nullptr) > 0)
         continue;
-    std::vector<std::string> written = plugin_log();
-    std::ranges::sort(written);
-    EXPECT_EQ(written, expected);
+    std::map<std::string, int> count;
+    for (const std::string& line : plugin_log())
+        ++count[line];
+    for (const char letter : {'a', 'b', 'c', 'd'})
+        EXPECT_EQ(count["DEBUG - " + std::string(255, letter)], 1000);
 }
