@@ -20,18 +20,24 @@ protected:
         econf_plugin_run();
         return daemon_.received();
     }
-    // The answer to a request: what it holds beside the id, or the code and the message of an error.
-    std::string outcome(const std::string& method, const std::string& params) {
+    // A request of the daemon's; of the kinds of a publish each has a name of its own.
+    static std::string asked(const std::string& kind, const std::string& params, int id = 9) {
+        const bool is_publish = kind == "config" || kind == "operate";
+        const std::string type = is_publish ? "<type>" + kind + "</type>" : "";
+        return frame_of(rpc(is_publish ? "publish" : kind, type + params, id));
+    }
+    // The answer to a request: what it holds beside the id, or an error's code and message.
+    std::string outcome(const std::string& kind, const std::string& params) {
         static const std::regex reply("<reply>(.*)<id>9</id></reply>");
         static const std::regex error("<error><code>(.*)</code><message>(.*)</message></error>");
-        const std::string answered = run(frame_of(rpc(method, params, 9)));
+        const std::string answered = run(asked(kind, params));
         return std::regex_replace(std::regex_replace(answered, reply, "$1"), error, "$1 $2");
     }
 
     // A request to each kind of callback.
     const std::vector<std::array<std::string, 2>> requests_ = table<2>(R"(
-        publish   | <type>config</type><callback>1</callback><info><path>/a</path></info>
-        publish   | <type>operate</type><callback>4</callback><info/>
+        config    | <callback>1</callback><info><path>/a</path></info>
+        operate   | <callback>4</callback><info/>
         subscribe | <callback>3</callback><path>/a</path>
         kickoff   |)");
 };
@@ -45,35 +51,62 @@ extern "C" int gettimeofday(timeval* now, void*) noexcept {
     return 0;
 }
 
-TEST_F(Dispatch, CallsWhatARequestNamesAndRefusesWhatItCannotServe) {
-    callbacks.nodes = "<o/>t";
-    for (const auto& [method, params, calls, expected] : traced(table<4>(R"(
-        publish   | <path/><callback>1</callback><info><path>/x</path><priority>-5</priority><x>7</x><path>/a[b="c"]</path><more-flag>1</more-flag><oper-type>16385x</oper-type><oper-type/></info><type>config</type><session-id>7</session-id> | call 7 16385 1 -5 /a[b=c]; | <result/>
-        publish   | <session-id/><type>config</type><callback>1</callback><info/> | call -1 0 0 0 (null); | <result/>
-        publish   | <session-id>010</session-id><type>config</type><callback>01</callback><info><oper-type>0x10</oper-type></info> | call 10 0 0 0 (null); | <result/>
-        publish   | <session-id>x</session-id><type>config</type><type>operate</type><session-id/><callback>9</callback><info><a/></info><callback>4</callback><callback/><info><i/>t</info> | call 0 <i/>t out; | <result><o/>t</result>
-        subscribe | <filter>f</filter><path>/a[b="&amp;"]</path><session-id>3</session-id><callback>3</callback> | call 3 /a[b="&"] f out; | <result><path>/a[b="&amp;"]</path><data><o/>t</data></result>
-        subscribe | <session-id/><callback>3</callback> | call -1 (null) (null) out; | <result><path/><data><o/>t</data></result>
-        kickoff   | | call; | <result/>
-        publish   | <type>config</type>                                       || -1 Error publish rpc message.
-        publish   | <info/>                                                   || -1 Error publish rpc message.
-        publish   | <type>Config</type><info/>                                || -1 Unknown publish type.
-        publish   | <type>configs</type><info/>                               || -1 Unknown publish type.
-        publish   | <type>config</type><info/>                                || -1 Cann't find the callback function.
-        publish   | <type>config</type><info/><callback>0</callback>          || -1 Cann't find the callback function.
-        publish   | <type>config</type><info/><callback>4294967297</callback> || -1 Cann't find the callback function.
-        publish   | <type>operate</type><info/><callback>5</callback>         || -1 Callback index is invalid.
-        publish   | <type>operate</type><info/><callback>1</callback>         || -1 Cann't find the callback function.
-        publish   | <type>operate</type><info/><callback>0x4</callback>       || -1 Cann't find the callback function.
-        publish   | <type>operate</type><info/><callback>-1</callback>          || -1 Callback index is invalid.
-        publish   | <type>operate</type><info/><callback>-4294967292</callback> || -1 Callback index is invalid.
-        subscribe | <callback>4</callback>                                    || -1 Cann't find the callback function.
-        kicked    |                                                           || -1 Method &lt;kicked&gt; doesn't be supported
-        %n&lt;    |                                                           || -1 Method &lt;%n&lt;&gt; doesn't be supported)"))) {
-        EXPECT_EQ(outcome(method, params), expected);
-        EXPECT_EQ(callbacks.calls, calls);
+TEST_F(Dispatch, CallsAConfigurationCallbackWithWhatTheInfoHolds) {
+    for (const auto& [info, call] : traced(table<2>(R"(
+        <path>/x</path><path>/a[b="c"]</path><path/>            | call 7 0 0 0 /a[b=c];
+        <priority>-5</priority><x>7</x><more-flag>1</more-flag> | call 7 0 1 -5 (null);
+        <oper-type>16385x</oper-type><oper-type/>               | call 7 16385 0 0 (null);
+        <oper-type>0x10</oper-type>                             | call 7 0 0 0 (null);)"))) {
+        const std::string to = "<path>/y</path><callback>1</callback><session-id>7</session-id>";
+        EXPECT_EQ(outcome("config", to + "<info>" + info + "</info>"), "<result/>");
+        EXPECT_EQ(callbacks.calls, call);
     }
-    EXPECT_TRUE(log().ends_with("; WARN - Receive an unknown rpc method %n<."));
+}
+
+TEST_F(Dispatch, ReadsTheLastOfEachArgument) {
+    for (const auto& [kind, params, call] : traced(table<3>(R"(
+        config  | <session-id/><callback>01</callback><info/>               | call -1 0 0 0 (null);
+        config  | <session-id>010</session-id><callback>1</callback><info/> | call 10 0 0 0 (null);
+        config  | <type>operate</type><callback>4</callback><info>t</info>  | call -1 t out;
+        operate | <session-id>x</session-id><callback>4</callback><info/>   | call 0  out;
+        operate | <info>t</info><callback>4</callback><callback/><info/>    | call -1  out;
+        kickoff |                                                           | call;)"))) {
+        EXPECT_TRUE(outcome(kind, params).starts_with("<result"));
+        EXPECT_EQ(callbacks.calls, call);
+    }
+}
+
+TEST_F(Dispatch, AnswersWithWhatTheCallbackHandsBack) {
+    callbacks.nodes = "<o/>t";
+    EXPECT_EQ(outcome("operate", "<callback>4</callback><info/>"), "<result><o/>t</result>");
+    const std::string path = R"(<path>/a["&amp;"]</path>)";
+    EXPECT_EQ(outcome("subscribe", "<filter>f</filter><callback>3</callback>" + path),
+              "<result>" + path + "<data><o/>t</data></result>");
+    EXPECT_EQ(callbacks.calls, R"(call -1 /a["&"] f out;)");
+    EXPECT_EQ(outcome("subscribe", "<session-id>3</session-id><callback>3</callback>"),
+              "<result><path/><data><o/>t</data></result>");
+    EXPECT_EQ(callbacks.calls, "call 3 (null) (null) out;");
+}
+
+TEST_F(Dispatch, RefusesWhatItCannotServe) {
+    for (const auto& [kind, params, words] : traced(table<3>(R"(
+        config    |                                         | Error publish rpc message.
+        publish   | <info/>                                 | Error publish rpc message.
+        publish   | <type>configs</type><info/>             | Unknown publish type.
+        config    | <info/>                                 | Cann't find the callback function.
+        config    | <info/><callback>0</callback>           | Cann't find the callback function.
+        config    | <info/><callback>4294967297</callback>  | Cann't find the callback function.
+        operate   | <info/><callback>1</callback>           | Cann't find the callback function.
+        operate   | <info/><callback>0x4</callback>         | Cann't find the callback function.
+        subscribe | <callback>4</callback>                  | Cann't find the callback function.
+        operate   | <info/><callback>5</callback>           | Callback index is invalid.
+        operate   | <info/><callback>-1</callback>          | Callback index is invalid.
+        operate   | <info/><callback>-4294967292</callback> | Callback index is invalid.)"))) {
+        EXPECT_EQ(outcome(kind, params), "-1 " + words);
+        EXPECT_EQ(callbacks.calls, "");
+    }
+    EXPECT_EQ(outcome("kick%n&lt;", ""), "-1 Method &lt;kick%n&lt;&gt; doesn't be supported");
+    EXPECT_TRUE(log().ends_with("; WARN - Receive an unknown rpc method kick%n<."));
 }
 
 TEST_F(Dispatch, FindsCallbacksOfAForeignContextByTheirIndexAlone) {
@@ -83,9 +116,9 @@ TEST_F(Dispatch, FindsCallbacksOfAForeignContextByTheirIndexAlone) {
     get_plugin_from_hash()->plugin_ctxt = static_cast<conf_plugin_context_t*>(foreign);
     std::free(own);
     std::swap(context()->cbs[1], context()->cbs[4]);
-    EXPECT_EQ(outcome("publish", "<type>config</type><callback>4</callback><info/>"), "<result/>");
+    EXPECT_EQ(outcome("config", "<callback>4</callback><info/>"), "<result/>");
     EXPECT_EQ(callbacks.calls, "call -1 0 0 0 (null);");
-    EXPECT_EQ(outcome("publish", "<type>config</type><callback>0</callback><info/>"),
+    EXPECT_EQ(outcome("config", "<callback>0</callback><info/>"),
               "-1 Cann't find the callback function.");
 }
 
@@ -126,14 +159,13 @@ TEST_F(Dispatch, LogsEachChangeAndCountsFailedRecoveries) {
         callbacks.act = [number = std::stoi(result)] { return number; };
         const std::string info = "<oper-type>" + oper + "</oper-type><priority>3</priority>" +
                                  (path == "/a" ? "<path>/a</path>" : "");
-        (void)outcome("publish", requests_[0][1] + "<info>" + info + "</info>");
+        (void)outcome("config", "<callback>1</callback><info>" + info + "</info>");
         EXPECT_EQ(log(), text("DEBUG - Service publish result: %s for path:%s oper:%s priority:3 "
                               "time consumed:5000.124 seconds",
                               result.c_str(), path.c_str(), oper.c_str()));
     }
     EXPECT_EQ(g_rdb_recovery_status, before + 1);
-    const std::string nowhere = "<type>config</type><info><path>/b</path></info>";
-    (void)outcome("publish", nowhere);
+    (void)outcome("config", "<info><path>/b</path></info>");
     EXPECT_EQ(log(), "DEBUG - Cann't find the callback for path:/b oper:0 priority:0");
 }
 
@@ -141,7 +173,7 @@ TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
     const std::string kick_off = frame_of(rpc("kickoff", "", 1));
     std::string frames = frame_of("no XML") + frame_of("<rpc/>");
     for (const auto& [method, params] : requests_)
-        frames += frame_of(rpc(method, params, 0));
+        frames += asked(method, params, 0);
     EXPECT_EQ(run(kick_off.substr(0, 20)), "");
     // Without an id only a success is answered that carries something.
     EXPECT_EQ(run(kick_off.substr(20) + frames + frame_of(rpc("x", "", 0))),
@@ -160,18 +192,19 @@ TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
 }
 
 TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
-    for (const auto& [method, params, report] : traced(table<3>(R"(
-        publish   | <type>config</type>         | Send reply message to pelmd failed.; Plugin ntp send reply for publish rpc failed.
-        publish   | <type>operate</type><info/> | Send reply message to pelmd failed.; Plugin ntp send error-reply failed.
-        subscribe | <callback>3</callback>      | Send reply message to pelmd failed.
-        subscribe | <callback>9</callback>      | Send reply message to pelmd failed.; Plugin ntp send reply for publish rpc failed.
-        x         |                             | Send reply message to pelmd failed.; Plugin ntp send reply for x rpc failed.)"))) {
+    for (const auto& [kind, params, report] : traced(table<3>(R"(
+        config    |                        | ; Plugin ntp send reply for publish rpc failed.
+        operate   | <info/>                | ; Plugin ntp send error-reply failed.
+        subscribe | <callback>3</callback> |
+        subscribe | <callback>9</callback> | ; Plugin ntp send reply for publish rpc failed.
+        x         |                        | ; Plugin ntp send reply for x rpc failed.)"))) {
         const fault broken(call::write, EPIPE);
-        EXPECT_EQ(outcome(method, params), "");
-        EXPECT_TRUE(log().ends_with("(Broken pipe).; " + report));
+        EXPECT_EQ(outcome(kind, params), "");
+        EXPECT_TRUE(
+            log().ends_with("(Broken pipe).; Send reply message to pelmd failed." + report));
     }
     const fault no_memory(call::strdup, ENOMEM);
-    EXPECT_EQ(outcome("publish", requests_[0][1]), "-1 Service process failed.");
+    EXPECT_EQ(outcome("config", requests_[0][1]), "-1 Service process failed.");
     EXPECT_EQ(log(), "Duplicated path /a failed.");
 }
 
@@ -211,7 +244,7 @@ TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
                     start();
                 return 1;
             };
-            const std::string request = frame_of(rpc(method, params, 9));
+            const std::string request = asked(method, params);
             EXPECT_EQ(run(request + request), "");
             EXPECT_EQ(context() != nullptr, is_again);
             if (!is_again)
@@ -226,7 +259,7 @@ TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
         econf_plugin_close();
         return 1;
     };
-    const std::string request = frame_of(rpc("kickoff", "", 9));
+    const std::string request = asked("kickoff", "");
     EXPECT_EQ(run(request + request), "");
     EXPECT_EQ(context(), nullptr);
     EXPECT_NE(get_plugin_hooks(), nullptr);
@@ -235,7 +268,7 @@ TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
 TEST_F(Dispatch, ACallbackMayRemoveTheEntryAlone) {
     conf_plugin_context_t* const left = context();
     callbacks.act = [] { return del_plugin_from_hash(), 1; };
-    const std::string request = frame_of(rpc("kickoff", "", 9));
+    const std::string request = asked("kickoff", "");
     EXPECT_EQ(run(request + request), "");
     get_plugin_from_hash()->plugin_ctxt = left; // which the fixture closes
 }
@@ -249,25 +282,26 @@ TEST_F(Dispatch, AChildThatReturnsFromACallbackAnswersNothing) {
             daemon_.fall_asleep(); // it would read the parent's answer away
         return 0;
     };
-    daemon_.send(frame_of(rpc("kickoff", "", 9)));
+    daemon_.send(asked("kickoff", ""));
     econf_plugin_run();
     if (child == 0)
         _exit(parents != nullptr && context() == nullptr ? 0 : 1); // it has an entry of its own
     int status = -1;
-    EXPECT_TRUE(waitpid(child, &status, 0) == child && status == 0);
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
     EXPECT_EQ(daemon_.received(), reply("<result/>", 9));
 }
 
 TEST_F(Dispatch, WhatComesBehindTheAnswerToDeactivateWaitsForAnActivePlugin) {
-    const std::string kick_off = frame_of(rpc("kickoff", "", 8));
+    const std::string kick_off = asked("kickoff", "", 8);
     callbacks.act = [&] {
         daemon_.will_answer(kick_off + answer("<result/>") + kick_off);
         econf_plugin_deactivate();
         (void)plugin_log();
         return 0;
     };
-    const std::string asked = rpc("deactivate", "");
-    EXPECT_EQ(run(frame_of(rpc("publish", requests_[0][1], 9))), asked + reply("<result/>", 9));
+    const std::string sent = rpc("deactivate", "");
+    EXPECT_EQ(run(asked("config", requests_[0][1])), sent + reply("<result/>", 9));
     EXPECT_TRUE(std::regex_match(log(), std::regex("DEBUG - Service publish result: 0 [^;]*")));
     callbacks.act = [] { return 0; };
     econf_plugin_run();
@@ -278,18 +312,16 @@ TEST_F(Dispatch, WhatComesBehindTheAnswerToDeactivateWaitsForAnActivePlugin) {
 
 TEST_F(Dispatch, AnExceptionOfACallbackEndsTheProcess) {
     callbacks.act = []() -> int { throw 1; };
-    for (const auto& [method, params] : requests_) {
-        const pid_t child = fork();
-        if (child == 0) {
-            (void)close(STDERR_FILENO); // where the C++ run time tells of its end
-            start();                    // a child begins without a plugin
-            (void)run(frame_of(rpc(method, params, 9)));
-            _exit(0);
-        }
-        int status = 0;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(WTERMSIG(status), SIGABRT) << method;
+    const pid_t child = fork();
+    if (child == 0) {
+        (void)close(STDERR_FILENO); // where the C++ run time tells of its end
+        start();                    // a child begins without a plugin
+        (void)run(asked("kickoff", ""));
+        _exit(0);
     }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(WTERMSIG(status), SIGABRT);
 }
 
 TEST_F(Dispatch, AKickOffNeedsNoFunction) {
