@@ -10,6 +10,24 @@ char name[] = "ntp";
 char path[] = "/a";
 const std::string kick_off = frame_of(rpc("kickoff", "", 9));
 
+const std::string failed =
+    "<error><code>4</code><message>Service process failed.</message></error>";
+
+// A request, the nodes that its callback hands back, the callback's arguments, and the answer.
+const std::array<std::string, 5> calls[] = {
+    {"publish", R"(<type>config</type><callback>1</callback>
+        <info><oper-type>16385</oper-type><more-flag>1</more-flag>
+        <priority>2</priority><path>/a[b="c"]</path></info>)",
+     "", "call 16385 1 2 /a[b=c];", "<result/>"},
+    {"subscribe", R"(<callback>2</callback><path>/a[b="c"]</path><filter>f</filter>)", "<s/>",
+     R"(call /a[b="c"] f out;)", "<result><data><s/></data></result>"},
+    {"publish", "<type>operate</type><callback>3</callback><info><i/></info>", "<data><a/>t</data>",
+     "call <i/> out;", "<result><a/>t</result>"},
+    {"publish", "<type>operate</type><callback>3</callback><info><i/></info>", "<data/>",
+     "call <i/> out;", R"(<error><code>-1</code>
+        <message>Copy &lt;data&gt; xml node failed.</message></error>)"},
+};
+
 class Legacy : public PluginTest {
 protected:
     Legacy() {
@@ -33,13 +51,25 @@ TEST_F(Legacy, RegistersItsTablesAsTheyStand) {
     EXPECT_EQ(static_cast<void*>(handle_), context());
     EXPECT_EQ(handle_->stub, 1);
     EXPECT_EQ(conf_plg_get_hconf(nullptr), context()->sock);
-    EXPECT_TRUE(daemon_.received().ends_with(
-        R"(<config-subscribe><subscriber><path>/a</path><priority>1</priority><callback>1</callback></subscriber></config-subscribe><status-publish><publisher><path>/a</path><callback>2</callback></publisher></status-publish><operate-subscribe><subscriber><path>/a</path><callback>3</callback></subscriber></operate-subscribe></params><id>1</id></rpc>)" +
-        rpc("activate", "<with-cfgr/>", 2)));
+    EXPECT_TRUE(daemon_.received().ends_with(joined(R"(
+        <config-subscribe>
+        <subscriber><path>/a</path><priority>1</priority><callback>1</callback></subscriber>
+        </config-subscribe>
+        <status-publish>
+        <publisher><path>/a</path><callback>2</callback></publisher>
+        </status-publish>
+        <operate-subscribe>
+        <subscriber><path>/a</path><callback>3</callback></subscriber>
+        </operate-subscribe></params><id>1</id></rpc>)") +
+                                             rpc("activate", "<with-cfgr/>", 2)));
+}
+
+TEST_F(Legacy, NeedsAPlugin) {
     EXPECT_EQ(conf_plugin_init(name, nullptr), nullptr);
     EXPECT_EQ(conf_plugin_close(nullptr), 0);
     (void)plugin_log();
-    EXPECT_EQ(conf_plg_get_hconf(handle_) + conf_run(handle_, 1), -2);
+    EXPECT_EQ(conf_plg_get_hconf(handle_), -1);
+    EXPECT_EQ(conf_run(handle_, 1), -1);
     EXPECT_EQ(log(), "");
     EXPECT_EQ(conf_run(handle_, 0), 0);
     EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
@@ -47,25 +77,25 @@ TEST_F(Legacy, RegistersItsTablesAsTheyStand) {
 
 TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
     const int recoveries = conf_recovery_status();
-    const std::string failed =
-        "<error><code>4</code><message>Service process failed.</message></error>";
-    for (const auto& [method, params, nodes, calls, outcome] : traced(table<5>(R"(
-        publish   | <type>config</type><callback>1</callback><info><oper-type>16385</oper-type><more-flag>1</more-flag><priority>2</priority><path>/a[b="c"]</path></info> || call 16385 1 2 /a[b=c]; | <result/>
-        subscribe | <callback>2</callback><path>/a[b="c"]</path><filter>f</filter> | <s/>               | call /a[b="c"] f out; | <result><data><s/></data></result>
-        publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data><a/>t</data> | call <i/> out;       | <result><a/>t</result>
-        publish   | <type>operate</type><callback>3</callback><info><i/></info>    | <data/>            | call <i/> out;       | <error><code>-1</code><message>Copy &lt;data&gt; xml node failed.</message></error>)")))
+    for (const auto& [method, params, nodes, called, outcome] : traced(calls)) {
+        callbacks.nodes = nodes;
         for (const int result : {0, 4}) {
-            callbacks.nodes = nodes;
             callbacks.act = [result] { return result; };
             (void)daemon_.received();
-            daemon_.send(frame_of(rpc(method, params, 9)));
+            daemon_.send(frame_of(rpc(method, joined(params), 9)));
             EXPECT_EQ(conf_run(nullptr, 0), 0);
-            EXPECT_EQ(std::exchange(callbacks.calls, ""), calls);
-            EXPECT_EQ(daemon_.received(), reply(result == 0 ? outcome : failed, 9));
+            EXPECT_EQ(std::exchange(callbacks.calls, ""), called);
+            EXPECT_EQ(daemon_.received(), reply(result == 0 ? joined(outcome) : failed, 9));
         }
+    }
     EXPECT_EQ(conf_recovery_status(), recoveries);
     EXPECT_EQ(log(), "");
-    EXPECT_EQ(conf_set_error(4, "a") + conf_plg_set_error(handle_, 5, name), 0);
+}
+
+TEST_F(Legacy, RecordsAnError) {
+    EXPECT_EQ(conf_set_error(4, "a"), 0);
+    EXPECT_EQ(conf_plg_set_error(handle_, 5, name), 0);
+    EXPECT_EQ(context()->err_code, 5);
     EXPECT_STREQ(context()->err_msg, "ntp");
 }
 

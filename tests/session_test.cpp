@@ -23,22 +23,37 @@ TEST_F(Session, RegistersEveryPathWithTheIndexOfItsSlot) {
     econf_status_cb_info_t none[] = {{}};
     char bare[] = "&"; // begins an entity reference, so the path is announced empty
     econf_operate_cb_info_t cut[] = {{bare, nullptr}, {}};
-    econf_plugin_subpub_info_t infos[] = {
-        one_of_each, {escaped, none, nullptr, one_of_each.kick_off}, {nullptr, nullptr, cut, {}}};
-    econf_plugin_subpub_info_t* info = infos;
-    for (const auto& [slots, sections] : traced(table<2>(R"(
-        5 | <config-subscribe><subscriber><path>/c</path><priority>1</priority><callback>1</callback></subscriber><subscriber><path>/d</path><priority>-5</priority><callback>2</callback></subscriber></config-subscribe><status-publish><publisher><path>/s</path><callback>3</callback></publisher></status-publish><operate-subscribe><subscriber><path>/o</path><callback>4</callback></subscriber></operate-subscribe>
-        2 | <config-subscribe><subscriber><path>/&amp;</path><priority>0</priority><callback>1</callback></subscriber></config-subscribe><status-publish/>
-        2 | <operate-subscribe><subscriber><path/><callback>1</callback></subscriber></operate-subscribe>)"))) {
+    const std::tuple<econf_plugin_subpub_info_t, std::string, std::string> cases[] = {
+        {one_of_each, "5", R"(
+            <config-subscribe>
+            <subscriber><path>/c</path><priority>1</priority><callback>1</callback></subscriber>
+            <subscriber><path>/d</path><priority>-5</priority><callback>2</callback></subscriber>
+            </config-subscribe>
+            <status-publish>
+            <publisher><path>/s</path><callback>3</callback></publisher>
+            </status-publish>
+            <operate-subscribe>
+            <subscriber><path>/o</path><callback>4</callback></subscriber>
+            </operate-subscribe>)"},
+        {{escaped, none, nullptr, one_of_each.kick_off}, "2", R"(
+            <config-subscribe>
+            <subscriber><path>/&amp;</path><priority>0</priority><callback>1</callback></subscriber>
+            </config-subscribe>
+            <status-publish/>)"},
+        {{nullptr, nullptr, cut, {}}, "2", R"(
+            <operate-subscribe>
+            <subscriber><path/><callback>1</callback></subscriber>
+            </operate-subscribe>)"}};
+    for (auto [info, slots, sections] : traced(cases)) {
         daemon_.will_answer(answer("<result><ignored/></result>", 1));
-        const int sock = econf_plugin_init("a&b", info);
+        const int sock = econf_plugin_init("a&b", &info);
         EXPECT_EQ(shortened(daemon_.received()),
-                  rpc("register", "<plugin-name>a&amp;b</plugin-name>" + sections, 1));
+                  rpc("register", "<plugin-name>a&amp;b</plugin-name>" + joined(sections), 1));
         const conf_plugin_context_t* ctxt = context();
         EXPECT_EQ(text("%d %s %u %d %d", ctxt->version, ctxt->name, ctxt->cbs_nums,
                        ctxt->bit_activate, ctxt->rpc_id),
                   "2 a&b " + slots + " 0 2");
-        EXPECT_EQ(ctxt->cbs[0], callback_cast<econf_subpub_cb_t>(info++->kick_off));
+        EXPECT_EQ(ctxt->cbs[0], callback_cast<econf_subpub_cb_t>(info.kick_off));
         EXPECT_EQ(ctxt->sock, sock);
         EXPECT_TRUE(fcntl(sock, F_GETFL) & O_NONBLOCK);
         econf_plugin_close();
@@ -93,9 +108,11 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
         EXPECT_NE(reports.find(report), reports.npos);
     }
     EXPECT_TRUE(reports.ends_with("; Plugin ntp register to pelmd failed.\n"));
-    for (const auto& [outcome, report] : traced(table<2>(R"(
-        <error><message>%n&lt;</message></error> | Pelmd reply error(%n<) for plugin ntp rpc.
-        <x/>                                     | Invalid reply message(without <error> and <result>).; Parse reply for plugin ntp rpc failed.)"))) {
+    const std::pair<std::string, std::string> refusals[] = {
+        {"<error><message>%n&lt;</message></error>", "Pelmd reply error(%n<) for plugin ntp rpc."},
+        {"<x/>", "Invalid reply message(without <error> and <result>).; "
+                 "Parse reply for plugin ntp rpc failed."}};
+    for (const auto& [outcome, report] : traced(refusals)) {
         daemon_.will_answer(answer(outcome));
         init();
         EXPECT_EQ(log(), report + "; Plugin ntp register to pelmd failed.");

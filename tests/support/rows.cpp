@@ -1,5 +1,6 @@
 #include "support/rows.h"
 
+#include <regex>
 #include <sstream>
 
 std::vector<std::string> pieces_of(const std::string& text, char mark) {
@@ -10,4 +11,8 @@ std::vector<std::string> pieces_of(const std::string& text, char mark) {
         pieces.push_back(piece.substr(first, piece.find_last_not_of(' ') + 1 - first));
     }
     return pieces;
+}
+
+std::string joined(const std::string& text) {
+    return std::regex_replace(text, std::regex("\n *"), "");
 }

@@ -44,6 +44,9 @@ template <class Range> traced(Range&&) -> traced<Range>;
 // What stands before, between and behind the marks in a text, without blanks around.
 std::vector<std::string> pieces_of(const std::string& text, char mark);
 
+// A text without its line ends and what lines begin with.
+std::string joined(const std::string& text);
+
 // A row for each line of a text, which begins with a line end as a raw string does: the pieces
 // between its bars. A line that has more or fewer of them fails the test.
 template <std::size_t columns>
