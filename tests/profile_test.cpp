@@ -57,7 +57,7 @@ TEST_F(Profile, LeavesAllAsItWasWhenItFails) {
         {none, "{\"a\":1,\n}", "Json parse error(})."},
         {none, std::string(4096, 'x'), "Json parse error(" + std::string(236, 'x') + ")."},
         {none, profile_of(longer),
-         "The working-dir(" + longer + ") is too long for a socket address."}};
+         text("The working-dir(%s) is too long for a socket address.", longer.c_str())}};
     char callers[] = "the caller's";
     char* directory = callers;
     for (const auto& [failing, profile, report] : traced(cases)) {
@@ -71,24 +71,15 @@ TEST_F(Profile, LeavesAllAsItWasWhenItFails) {
 }
 
 TEST_F(Profile, NamesTheDirectoryOfTheSockets) {
-    const std::string longest(85, 'd'), valid = profile_of("/p");
-    const std::pair<std::string, std::string> cases[] = {
-        {R"({"b":1,"working-dir":"/tmp/a","working-dir":7,"working-dir":"/tmp/b"})", "/tmp/b"},
-        {R"({"working-dir":7,"Working-dir":"/a","a":{"working-dir":"/a"}})", "/old"},
-        {profile_of(R"(\/tmp\u002Fa/)"), "/tmp/a/"},
-        {profile_of(longest), longest},
-        // Just a page, and nothing behind it.
-        {std::string(4096 - valid.size(), ' ') + valid, "/p"}};
-    for (const auto& [profile, expected] : traced(cases)) {
-        EXPECT_EQ(load(profile_of("/old")), 0);
-        conf::unique_string directory{strdup("/old")};
-        EXPECT_EQ(load(profile, directory.out()), 0);
-        EXPECT_EQ(directory.get(), expected);
-        expect_sockets_in(expected);
-    }
+    const std::string valid = profile_of("/p");
+    EXPECT_EQ(load(profile_of("/old")), 0);
+    char* directory = strdup("/old");
+    EXPECT_EQ(load(std::string(4096 - valid.size(), ' ') + valid, &directory), 0); // just a page
+    EXPECT_STREQ(conf::unique_string{directory}.get(), "/p");
+    expect_sockets_in("/p");
     std::ifstream maps("/proc/self/maps");
-    EXPECT_EQ(std::string(std::istreambuf_iterator(maps), {}).find("pelmd.conf"),
-              std::string::npos);
+    const std::string mapped(std::istreambuf_iterator<char>(maps), {});
+    EXPECT_EQ(mapped.find("pelmd.conf"), std::string::npos);
     EXPECT_EQ(load(profile_of("/var/tmp")), 0);
     EXPECT_EQ(log(), "");
 }
@@ -102,7 +93,6 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
             EXPECT_EQ(each.enable(), 0);
             EXPECT_EQ(umask(022), mask);
             EXPECT_EQ(fs::status(each.path).permissions(), fs::perms{0660});
-            EXPECT_EQ(fcntl(0, F_GETFD), FD_CLOEXEC);
             EXPECT_EQ(fcntl(0, F_GETFL), O_RDWR | O_NONBLOCK);
             int bytes = 0;
             socklen_t size = sizeof bytes;
@@ -117,6 +107,7 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
 
 TEST_F(Endpoint, IsNotLeftHalfMade) {
     umask(027);
+    std::string reports;
     for (const endpoint& each : traced(endpoints))
         for (const call failing :
              {call::socket, call::bind, call::listen, call::setsockopt, call::fcntl}) {
@@ -126,8 +117,15 @@ TEST_F(Endpoint, IsNotLeftHalfMade) {
             EXPECT_EQ(umask(027), 027u);
             each.disable(sock);
             EXPECT_FALSE(fs::exists(each.path));
+            reports += one.hit() ? log() + "\n" : "";
         }
-    EXPECT_EQ(
-        log(),
-        R"(Create conf-plugin socket failed(Broken pipe).; Bind conf-plugin socket failed(Broken pipe).; Listen conf-plugin socket failed(Broken pipe).; Set plugin service socket to nonblock failed.; Create notifier socket failed(Broken pipe).; Bind notifier socket failed(Broken pipe).; Set socket receive buffer option failed(Broken pipe).; Set notifier socket to nonblock failed.)");
+    EXPECT_EQ(reports, R"(Create conf-plugin socket failed(Broken pipe).
+Bind conf-plugin socket failed(Broken pipe).
+Listen conf-plugin socket failed(Broken pipe).
+Set plugin service socket to nonblock failed.
+Create notifier socket failed(Broken pipe).
+Bind notifier socket failed(Broken pipe).
+Set socket receive buffer option failed(Broken pipe).
+Set notifier socket to nonblock failed.
+)");
 }
