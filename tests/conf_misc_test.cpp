@@ -80,10 +80,8 @@ TEST(Itoa, WritesWhatFits) {
         EXPECT_EQ(conf_itoa(number, area, size), area);
         EXPECT_STREQ(area, expected);
     }
-    for (long part = LONG_MAX; part != 0; part /= 3) {
-        for (const long number : {part, -part, -part - 1, part / 10 * 10}) {
-            char area[32];
-            EXPECT_EQ(conf_itoa(number, area, sizeof area), std::to_string(number));
-        }
+    for (const long number : {LONG_MIN, LONG_MIN + 1, -10L, 1000000L, LONG_MAX}) {
+        char area[32];
+        EXPECT_EQ(conf_itoa(number, area, sizeof area), std::to_string(number));
     }
 }
