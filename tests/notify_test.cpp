@@ -7,7 +7,7 @@ namespace {
 char name[] = "alarm";
 char data[] = "text";
 
-// Holds the daemon's end, and an element that has a sibling and is too long for libxml2's first buffer.
+// Holds the daemon's end, and an element that has a sibling and is longer than a first buffer.
 class Notifying : public PluginTest {
 protected:
     // The next datagram, or nothing when there is none.
