@@ -32,16 +32,12 @@ TEST_F(Wiping, FindsWhatIsLeft) {
     EXPECT_EQ(left_by([this] { xmlFreeNodeList(nodes_of(element_)); }), 1);
 }
 
-TEST_F(Wiping, ReachesRequestsThatAreServed) {
-    for (const auto& [method, params] : traced(table<2>(R"(
-        publish   | <type>config</type><callback>1</callback><info>SECRET</info>
-        publish   | <type>operate</type><callback>4</callback><info>SECRET</info>
-        publish   | SECRET
-        subscribe | <callback>3</callback><filter>SECRET</filter>
-        kickoff   | SECRET
-        unknown   | SECRET)"))) {
-        daemon_.send(
-            frame_of(rpc(method, std::regex_replace(params, std::regex("SECRET"), element_), 9)));
+TEST_F(Wiping, ReachesRequestsThatAreServedOrNot) {
+    const std::string params[] = {
+        "<type>config</type><callback>1</callback><info>" + element_ + "</info>",
+        "<type>operate</type><callback>4</callback><info>" + element_ + "</info>", element_};
+    for (const std::string& each : traced(params)) {
+        daemon_.send(frame_of(rpc("publish", each, 9)));
         EXPECT_EQ(left_by(econf_plugin_run), 0);
         EXPECT_NE(daemon_.received(), "");
     }
