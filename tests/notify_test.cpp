@@ -1,7 +1,5 @@
 #include "support/plugin.h"
 
-#include <poll.h>
-
 namespace {
 
 char name[] = "alarm";
@@ -71,22 +69,4 @@ TEST_F(Notifying, FailsAtOnceWhenTheQueueIsFullIfToldSo) {
     while (conf_notify_nonblock(name, data) == 0)
         continue;
     EXPECT_TRUE(log().ends_with("(Resource temporarily unavailable)."));
-}
-
-TEST_F(Notifying, LosesNothingWhenManyWaitForRoom) {
-    for (int sender = 0; sender < 4; ++sender) {
-        if (fork() != 0)
-            continue;
-        int failures = 0;
-        for (int i = 0; i < 100; ++i)
-            failures += conf_notify(name, data) + econf_notify(name, node_);
-        _exit(failures);
-    }
-    std::map<std::string, int> count;
-    pollfd ready{.fd = queue_.get(), .events = POLLIN, .revents = 0};
-    for (int i = 0; i < 800 && poll(&ready, 1, 20000) == 1; ++i)
-        ++count[received()];
-    EXPECT_THAT(count, ElementsAre(std::pair{element_, 400}, std::pair{"text\0"s, 400}));
-    for (int status = 0; wait(&status) > 0;)
-        EXPECT_EQ(status, 0);
 }
