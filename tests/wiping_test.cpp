@@ -78,12 +78,15 @@ TEST_F(Wiping, ReachesAValueThatCannotBeWrapped) {
     hooks.conf_plugin_pull = callback;
     EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
     callbacks.nodes = element_;
+    callbacks.is_document = true; // so that they are copied, when there is an element for them
     std::optional<fault> no_memory;
-    callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM), 0; };
     char path[] = "/a";
     conf_val_t val{};
-    EXPECT_EQ(left_by([&] { EXPECT_EQ(conf_plg_get_value(nullptr, path, &val), -1); }), 0);
-    EXPECT_EQ(log(), "Create <data> node failed.");
+    for (const int skip : {0, 2}) {
+        callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), 0; };
+        EXPECT_EQ(left_by([&] { EXPECT_EQ(conf_plg_get_value(nullptr, path, &val), -1); }), 0);
+    }
+    EXPECT_EQ(log(), "Create <data> node failed.; Add <data> children node failed.");
 }
 
 TEST_F(Wiping, ReachesAnswersThatOnlySayWhetherItWorked) {
