@@ -39,6 +39,7 @@ u32_t index_of(const char* text) noexcept {
 // as their own.
 struct request {
     conf_plugin_data* plugin;
+    life serving; // the plugin's, until its own code has ended it
     const char* method;
     u32_t id;
     bool is_legacy; // calls and answers in the forms of the older API
@@ -69,8 +70,8 @@ void read_arguments(const xmlNode* params, request* rpc) noexcept {
 }
 
 // What a request is answered with: a result of its own, what stands in the error slot (the error recorded,
-// or success), or nothing at all.
-enum class answer { result, recorded, none };
+// or success), or nothing: at all, or because the plugin is gone.
+enum class answer { result, recorded, none, gone };
 
 answer failed(const request& rpc, const char* text) noexcept {
     _plugin_set_error(rpc.plugin, -1, "%s", text);
@@ -85,10 +86,9 @@ answer failed(const request& rpc, int result) noexcept {
 }
 
 // Runs a plugin's own code. @return whether the plugin being served is still there
-template <class Code> bool run_foreign(Code code) noexcept {
-    const life serving = this_life();
+template <class Code> bool run_foreign(const request& rpc, Code code) noexcept {
     code();
-    return serving == this_life();
+    return rpc.serving == this_life();
 }
 
 // What a publish says of a change.
@@ -162,8 +162,8 @@ answer _publish_config_proc(const request& rpc, unique_node& /*result*/) noexcep
         return failed(rpc, "Cann't find the callback function.");
     }
     int ret = 0;
-    if (!run_foreign([&] { ret = call_config(rpc, callback, change); }))
-        return answer::none;
+    if (!run_foreign(rpc, [&] { ret = call_config(rpc, callback, change); }))
+        return answer::gone;
     if (ret != 0)
         return failed(rpc, ret);
     ctxt->err_code = 0; // a change that was accepted is no failure, whatever was recorded
@@ -184,8 +184,8 @@ answer serve_nodes(const request& rpc, slot_kind kind, nodes_call* call, nodes_f
                                                          : "Callback index is invalid.");
     unique_node_list nodes;
     int ret = 0;
-    if (!run_foreign([&] { ret = call(rpc, callback, nodes.out()); }))
-        return answer::none;
+    if (!run_foreign(rpc, [&] { ret = call(rpc, callback, nodes.out()); }))
+        return answer::gone;
     if (ret != 0)
         return failed(rpc, ret);
     result.reset(new_element("result"));
@@ -250,8 +250,8 @@ answer _method_kickoff_proc(const request& rpc, unique_node& /*result*/) noexcep
     conf_plugin_context_t* ctxt = rpc.plugin->plugin_ctxt;
     _conf_write_log(DBG_INFO, "Plugin %s kickoff now.", ctxt->name);
     if (const econf_subpub_cb_t callback = find_callback(ctxt, 0, slot_kind::kick_off))
-        if (!run_foreign(callback_cast<void (*)()>(callback)))
-            return answer::none;
+        if (!run_foreign(rpc, callback_cast<void (*)()>(callback)))
+            return answer::gone;
     error_text left; // which never reaches the daemon
     (void)take_error(ctxt, &left);
     if (left && left.get() != def_err_msg)
@@ -304,42 +304,48 @@ bool send_result(const request& rpc, unique_node& result) noexcept {
     return true;
 }
 
-void serve(const request& rpc) noexcept {
+// @return whether the plugin is still there
+bool serve(const request& rpc) noexcept {
     const handler* known = find_handler(rpc);
     if (known == nullptr)
         _conf_write_log(DBG_WARN, "Receive an unknown rpc method %s.", rpc.method);
     unique_node result;
     const answer reply =
         known != nullptr ? known->run(rpc, result) : _method_default_proc(rpc, result);
+    if (reply == answer::gone)
+        return false;
     if (reply == answer::none || (reply == answer::result && send_result(rpc, result)))
-        return;
+        return true;
     if (_plugin_single_reply_send(rpc.plugin, rpc.id) == 0)
-        return;
+        return true;
     const char* name = rpc.plugin->plugin_ctxt->name;
     if (known != nullptr && known->is_operation)
         plugin_failure("Plugin %s send error-reply failed.", name);
     else // whatever it was that is served
         plugin_failure("Plugin %s send reply for %s rpc failed.", name,
                        known != nullptr ? "publish" : rpc.method);
+    return true;
 }
 
 // Paths and filters point into the message, so it is wiped once the answer has been sent.
-void serve_frame(conf_plugin_data* plugin) noexcept {
+// @return whether the plugin is still there
+bool serve_frame(conf_plugin_data* plugin, life serving) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
     const secret_node message{take_message(ctxt->recv_buf)};
     if (!message) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse message failed.", ctxt->name);
-        return;
+        return true;
     }
     const char* method;
     xmlNode* params;
     if (plugin_parse_rpc(message.get(), &method, &params) < 0) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse rpc failed.", ctxt->name);
-        return;
+        return true;
     }
-    request rpc{plugin, method, plugin_get_msgid(message.get()), ctxt->version == legacy_version};
+    request rpc{plugin, serving, method, plugin_get_msgid(message.get()),
+                ctxt->version == legacy_version};
     read_arguments(params, &rpc);
-    serve(rpc);
+    return serve(rpc);
 }
 
 } // namespace
@@ -348,15 +354,15 @@ void serve_frame(conf_plugin_data* plugin) noexcept {
 using namespace conf;
 
 void econf_plugin_run(void) {
-    conf_plugin_data* plugin = get_plugin_from_hash();
+    life serving{};
+    conf_plugin_data* plugin = find_entry(&serving);
     if (plugin == nullptr || plugin->plugin_ctxt == nullptr || !plugin->plugin_ctxt->bit_activate) {
         plugin_failure("Plugin context is not ready or not be activated.");
         return;
     }
     // A callback may deactivate the plugin: what is behind the daemon's answer to that stays unread.
-    const life serving = this_life();
+    bool goes_on = true;
     bool_t ready = 0;
-    while (serving == this_life() && plugin->plugin_ctxt->bit_activate &&
-           _recv_message(plugin, &ready) == 0 && ready)
-        serve_frame(plugin);
+    while (goes_on && _recv_message(plugin, &ready) == 0 && ready)
+        goes_on = serve_frame(plugin, serving) && plugin->plugin_ctxt->bit_activate;
 }

@@ -1,6 +1,5 @@
 #include "conf_plugin/registry.h"
 
-#include "conf_misc.h"
 #include "conf_plugin/log.h"
 #include "support/bounded.h"
 
@@ -26,33 +25,23 @@ u32_t lives_ended;
 struct registry_key {
     char text[32] = {};
 
-    bool format() noexcept {
-        char id[32];
-        if (snprintf_s(text, sizeof text, sizeof text - 1, "plugin_tid_%s",
-                       conf_itoa(getpid(), id, sizeof id)) >= 0)
+    bool format(pid_t process) noexcept {
+        if (snprintf_s(text, sizeof text, sizeof text - 1, "plugin_tid_%d", process) >= 0)
             return true;
         plugin_failure("build hash_key failed");
         return false;
     }
 };
 
-} // namespace
-
-life this_life() noexcept {
-    return life{std::uint64_t{static_cast<u32_t>(getpid())} << 32 | lives_ended};
+life life_of(pid_t process) noexcept {
+    return life{std::uint64_t{static_cast<u32_t>(process)} << 32 | lives_ended};
 }
 
-void end_life() noexcept { ++lives_ended; }
-
-} // namespace conf
-
-using namespace conf;
-
-conf_plugin_data* get_plugin_from_hash(void) {
+conf_plugin_data* entry_of(pid_t process) noexcept {
     registry_key key;
     if (g_plugin_hash == nullptr)
         g_plugin_hash = conf_hash_create(registry_buckets);
-    if (g_plugin_hash == nullptr || !key.format())
+    if (g_plugin_hash == nullptr || !key.format(process))
         return nullptr;
     if (void* entry = conf_hash_get(g_plugin_hash, key.text))
         return static_cast<conf_plugin_data*>(entry);
@@ -63,9 +52,27 @@ conf_plugin_data* get_plugin_from_hash(void) {
     return static_cast<conf_plugin_data*>(conf_hash_get(g_plugin_hash, key.text));
 }
 
+} // namespace
+
+life this_life() noexcept { return life_of(getpid()); }
+
+conf_plugin_data* find_entry(life* now) noexcept {
+    const pid_t process = getpid();
+    *now = life_of(process);
+    return entry_of(process);
+}
+
+void end_life() noexcept { ++lives_ended; }
+
+} // namespace conf
+
+using namespace conf;
+
+conf_plugin_data* get_plugin_from_hash(void) { return entry_of(getpid()); }
+
 void del_plugin_from_hash(void) {
     registry_key key;
-    if (g_plugin_hash == nullptr || !key.format())
+    if (g_plugin_hash == nullptr || !key.format(getpid()))
         return;
     end_life();
     conf_hash_del(g_plugin_hash, key.text);

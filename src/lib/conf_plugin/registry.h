@@ -12,6 +12,9 @@ namespace conf {
 enum class life : std::uint64_t {};
 life this_life() noexcept;
 
+// As get_plugin_from_hash(), with the life that the entry is in.
+conf_plugin_data* find_entry(life* now) noexcept;
+
 // To be called before anything of a context or an entry goes.
 void end_life() noexcept;
 
