@@ -23,7 +23,9 @@ void buffer_consume(conf_buffer_t* buf, int len) noexcept {
     const std::int64_t length = round_up_to_page(bytes_with(left));
     if (!is_half_empty(buf) || bytes(length) == mapping_bytes(buf))
         return;
-    if (mremap(buf, mapping_bytes(buf), bytes(length), 0) == MAP_FAILED)
+    // Emulators of other processors have been seen to take the pages behind along with mremap.
+    char* rest = reinterpret_cast<char*>(buf) + length;
+    if (munmap(rest, mapping_bytes(buf) - bytes(length)) < 0)
         return; // the buffer serves as it is
     set_capacity(buf, length);
 }

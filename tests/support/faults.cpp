@@ -42,12 +42,16 @@ int limited(int wait_ms) {
 
 std::size_t mapping(std::size_t size) { return mapped_bytes = size; }
 
-// Told before the call, since the pages cut off are gone behind it.
-std::size_t resizing(const void* old, std::size_t size, std::size_t new_size) {
-    if (new_size < size)
-        pages_go(static_cast<const char*>(old) + new_size, size - new_size);
-    mapped_bytes = std::max(size, new_size) - size;
+std::size_t growing(std::size_t size, std::size_t new_size) {
+    EXPECT_GT(new_size, size) << "where it shrinks, munmap is for it";
+    mapped_bytes = new_size - size;
     return new_size;
+}
+
+// Told before the call, since the pages are gone behind it.
+std::size_t leaving(const void* start, std::size_t size) {
+    pages_go(start, size);
+    return size;
 }
 
 bool fails(call which) {
@@ -171,7 +175,8 @@ WRAP(getpwuid, passwd*, nullptr, (uid_t uid), uid)
 WRAP(listen, int, -1, (int fd, int backlog), fd, backlog)
 WRAP(malloc, void*, nullptr, (std::size_t size), size)
 WRAP_WIDE(mmap, mmap64, void*, MAP_FAILED, (void* at, std::size_t size, int protection, int flags, int fd, off_t offset), at, mapping(size), protection, flags, fd, offset)
-WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_size, int flags), old, size, resizing(old, size, new_size), flags)
+WRAP(mremap, void*, MAP_FAILED, (void* old, std::size_t size, std::size_t new_size, int flags), old, size, growing(size, new_size), flags)
+WRAP(munmap, int, -1, (void* start, std::size_t size), start, leaving(start, size))
 WRAP_WIDE(open, open64, int, -1, (const char* path, int flags, mode_t mode), path, flags, mode)
 WRAP(pthread_mutex_init, int, errno, (pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes), mutex, attributes)
 WRAP(read, ssize_t, -1, (int fd, void* bytes, std::size_t size), fd, bytes, size)
@@ -186,4 +191,3 @@ WRAP(strdup, char*, nullptr, (const char* text), text)
 WRAP(write, ssize_t, -1, (int fd, const void* bytes, std::size_t size), fd, bytes, size)
 WRAP(xmlAddChild, xmlNode*, nullptr, (xmlNode* parent, xmlNode* child), parent, child)
 WATCH(free, void, (void* block), block_goes(block), block)
-WATCH(munmap, int, (void* start, std::size_t size), pages_go(start, size), start, size)

@@ -8,7 +8,7 @@
 // clang-format off
 enum class call {
     bind, calloc, connect, epoll_create1, epoll_ctl, epoll_wait, fcntl, fopen, fstat, getpwuid,
-    listen, malloc, mmap, mremap, open, pthread_mutex_init, read, semctl, semget, semop,
+    listen, malloc, mmap, mremap, munmap, open, pthread_mutex_init, read, semctl, semget, semop,
     setsockopt, shmat, shmget, socket, strdup, write, xml, xmlAddChild, count
 };
 // clang-format on
