@@ -9,15 +9,17 @@ class Wiping : public PluginTest {
 protected:
     Wiping() { start(); }
 
-    // How many texts a step gives back that still hold the secret. None stays in the buffers.
-    template <class Step> static int left_by(Step step) {
+    // In how much of what a step gives back the secret still is, or its texts alone, where the test
+    // itself lets libxml2 parse it. None stays in the buffers.
+    template <class Step>
+    static int left_by(Step step, int (secret_watch::*count)() const = &secret_watch::all) {
         const secret_watch watch;
         step();
         for (const conf_buffer_t* buf : {context()->recv_buf, context()->send_buf}) {
             const std::string_view all(buf->buf, static_cast<std::size_t>(buf->total));
             EXPECT_EQ(all.find(secret), all.npos);
         }
-        return watch.texts();
+        return (watch.*count)();
     }
 
     const std::string element_ = "<x>" + secret + "</x>";
@@ -29,7 +31,9 @@ protected:
 } // namespace
 
 TEST_F(Wiping, FindsWhatIsLeft) {
-    EXPECT_EQ(left_by([this] { xmlFreeNodeList(nodes_of(element_)); }), 1);
+    const auto step = [this] { xmlFreeNodeList(nodes_of(element_)); };
+    EXPECT_EQ(left_by(step, &secret_watch::texts), 1);
+    EXPECT_GE(left_by(step), 1);
 }
 
 TEST_F(Wiping, ReachesRequestsThatAreServedOrNot) {
@@ -82,9 +86,10 @@ TEST_F(Wiping, ReachesAValueThatCannotBeWrapped) {
     std::optional<fault> no_memory;
     char path[] = "/a";
     conf_val_t val{};
+    const auto get_value = [&] { EXPECT_EQ(conf_plg_get_value(nullptr, path, &val), -1); };
     for (const int skip : {0, 2}) {
         callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), 0; };
-        EXPECT_EQ(left_by([&] { EXPECT_EQ(conf_plg_get_value(nullptr, path, &val), -1); }), 0);
+        EXPECT_EQ(left_by(get_value, &secret_watch::texts), 0);
     }
     EXPECT_EQ(log(), "Create <data> node failed.; Add <data> children node failed.");
 }

@@ -1,5 +1,6 @@
 #include "support/memory.h"
 
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <malloc.h>
@@ -13,6 +14,8 @@ std::unordered_set<void*> blocks; // that came since then
 int texts_left = 0;
 int all_left = 0;
 std::ptrdiff_t mapped_bytes = 0;
+int block_count = 0;
+std::size_t largest_block = 0;
 
 std::size_t place_of_secret(const void* first, std::size_t bytes) {
     return std::string_view(static_cast<const char*>(first), bytes).find(secret);
@@ -34,6 +37,12 @@ int secret_watch::texts() const { return texts_left; }
 
 int secret_watch::all() const { return all_left; }
 
+block_watch::block_watch() : before_(block_count) { largest_block = 0; }
+
+int block_watch::count() const { return block_count - before_; }
+
+std::size_t block_watch::largest() const { return largest_block; }
+
 mapping_watch::mapping_watch() : before_(mapped_bytes) {}
 
 mapping_watch::~mapping_watch() {
@@ -41,6 +50,8 @@ mapping_watch::~mapping_watch() {
 }
 
 void block_came(void* block) {
+    ++block_count;
+    largest_block = std::max(largest_block, malloc_usable_size(block));
     if (!is_watched || block == nullptr)
         return;
     std::memset(block, 0, malloc_usable_size(block));

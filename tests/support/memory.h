@@ -18,8 +18,21 @@ public:
 
     // Pages that held it, and blocks that began with it, like the text of a node.
     int texts() const;
-    // With blocks that held it anywhere. There always are some when libxml2 has parsed it.
+    // With blocks that held it anywhere, as those in which xmlReadMemory() copies what it parses.
     int all() const;
+};
+
+// Counts the blocks that come while it lives.
+class block_watch {
+public:
+    block_watch();
+    block_watch(block_watch&&) = delete;
+
+    int count() const;
+    std::size_t largest() const;
+
+private:
+    int before_;
 };
 
 // Fails the test when more or fewer bytes are mapped at the end of the scope.

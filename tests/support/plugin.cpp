@@ -39,7 +39,7 @@ xmlNode* nodes_of(const std::string& text) {
 }
 
 std::string text_of(xmlNode* first) {
-    const conf::unique_xml_buffer text{xmlBufferCreate()};
+    const conf::secret_xml_buffer text{xmlBufferCreate()};
     for (xmlNode* node = first; node != nullptr; node = node->next)
         xmlNodeDump(text.get(), nullptr, node, 0, 0);
     return reinterpret_cast<const char*>(xmlBufferContent(text.get()));

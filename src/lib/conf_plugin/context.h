@@ -10,6 +10,8 @@
 
 namespace conf {
 
+class body_parser;
+
 // What an answer carries when a callback failed without a text of its own. Never freed.
 extern const char def_err_msg[];
 
@@ -25,6 +27,9 @@ using error_text = unique_handle<freed_by<char, free_error_text>>;
 // releases.
 int make_context(conf_plugin_data* plugin, const char* name,
                  const econf_plugin_subpub_info_t* info) noexcept;
+
+// What the messages of the process's context are parsed with.
+body_parser* message_parser() noexcept;
 
 // Closes the connection and releases the context. The entry goes with it, unless it holds a daemon's
 // hooks: nothing may touch it afterwards. Does nothing without a context.

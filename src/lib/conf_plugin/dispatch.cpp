@@ -331,7 +331,7 @@ bool serve(const request& rpc) noexcept {
 // @return whether the plugin is still there
 bool serve_frame(conf_plugin_data* plugin, life serving) noexcept {
     conf_plugin_context_t* ctxt = plugin->plugin_ctxt;
-    const secret_node message{take_message(ctxt->recv_buf)};
+    const secret_node message{take_message(ctxt->recv_buf, message_parser())};
     if (!message) {
         _conf_write_log(DBG_DEBUG, "Plugin %s parse message failed.", ctxt->name);
         return true;

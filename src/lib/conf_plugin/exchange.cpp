@@ -61,7 +61,7 @@ int find_reply(conf_plugin_data* plugin, u32_t awaited, xmlNode** reply) noexcep
                         static_cast<u32_t>(ready));
         if (!ready)
             return 0;
-        secret_node message{take_message(plugin->plugin_ctxt->recv_buf)};
+        secret_node message{take_message(plugin->plugin_ctxt->recv_buf, message_parser())};
         if (message && awaited != 0 && plugin_get_msgid(message.get()) == awaited) {
             *reply = message.release();
             return 0;

@@ -4,11 +4,11 @@
 #include "conf_misc.h"
 #include "conf_plugin.h"
 #include "conf_plugin/log.h"
+#include "conf_plugin/parser.h"
 #include "frame.h"
 #include "support/xml.h"
 
 #include <cstdlib>
-#include <libxml/parser.h>
 
 using namespace conf;
 
@@ -41,19 +41,6 @@ const char* first_text(const xmlNode* parent, const char* name) noexcept {
 bool holds_a_frame(const conf_buffer_t* buf) noexcept {
     return buf->used >= header_bytes &&
            static_cast<std::uint64_t>(buf->used) >= frame_bytes(front_length(buf));
-}
-
-// Short texts of a document are shared with equal texts and names, so the document is scrubbed only
-// once the copy has been made, or has failed.
-xmlNode* parse_body(const char* body, int bytes) noexcept {
-    const memory_watch watch;
-    secret_doc doc{xmlReadMemory(body, bytes, nullptr, "utf-8", XML_PARSE_NOBLANKS)};
-    if (!doc || watch.ran_out())
-        return plugin_failure("Translate rpc message to xml dom tree failed.");
-    xmlNode* copy = copy_tree(xmlDocGetRootElement(doc.get()));
-    if (copy == nullptr)
-        return plugin_failure("Copy node failed when parse plugin message.");
-    return copy;
 }
 
 } // namespace
@@ -102,14 +89,14 @@ xmlNode* plugin_parse_message(conf_buffer_t** buf) {
     if (buf == nullptr || *buf == nullptr || !holds_a_frame(*buf))
         return nullptr;
     const int length = static_cast<int>(front_length(*buf));
-    xmlNode* root = parse_body((*buf)->buf + header_bytes, length);
+    xmlNode* root = parse_copy((*buf)->buf + header_bytes, length);
     buffer_cut(buf, header_bytes + length);
     return root;
 }
 
-xmlNode* conf::take_message(conf_buffer_t* buf) noexcept {
+xmlNode* conf::take_message(conf_buffer_t* buf, body_parser* parser) noexcept {
     const int length = static_cast<int>(front_length(buf));
-    xmlNode* root = parse_body(buf->buf + header_bytes, length);
+    xmlNode* root = parser->parse(buf->buf + header_bytes, length);
     buffer_consume(buf, header_bytes + length);
     return root;
 }

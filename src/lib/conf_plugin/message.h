@@ -5,6 +5,8 @@
 
 namespace conf {
 
+class body_parser;
+
 // As add_text(), for a number in decimal.
 xmlNode* add_number(xmlNode* parent, const char* name, long number) noexcept;
 
@@ -14,6 +16,6 @@ xmlNode* new_result() noexcept;
 
 // As plugin_parse_message(), for a buffer with a complete frame at its front, behind whose content all
 // bytes are zero.
-xmlNode* take_message(conf_buffer_t* buf) noexcept;
+xmlNode* take_message(conf_buffer_t* buf, body_parser* parser) noexcept;
 
 } // namespace conf

@@ -71,10 +71,11 @@ xmlNode* add_text(xmlNode* parent, const char* name, const char* text, xmlNs* ns
     return complete ? child : nullptr;
 }
 
-memory_watch::memory_watch() noexcept
+memory_watch::memory_watch(host hears) noexcept
     : host_handler_(xmlStructuredError),
       host_printer_(xmlGenericError),
-      host_context_(host_handler_ != nullptr ? xmlStructuredErrorContext : xmlGenericErrorContext) {
+      host_context_(host_handler_ != nullptr ? xmlStructuredErrorContext : xmlGenericErrorContext),
+      hears_(hears) {
     if (host_handler_ != nullptr)
         xmlSetStructuredErrorFunc(this, note);
     else
@@ -88,19 +89,25 @@ memory_watch::~memory_watch() {
         xmlSetGenericErrorFunc(host_context_, host_printer_);
 }
 
+// @return whether the host is to hear of it
+bool memory_watch::takes_note(const xmlError* error) noexcept {
+    const bool is_of_memory = error != nullptr && error->code == XML_ERR_NO_MEMORY;
+    has_heard_ = true;
+    ran_out_ = ran_out_ || is_of_memory;
+    return is_of_memory || hears_ == host::hears_all;
+}
+
 void memory_watch::note(void* watch, reported_error* error) noexcept {
     auto* self = static_cast<memory_watch*>(watch);
-    if (error->code == XML_ERR_NO_MEMORY)
-        self->ran_out_ = true;
-    self->host_handler_(self->host_context_, error);
+    if (self->takes_note(error))
+        self->host_handler_(self->host_context_, error);
 }
 
 // A text that there is no memory for goes on with its places unfilled.
 void memory_watch::note_text(void* watch, const char* format, ...) noexcept {
     auto* self = static_cast<memory_watch*>(watch);
-    const xmlError* error = xmlGetLastError();
-    if (error != nullptr && error->code == XML_ERR_NO_MEMORY)
-        self->ran_out_ = true;
+    if (!self->takes_note(xmlGetLastError()))
+        return;
     va_list arguments;
     va_start(arguments, format);
     char* text = nullptr;
@@ -138,6 +145,14 @@ xmlNode* copy(xmlNode* first, bool with_siblings) noexcept {
 xmlNode* copy_tree(xmlNode* node) noexcept { return copy(node, false); }
 
 xmlNode* copy_siblings(xmlNode* first) noexcept { return copy(first, true); }
+
+xmlNode* cut_off(xmlNode* parent) noexcept {
+    xmlNode* first = std::exchange(parent->children, nullptr);
+    parent->last = nullptr;
+    for (xmlNode* node = first; node != nullptr; node = node->next)
+        node->parent = nullptr;
+    return first;
+}
 
 bool attach_list(xmlNode* parent, unique_node_list& first) noexcept {
     if (first.get()->doc != nullptr) {

@@ -63,22 +63,27 @@ inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr
     return add_text(parent, name, nullptr, ns);
 }
 
-// Notices when libxml2 runs out of memory while it lives. What libxml2 returns then may look whole and
+// Notices what libxml2 reports while it lives, above all that it runs out of memory. What libxml2 returns then may look whole and
 // have pieces missing, and later errors of other kinds take the place of its last error.
 //
 // It stands before the handler that the host has set, structured or generic, and hands on to it all that
-// it hears. The generic one hears the text that libxml2 composes, piece by piece; where the host has set
+// it hears, or reports of memory alone. The generic one hears the text that libxml2 composes, piece by piece; where the host has set
 // none, that is how reports reach stderr.
 class memory_watch {
 public:
-    memory_watch() noexcept;
+    enum class host { hears_all, hears_of_memory };
+
+    explicit memory_watch(host hears = host::hears_all) noexcept;
     memory_watch(const memory_watch&) = delete;
     memory_watch& operator=(const memory_watch&) = delete;
     ~memory_watch();
 
     bool ran_out() const noexcept { return ran_out_; }
+    bool has_heard() const noexcept { return has_heard_; }
 
 private:
+    bool takes_note(const xmlError* error) noexcept;
+
 #if LIBXML_VERSION < 21200
     using reported_error = xmlError;
 #else
@@ -91,6 +96,8 @@ private:
     const xmlStructuredErrorFunc host_handler_;
     const xmlGenericErrorFunc host_printer_; // in use when there is no handler
     void* const host_context_;
+    const host hears_;
+    bool has_heard_ = false;
     bool ran_out_ = false;
 };
 
@@ -118,6 +125,9 @@ template <class Handle> bool attach(xmlNode* parent, Handle& child) noexcept {
     (void)child.release();
     return true;
 }
+
+// Takes all children off a node. @return the first, or null for none
+xmlNode* cut_off(xmlNode* parent) noexcept;
 
 // Hangs a list of siblings below parent, which owns them from then on. What was parsed shares texts and
 // names with its document, so a copy takes its place.
