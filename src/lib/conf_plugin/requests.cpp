@@ -89,19 +89,28 @@ int query(conf_plugin_data* plugin, const char* method, int old_flag, const char
     return *reply != nullptr ? split_reply(plugin, *reply, result, &error) : -1;
 }
 
-// Copies a list of siblings. Null, for an empty list too, is reported but is no failure.
-xmlNode* copy_list(const conf_plugin_data* plugin, xmlNode* first) noexcept {
-    xmlNode* copy = copy_siblings(first);
-    if (copy == nullptr)
+// Whether what is below may lean on a namespace that is declared here or further up.
+bool has_namespaces(const xmlNode* node) noexcept {
+    for (; node != nullptr; node = node->parent)
+        if (node->nsDef != nullptr)
+            return true;
+    return false;
+}
+
+// The children of an element of an answer: themselves, or copies where they may lean on what stays. Null,
+// for none too, is reported but is no failure.
+xmlNode* take_children(const conf_plugin_data* plugin, xmlNode* parent) noexcept {
+    xmlNode* first = has_namespaces(parent) ? copy_siblings(parent->children) : cut_off(parent);
+    if (first == nullptr)
         plugin_failure("Plugin %s copy child list failed.", plugin->plugin_ctxt->name);
-    return copy;
+    return first;
 }
 
 // What the answer to a pull holds.
-xmlNode* copy_data(const conf_plugin_data* plugin, const xmlNode* result) noexcept {
-    for (const xmlNode* child = result->children; child != nullptr; child = child->next)
+xmlNode* take_data(const conf_plugin_data* plugin, const xmlNode* result) noexcept {
+    for (xmlNode* child = result->children; child != nullptr; child = child->next)
         if (is_named(child, "data"))
-            return child->children != nullptr ? copy_list(plugin, child->children) : nullptr;
+            return child->children != nullptr ? take_children(plugin, child) : nullptr;
     return nullptr;
 }
 
@@ -124,8 +133,8 @@ void unquote_position(xmlNode* node) noexcept {
 }
 
 // What the answer to a locate holds.
-xmlNode* copy_position(const conf_plugin_data* plugin, const xmlNode* result) noexcept {
-    xmlNode* position = copy_list(plugin, result->children);
+xmlNode* take_position(const conf_plugin_data* plugin, xmlNode* result) noexcept {
+    xmlNode* position = take_children(plugin, result);
     for (xmlNode* node = position; node != nullptr; node = node->next)
         if (is_named(node, "prev") || is_named(node, "next"))
             unquote_position(node);
@@ -213,7 +222,7 @@ int econf_plugin_pull(int old_flag, const char* path, xmlNode** result) {
     if (query(plugin, "pull", old_flag, path, reply.out(), &found) < 0)
         return -1;
     if (found != nullptr)
-        *result = copy_data(plugin, found);
+        *result = take_data(plugin, found);
     return 0;
 }
 
@@ -231,7 +240,7 @@ int econf_plugin_locate(int old_flag, const char* path, xmlNode** position) {
     if (query(plugin, "locate", old_flag, path, reply.out(), &found) < 0)
         return -1;
     if (found != nullptr)
-        *position = copy_position(plugin, found);
+        *position = take_position(plugin, found);
     return 0;
 }
 
