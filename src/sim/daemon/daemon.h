@@ -17,7 +17,7 @@ public:
     daemon& operator=(const daemon&) = delete;
     ~daemon() = default;
 
-    // Opens the sockets at the library's places. Throws problem when a daemon listens there already.
+    // Opens the sockets at the library's places. Throws problem when a daemon listens there.
     void open();
 
     // Hangs up on everybody and removes the sockets.

@@ -53,7 +53,7 @@ public:
     void register_as(const std::string& name, std::vector<registration> registrations);
     void activate(bool active) { active_ = active; }
 
-    // Sends a request and serves events until it is answered, the connection ends or the time is up.
+    // Sends it and serves events until it is answered, the connection ends or the time is up.
     outcome ask(question what, event_loop& loop, milliseconds limit);
 
 protected:

@@ -37,8 +37,8 @@ public:
     bool covers(const data_path& other) const;
 };
 
-// Whether the element is what the step at this index names. Prefixes count only where both sides have
-// one; a step or an element without takes that of the one above it.
+// Whether the element is what the step at this index names. Prefixes count only where both sides
+// have one; a step or an element without takes that of the one above it.
 bool matches(const data_path& path, std::size_t index, const xmlNode* element);
 
 } // namespace pelmsim

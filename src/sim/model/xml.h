@@ -40,12 +40,12 @@ std::string attribute(const xmlNode* element, const char* name); // empty when i
 // Reads elements and text as they stand between two tags. Throws malformed.
 unique_nodes parse_nodes(const std::string& text);
 
-// The serialisation of one node, and of a node with the siblings behind it: in one line, or indented.
+// One node as text, and a node with the siblings behind it: in one line, or indented.
 std::string compact_node(const xmlNode* node);
 std::string compact(const xmlNode* first);
 std::string pretty(const xmlNode* first);
 
-// Keeps the parser from writing to the standard error output on its own account, as long as it lives.
+// Keeps the parser from writing to the standard error output on its own account, while it lives.
 class silent_parser {
 public:
     silent_parser();

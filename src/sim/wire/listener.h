@@ -11,8 +11,8 @@
 
 namespace pelmsim {
 
-// Calls welcome with a channel to each peer that connects. While there is no descriptor or no memory for
-// another one they wait, and an event line says so once.
+// Calls welcome with a channel to each peer that connects. While there is no descriptor or no
+// memory for another one they wait, and an event says so once.
 void accept_all(event_loop& loop, event_journal& events, int socket,
                 std::function<void(std::unique_ptr<channel>)> welcome);
 
