@@ -13,16 +13,6 @@ using ::testing::ElementsAre;
 
 using notes = std::vector<std::string>;
 
-class noting_owner final : public connection_owner {
-public:
-    explicit noting_owner(notes& all) : all_(all) {}
-    void heard_from(pid_t) override { all_.emplace_back("heard"); }
-    void gone(const connection&) override { all_.emplace_back("gone"); }
-
-private:
-    notes& all_;
-};
-
 class noting_connection final : public connection {
 public:
     noting_connection(event_journal& events, far_end& other, connection_owner& owner, notes& all)
@@ -36,9 +26,13 @@ private:
     notes& all_;
 };
 
-class Connected : public ::testing::Test {
+// It owns a connection, too.
+class Connected : public ::testing::Test, public connection_owner {
 protected:
     Connected() { made_->start(); }
+
+    void heard_from(pid_t) override { notes_.emplace_back("heard"); }
+    void gone(const connection&) override { notes_.emplace_back("gone"); }
 
     static std::string frame_of(std::string_view body) {
         frame_queue queue;
@@ -50,9 +44,8 @@ protected:
     event_journal events_{time_};
     far_end other_;
     notes notes_;
-    noting_owner owner_{notes_};
     const std::shared_ptr<noting_connection> made_ =
-        std::make_shared<noting_connection>(events_, other_, owner_, notes_);
+        std::make_shared<noting_connection>(events_, other_, *this, notes_);
     const unique_node body_ = new_element("a");
 };
 

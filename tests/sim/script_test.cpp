@@ -1,5 +1,4 @@
 #include "journal/text_sink.h"
-#include "script/commands.h"
 #include "script/runner.h"
 
 #include "hand_clock.h"
@@ -41,11 +40,6 @@ protected:
     runner lines_{on_};
 };
 
-TEST_F(Scripting, CommandsAreListedByName) {
-    EXPECT_TRUE(std::ranges::is_sorted(
-        all_commands(), {}, [](const command& each) { return std::string_view(each.name); }));
-}
-
 TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
     EXPECT_EQ(run("# nothing\n\necho a\\\nb\nquit\necho c"), "a b\n");
 }
@@ -72,15 +66,6 @@ TEST_F(Scripting, ExpectationsOfAnError) {
     EXPECT_FALSE(holds("error 6 not now"));
     EXPECT_FALSE(holds("ok"));
     EXPECT_FALSE(holds("no-answer"));
-}
-
-TEST_F(Scripting, NothingIsLackingInAListThatWasCut) {
-    outcome listed;
-    on_.expected.look_at(listed);
-    EXPECT_TRUE(holds("lacks two"));
-    listed.is_cut = true;
-    on_.expected.look_at(listed);
-    EXPECT_FALSE(holds("lacks two"));
 }
 
 TEST_F(Scripting, ATextThatIsNoXmlSaysInWhichLine) {
