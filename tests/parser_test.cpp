@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <gmock/gmock.h>
+#include <libxml/parserInternals.h>
 #include <optional>
 
 using namespace conf;
@@ -101,6 +102,17 @@ TEST_F(Parser, GivesAndSaysWhatACopyWouldHave) {
         nested(257)};
     for (const std::string& body : traced(bodies))
         EXPECT_EQ(parse(body), parse_anew(body));
+}
+
+TEST_F(Parser, RefusesLargeBodiesAsACopyWould) {
+    const std::string large(XML_MAX_LOOKUP_LIMIT, 'x');
+    const std::string near_the_end(300, 'y');
+    const std::string bodies[] = {"<a>" + large + "</a>",
+                                  "<a>" + large + "<b>" + near_the_end + "</b></a>",
+                                  "<a>" + large + "<!--<b>" + near_the_end + "--></a>",
+                                  "<a>" + large + "<?i <b>" + near_the_end + "?></a>"};
+    for (const std::string& body : traced(bodies))
+        EXPECT_TRUE(parse(body) == parse_anew(body));
 }
 
 TEST_F(Parser, CutsATreeLooseFromItsDocument) {

@@ -25,6 +25,18 @@ bool is_bare(const char* body, int bytes) noexcept {
            std::memchr(body, '\0', static_cast<std::size_t>(bytes)) == nullptr;
 }
 
+// Whether xmlReadMemory() takes a body of that size. libxml2 before 2.11 refuses a large one in which no markup
+// begins shortly before the end, where it looks ahead again. What stands in a comment, say, is no markup.
+bool is_taken_however_large(const char* body, int bytes) noexcept {
+    if (bytes <= XML_MAX_LOOKUP_LIMIT)
+        return true;
+    constexpr std::size_t nearest = 250;
+    constexpr std::size_t farthest = 499;
+    const auto size = static_cast<std::size_t>(bytes);
+    return std::memchr(body + size - farthest, '<', farthest - nearest) != nullptr &&
+           memmem(body, size, "<!", 2) == nullptr && memmem(body, size, "<?", 2) == nullptr;
+}
+
 // Holds a byte at zero. It may be the first of the next frame.
 class zeroed_byte {
 public:
@@ -105,7 +117,8 @@ xmlNode* parse_copy(const char* body, int bytes) noexcept {
 
 xmlNode* body_parser::parse(char* body, int bytes) noexcept {
     ran_out_ = false;
-    xmlNode* root = is_bare(body, bytes) ? parse_in_place(body, bytes) : nullptr;
+    const bool is_same = is_bare(body, bytes) && is_taken_however_large(body, bytes);
+    xmlNode* root = is_same ? parse_in_place(body, bytes) : nullptr;
     if (root != nullptr)
         return root;
     return ran_out_ ? parse_failure() : parse_copy(body, bytes);
