@@ -100,16 +100,18 @@ static int reset_changes(int session_id, xmlNode* input, xmlNode** output) {
 
 static void kick_off(void) { printf("kick-off: everything is set up anew\n"); }
 
-static int register_plugin(void) {
-    econf_config_cb_info_t config[] = {{"/interfaces/interface", 10, interface_changed},
-                                       {"/interfaces/interface/address", 20, address_changed},
-                                       {NULL, 0, NULL}};
-    econf_status_cb_info_t status[] = {{"/interfaces/state", interface_state}, {NULL, NULL}};
-    char reset_path[] = "/interfaces/reset";
-    econf_operate_cb_info_t operations[] = {{reset_path, reset_changes}, {NULL, NULL}};
-    econf_plugin_subpub_info_t info = {config, status, operations, kick_off};
+static econf_config_cb_info_t config[] = {{"/interfaces/interface", 10, interface_changed},
+                                          {"/interfaces/interface/address", 20, address_changed},
+                                          {NULL, 0, NULL}};
+static econf_status_cb_info_t status[] = {{"/interfaces/state", interface_state}, {NULL, NULL}};
+static char reset_path[] = "/interfaces/reset";
+static econf_operate_cb_info_t operations[] = {{reset_path, reset_changes}, {NULL, NULL}};
 
-    int sock = econf_plugin_init("interfaces", &info);
+/* What tests of these callbacks begin with, too: see plugin_test.c. */
+econf_plugin_subpub_info_t interfaces = {config, status, operations, kick_off};
+
+static int register_plugin(void) {
+    int sock = econf_plugin_init("interfaces", &interfaces);
     if (sock >= 0 && econf_plugin_activate(ACTIVATE_WITH_CFGR) < 0) {
         econf_plugin_close();
         sock = -1;
