@@ -5,8 +5,13 @@ include(CMakePackageConfigHelpers)
 
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/pelmconf)
 set(header_directory ${CMAKE_INSTALL_INCLUDEDIR}/pelmconf)
-# An export for each, since only users of the static library need libcjson for themselves.
-foreach(library pelmconf pelmconf_static)
+# An export for each, since only users of the static library need libcjson for themselves. The two names
+# of the kit are one archive.
+set(libraries pelmconf pelmconf_static)
+if(PELM_KIT)
+  list(APPEND libraries pelmtest pelmtest_static)
+endif()
+foreach(library ${libraries})
   install(TARGETS ${library} EXPORT ${library}
           LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
           ARCHIVE COMPONENT development
@@ -20,9 +25,16 @@ write_basic_package_version_file(pelmconf-config-version.cmake COMPATIBILITY Sam
 install(FILES cmake/pelmconf-config.cmake ${PROJECT_BINARY_DIR}/pelmconf-config-version.cmake
         DESTINATION ${package_directory} COMPONENT development)
 file(RELATIVE_PATH up_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(cmake/pelmconf.pc.in pelmconf.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/pelmconf.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-        COMPONENT development)
+set(modules pelmconf)
+if(PELM_KIT)
+  list(APPEND modules pelmtest)
+  install(FILES src/kit/pelmtest.h DESTINATION ${header_directory} COMPONENT development)
+endif()
+foreach(module ${modules})
+  configure_file(cmake/${module}.pc.in ${module}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${module}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT development)
+endforeach()
 
 # The programs find the library wherever the tree is moved to.
 if(NOT DEFINED CMAKE_INSTALL_RPATH)
@@ -31,6 +43,6 @@ if(NOT DEFINED CMAKE_INSTALL_RPATH)
 endif()
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
-        FILES_MATCHING PATTERN *.c PATTERN *.sim PATTERN demo.xml)
+        FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.sim PATTERN demo.xml)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

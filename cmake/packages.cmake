@@ -18,8 +18,9 @@ set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "What plugins, agents and the daemon its
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libpelmconf-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libxml2-dev, libcjson-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "g++") # the kit needs its run-time library
 set(CPACK_COMPONENT_DEVELOPMENT_DEPENDS runtime)
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers, static library, documentation and examples of pelmconf")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers, static library, test kit, documentation and examples of pelmconf")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME pelmsim)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)

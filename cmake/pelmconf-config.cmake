@@ -1,7 +1,9 @@
-# Gives pelmconf::pelmconf, and pelmconf::pelmconf_static where libcjson is there to be linked.
+# Gives pelmconf::pelmconf, and pelmconf::pelmconf_static where libcjson is there to be linked; for tests
+# of plugins pelmconf::pelmtest, and pelmconf::pelmtest_static for those that are linked with the latter.
 include(CMakeFindDependencyMacro)
 find_dependency(LibXml2)
 include(${CMAKE_CURRENT_LIST_DIR}/pelmconf-targets.cmake)
+include(${CMAKE_CURRENT_LIST_DIR}/pelmtest-targets.cmake OPTIONAL)
 
 find_package(PkgConfig QUIET)
 if(PkgConfig_FOUND AND NOT TARGET PkgConfig::cjson)
@@ -9,4 +11,5 @@ if(PkgConfig_FOUND AND NOT TARGET PkgConfig::cjson)
 endif()
 if(TARGET PkgConfig::cjson)
   include(${CMAKE_CURRENT_LIST_DIR}/pelmconf_static-targets.cmake)
+  include(${CMAKE_CURRENT_LIST_DIR}/pelmtest_static-targets.cmake OPTIONAL)
 endif()

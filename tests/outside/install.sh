@@ -32,12 +32,21 @@ read -ra options < <(pkg-config --cflags --libs "pelmconf >= 1.0")
 cc -o "$work/shared" "$outside/exercise.c" "${options[@]}"
 LD_LIBRARY_PATH=$pkgconfig/.. "$work/shared"
 
+examples=$outside/../../examples
+read -ra options < <(pkg-config --cflags --libs pelmtest)
+cc -Dmain=plugin_main -c -o "$work/plugin.o" "$examples/plugin.c" "${options[@]}"
+cc -o "$work/kit" "$examples/plugin_test.c" "$work/plugin.o" "${options[@]}"
+LD_LIBRARY_PATH=$pkgconfig/.. "$work/kit"
+
 # By its file's name, since the shared library is there, too, and would be taken.
 read -ra options < <(pkg-config --static --cflags --libs pelmconf)
 cc -o "$work/static" "$outside/exercise.c" "${options[@]/#-lpelmconf/-l:libpelmconf.a}"
 "$work/static"
+read -ra options < <(pkg-config --static --cflags --libs pelmtest)
+cc -o "$work/kit_static" "$examples/plugin_test.c" "$work/plugin.o" \
+    "${options[@]/#-lpelmconf/-l:libpelmconf.a}"
+"$work/kit_static"
 
 cmake -S "$outside" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/moved" >/dev/null
 cmake --build "$work/build" >/dev/null
-"$work/build/shared"
-"$work/build/static"
+for program in shared static kit kit_static; do "$work/build/$program"; done

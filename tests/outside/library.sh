@@ -12,5 +12,4 @@ cmake --build "$work/alone" -j "$(nproc)"
 
 cmake -S "$outside" -B "$work/within" -DPELMCONF_SOURCES="$outside/../.." "$@"
 cmake --build "$work/within" -j "$(nproc)"
-"$work/within/shared"
-"$work/within/static"
+for program in shared static kit kit_static; do "$work/within/$program"; done
