@@ -1,6 +1,6 @@
 /**
  * @file pelmtest.h
- * A kit for tests of a plugin's callbacks. They are called in the test's own process, in some ten
+ * A kit for tests of a plugin's callbacks. They are called in the test's own process, some tens of
  * microseconds each, under whatever sanitizer or debugger the test runs under.
  *
  * The kit is the daemon that the plugin lives in: it has a configuration that tests change, and what
