@@ -261,6 +261,10 @@ TEST(Message, LosesItsTextsAndKeepsItsShape) {
     conf::clean_xml_content(root.get());
     EXPECT_STREQ(conf_get_node_content(deepest), "");
     conf::clean_xml_content(nullptr);
+    xmlDoc* const doc = xmlReadDoc(BAD_CAST "<a>abc</a>", nullptr, nullptr, 0);
+    conf::clean_xml_document(doc); // with the texts that lie in its dictionary
+    EXPECT_EQ(dump(xmlDocGetRootElement(doc)), "<a></a>");
+    xmlFreeDoc(doc);
 }
 
 TEST(Message, LosesWithItsDocumentTheTextsThatItsNodesShare) {

@@ -1,5 +1,6 @@
 // Callbacks do what they like with their input, and callers with what they were given.
 #include "conf_plugin/context.h"
+#include "conf_plugin/parser.h"
 #include "support/plugin.h"
 
 #include <libxml/dict.h>
@@ -94,6 +95,15 @@ TEST_F(Ownership, LetsACallbackHangItsInputIntoADocumentOfItsOwn) {
     }
 }
 
+TEST_F(Ownership, LetsACallbackHandBackNodesOfADocument) {
+    const secret_doc doc{xmlReadDoc(BAD_CAST "<r><q>abc</q></r>", nullptr, nullptr, 0)};
+    act = [&doc](xmlNode*, xmlNode** output) {
+        *output = xmlDocGetRootElement(doc.get())->children;
+        xmlUnlinkNode(*output);
+    };
+    EXPECT_EQ(result_of(""), "<q>abc</q>");
+}
+
 TEST_F(Ownership, LetsACallbackChangeItsInput) {
     act = [](xmlNode* first, xmlNode** output) {
         xmlNodeSetContent(first, BAD_CAST "new &amp; text");
@@ -131,4 +141,18 @@ TEST_F(Ownership, GivesTheCallerAPositionThatLeansOnNothing) {
     EXPECT_EQ(econf_plugin_locate(0, "/a", &nodes), 0);
     const unique_node_list owned{nodes};
     EXPECT_EQ(text_of(nodes), "<next>/a[b=c]</next><p:prev xmlns:p=\"urn:p\"/>");
+}
+
+TEST_F(Ownership, EndsForTheParserWithTheContext) {
+    const auto blocks = [] {
+        const block_watch watch;
+        char body[] = "<a/>";
+        const secret_node root{message_parser()->parse(body, sizeof body - 1)};
+        return watch.count();
+    };
+    const int with_kept_parser = blocks();
+    EXPECT_EQ(blocks(), with_kept_parser);
+    econf_plugin_close();
+    EXPECT_GT(blocks(), with_kept_parser);
+    message_parser()->forget();
 }

@@ -155,7 +155,10 @@ TEST_F(Parser, IsKeptUntilItFailsOrHasSeenMuch) {
         ++used;
     EXPECT_GT(used, 1000);
     EXPECT_LT(used, 100000);
+    EXPECT_EQ(blocks_for(body), later);
+    const block_watch watch;
     (void)blocks_for("<a>" + std::string(100000, 'x') + "</a>");
+    EXPECT_LT(watch.kept(), 0); // that which was kept is gone, too
     EXPECT_EQ(blocks_for(body), at_first);
 }
 
@@ -181,5 +184,6 @@ TEST_F(Parser, FailsOnceAndSaysSoWithoutMemory) {
             EXPECT_EQ(result, body);
         }
         EXPECT_TRUE(is_newer || watch.texts() == 0) << skip;
+        EXPECT_EQ(parse("<!--c--><a/>"), "<a/>");
     }
 }

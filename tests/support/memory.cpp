@@ -15,6 +15,7 @@ int texts_left = 0;
 int all_left = 0;
 std::ptrdiff_t mapped_bytes = 0;
 int block_count = 0;
+int gone_count = 0;
 std::size_t largest_block = 0;
 
 std::size_t place_of_secret(const void* first, std::size_t bytes) {
@@ -37,9 +38,11 @@ int secret_watch::texts() const { return texts_left; }
 
 int secret_watch::all() const { return all_left; }
 
-block_watch::block_watch() : before_(block_count) { largest_block = 0; }
+block_watch::block_watch() : before_(block_count), gone_before_(gone_count) { largest_block = 0; }
 
 int block_watch::count() const { return block_count - before_; }
+
+int block_watch::kept() const { return count() - (gone_count - gone_before_); }
 
 std::size_t block_watch::largest() const { return largest_block; }
 
@@ -59,6 +62,7 @@ void block_came(void* block) {
 }
 
 void block_goes(void* block) {
+    gone_count += block != nullptr;
     if (blocks.erase(block) == 0)
         return;
     const std::size_t place = place_of_secret(block, malloc_usable_size(block));

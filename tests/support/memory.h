@@ -22,17 +22,18 @@ public:
     int all() const;
 };
 
-// Counts the blocks that come while it lives.
+// Counts the blocks that come while it lives, and those that are there in the end.
 class block_watch {
 public:
     block_watch();
     block_watch(block_watch&&) = delete;
 
     int count() const;
+    int kept() const;
     std::size_t largest() const;
 
 private:
-    int before_;
+    int before_, gone_before_;
 };
 
 // Fails the test when more or fewer bytes are mapped at the end of the scope.

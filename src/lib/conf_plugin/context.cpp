@@ -31,11 +31,12 @@ constexpr int buffer_bytes = 1000;
 
 // Beside the context, whose layout is fixed. A process has one.
 struct {
-    body_parser parser;
     u32_t config_end; // slots 1 up to this are configuration callbacks
     u32_t status_end; // from there up to this are status callbacks, operations behind
     const conf_plugin_context_t* recorded; // the context of which that is known
 } process;
+
+body_parser parser; // of its messages
 
 char* default_error() noexcept { return const_cast<char*>(def_err_msg); }
 
@@ -57,7 +58,7 @@ conf_plugin_context_t* allocate(const econf_plugin_subpub_info_t* info) noexcept
     if (ctxt == nullptr)
         return plugin_failure("Allocate %d byte(s) memmory for plugin context failed.",
                               static_cast<int>(bytes));
-    process = {{}, 1 + configs, 1 + configs + statuses, ctxt};
+    process = {1 + configs, 1 + configs + statuses, ctxt};
     return ctxt;
 }
 
@@ -92,7 +93,7 @@ int make_context(conf_plugin_data* plugin, const char* name,
     return 0;
 }
 
-body_parser* message_parser() noexcept { return &process.parser; }
+body_parser* message_parser() noexcept { return &parser; }
 
 void _free_plugin_context() noexcept {
     conf_plugin_data* plugin = get_plugin_from_hash();
@@ -107,7 +108,7 @@ void _free_plugin_context() noexcept {
     std::free(ctxt->name);
     free_error_text(ctxt->err_msg);
     std::free(ctxt);
-    process.parser.forget();
+    parser.forget();
     process = {};
     plugin->plugin_ctxt = nullptr;
     if (plugin->pelmd_hooks == nullptr) // which stay for the life of the process

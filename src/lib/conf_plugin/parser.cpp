@@ -19,7 +19,7 @@ xmlNode* parse_failure() noexcept {
 }
 
 // Whether a body begins with its root. Then it has neither an XML declaration nor a document type, both
-// of which stand in front. A zero byte would end it early.
+// of which stand in front. A zero would end it early; what xmlReadMemory() makes of one depends on its version.
 bool is_bare(const char* body, int bytes) noexcept {
     return bytes > 1 && body[0] == '<' && body[1] != '?' && body[1] != '!' &&
            std::memchr(body, '\0', static_cast<std::size_t>(bytes)) == nullptr;
@@ -132,7 +132,7 @@ xmlNode* body_parser::parse_in_place(char* body, int bytes) noexcept {
     unique_parser parser{take_parser(bytes)};
     const secret_doc doc{parser ? parse_document(parser.get(), body, bytes) : nullptr};
     ran_out_ = watch.ran_out() || (!doc && !watch.has_heard()); // which not all versions say
-    if (!doc || parser.get()->wellFormed == 0 || watch.has_heard() || doc.get()->oldNs != nullptr)
+    if (!doc || watch.has_heard() || doc.get()->oldNs != nullptr)
         return nullptr;
     if (parsed_bytes_ <= most_bytes)
         keep_parser(parser.release());
