@@ -20,6 +20,9 @@ namespace {
 
 constexpr std::int64_t headroom_bytes = 0x20000;
 
+constexpr int populate =
+    23; // MADV_POPULATE_WRITE, which older headers lack, and older kernels refuse
+
 // The smallest growth is to the headroom itself. Above it a small addition brings as much again, so
 // that a stream of them seldom moves the buffer; a large one gets just what it needs.
 std::int64_t grown_bytes(std::int64_t content, int added) noexcept {
@@ -35,16 +38,20 @@ conf_buffer_t* conf_buffer_expand(conf_buffer_t* buf, int len) noexcept {
     const std::int64_t content = std::int64_t{buf->used} + len;
     if (content < buf->total)
         return buf;
-    const std::int64_t length = grown_bytes(content, len);
-    if (length > INT_MAX)
+    const std::int64_t wanted = grown_bytes(content, len);
+    if (wanted > INT_MAX)
         return nullptr;
+    const int length = static_cast<int>(wanted);
     // Pages that move are neither copied nor given back, so nothing is left behind to wipe. The new
     // ones are zero, and what was removed earlier lies where the added bytes come to stand.
-    void* moved = mremap(buf, mapping_bytes(buf), bytes(length), MREMAP_MAYMOVE);
+    const std::size_t known = mapping_bytes(buf);
+    void* moved = mremap(buf, known, bytes(length), MREMAP_MAYMOVE);
     if (moved == MAP_FAILED)
-        return syslog_failure("[ERROR] Allocate %d byte(s) memory failed(%m).\n",
-                              static_cast<int>(length));
+        return syslog_failure("[ERROR] Allocate %d byte(s) memory failed(%m).\n", length);
     auto* grown = static_cast<conf_buffer_t*>(moved);
+    // Of what comes in many pieces all pages are soon used: at once they cost half of one by one.
+    if (length > headroom_bytes)
+        (void)madvise(static_cast<char*>(moved) + known, bytes(length) - known, populate);
     set_capacity(grown, length);
     return grown;
 }
