@@ -136,14 +136,18 @@ public:
     explicit value_ends(const char* path) noexcept : end_(path) {}
 
 private:
+    // From one character that matters to the next; a backslash takes the quote or backslash behind it.
     static const char* find(const char* at) noexcept {
-        quote_state quotes;
-        for (; *at != '\0'; ++at) {
-            quotes.read(*at);
-            if (!quotes.inside() && (*at == ']' || *at == ','))
-                break;
+        bool inside = false;
+        for (;; ++at) {
+            at += std::strcspn(at, inside ? "\\\"" : "\\\"],");
+            if (*at == '"')
+                inside = !inside;
+            else if (*at != '\\')
+                return at;
+            else if (at[1] == '"' || at[1] == '\\')
+                ++at;
         }
-        return at;
     }
 
     const char* end_;
@@ -151,13 +155,9 @@ private:
 
 // A value can do without its quotes when nothing in it could be taken for its end.
 bool is_plain_value(const char* opening, const char* end) noexcept {
-    const char* closing = std::strchr(opening + 1, '"');
-    if (closing != end - 1)
-        return false;
-    for (const char* at = opening + 1; at < closing; ++at)
-        if (*at == ',' || *at == ']' || *at == '\\')
-            return false;
-    return true;
+    const char* closing = opening + 1;
+    closing += std::strcspn(closing, "\",]\\");
+    return closing == end - 1 && *closing == '"';
 }
 
 // Moves a value to where it is written, without the quotes around it.
