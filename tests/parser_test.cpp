@@ -110,7 +110,8 @@ TEST_F(Parser, RefusesLargeBodiesAsACopyWould) {
     const std::string bodies[] = {"<a>" + large + "</a>",
                                   "<a>" + large + "<b>" + near_the_end + "</b></a>",
                                   "<a>" + large + "<!--<b>" + near_the_end + "--></a>",
-                                  "<a>" + large + "<?i <b>" + near_the_end + "?></a>"};
+                                  "<a>" + large + "<?i <b>" + near_the_end + "?></a>",
+                                  "<a>" + large + "<![CDATA[<b>" + near_the_end + "]]></a>"};
     for (const std::string& body : traced(bodies))
         EXPECT_TRUE(parse(body) == parse_anew(body));
 }

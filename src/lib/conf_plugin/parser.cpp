@@ -19,22 +19,28 @@ xmlNode* parse_failure() noexcept {
 }
 
 // Whether a body begins with its root. Then it has neither an XML declaration nor a document type, both
-// of which stand in front. A zero would end it early; what xmlReadMemory() makes of one depends on its version.
-bool is_bare(const char* body, int bytes) noexcept {
-    return bytes > 1 && body[0] == '<' && body[1] != '?' && body[1] != '!' &&
-           std::memchr(body, '\0', static_cast<std::size_t>(bytes)) == nullptr;
+// of which stand in front.
+bool is_bare(const char* body) noexcept {
+    return body[0] == '<' && body[1] != '?' && body[1] != '!';
 }
 
-// Whether xmlReadMemory() takes a body of that size. libxml2 before 2.11 refuses a large one in which no markup
-// begins shortly before the end, where it looks ahead again. What stands in a comment, say, is no markup.
+// Whether xmlReadMemory() takes a body of that size. Before version 2.11 it refuses a large one in which no
+// markup begins shortly before the end, where it looks ahead again. What stands in a comment, a section or an
+// instruction is no markup, so none of these may end there.
 bool is_taken_however_large(const char* body, int bytes) noexcept {
     if (bytes <= XML_MAX_LOOKUP_LIMIT)
         return true;
-    constexpr std::size_t nearest = 250;
-    constexpr std::size_t farthest = 499;
-    const auto size = static_cast<std::size_t>(bytes);
-    return std::memchr(body + size - farthest, '<', farthest - nearest) != nullptr &&
-           memmem(body, size, "<!", 2) == nullptr && memmem(body, size, "<?", 2) == nullptr;
+    constexpr int farthest = 499;
+    constexpr int nearest = 250;
+    bool is_near = false;
+    for (int left = farthest; left > 0; --left) {
+        const char* at = body + bytes - left;
+        if (*at == '<' && left > nearest)
+            is_near = true;
+        if (*at == '>' && (at[-1] == '-' || at[-1] == '?' || at[-1] == ']'))
+            return false;
+    }
+    return is_near;
 }
 
 // Holds a byte at zero. It may be the first of the next frame.
@@ -117,7 +123,7 @@ xmlNode* parse_copy(const char* body, int bytes) noexcept {
 
 xmlNode* body_parser::parse(char* body, int bytes) noexcept {
     ran_out_ = false;
-    const bool is_same = is_bare(body, bytes) && is_taken_however_large(body, bytes);
+    const bool is_same = is_bare(body) && is_taken_however_large(body, bytes);
     xmlNode* root = is_same ? parse_in_place(body, bytes) : nullptr;
     if (root != nullptr)
         return root;
@@ -128,6 +134,8 @@ xmlNode* body_parser::parse(char* body, int bytes) noexcept {
 // leans on its document: "xml:" is a namespace of that
 xmlNode* body_parser::parse_in_place(char* body, int bytes) noexcept {
     const zeroed_byte end{body + bytes};
+    if (std::strlen(body) != static_cast<std::size_t>(bytes)) // versions differ in what a zero ends
+        return nullptr;
     const memory_watch watch{memory_watch::host::hears_of_memory};
     unique_parser parser{take_parser(bytes)};
     const secret_doc doc{parser ? parse_document(parser.get(), body, bytes) : nullptr};
