@@ -32,14 +32,16 @@ static void pin(const char* cpu) {
     must(sched_setaffinity(0, sizeof one, &one) == 0, "sched_setaffinity");
 }
 
-// publish, asleep, pull, or operate, with ":BYTES" behind it for other than the usual size.
+// publish, asleep, pull, input or operate, with ":BYTES" behind it for other than the usual size.
 static struct load load_of(const char* mode, const char* name, long requests) {
     const char* const bytes = strchr(name, ':');
     return (struct load){.mode = mode,
                          .bytes = bytes != NULL ? strtoul(bytes + 1, NULL, 10) : 300,
                          .asleep = strncmp(name, "asleep", 6) == 0,
                          .pull = strncmp(name, "pull", 4) == 0,
-                         .operate = strncmp(name, "operate", 7) == 0,
+                         .operate =
+                             strncmp(name, "operate", 7) == 0 || strncmp(name, "input", 5) == 0,
+                         .hands_back = strncmp(name, "operate", 7) == 0,
                          .requests = requests};
 }
 

@@ -9,7 +9,8 @@ struct load {
     size_t bytes;     // of the request
     int asleep;       // the plugin sleeps before each request
     int pull;         // the plugin asks for 4 KiB before it answers
-    int operate;      // the request is answered with what it holds, rather than with nothing
+    int operate;      // the request is an operation
+    int hands_back;   // which is answered with what it holds, rather than with nothing
     long requests;    // how many the plugin serves before it ends
 };
 

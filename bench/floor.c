@@ -1,15 +1,18 @@
 // What nobody who keeps to the same protocol can do without, in a straight line and unchecked:
-//   raw    the bytes alone, by blocking read and write
-//   xml    and what libxml2 has to do with them
-//   floor  and the transport: reads of 1024 bytes until there is no more, an epoll instance for each
-//          synchronous operation, pages that come and go with what they hold, and wiping
+//   raw      the bytes alone, by blocking read and write
+//   xml      and what libxml2 has to do with them when it is called as one would: each message is parsed
+//            and its tree copied, since that of a document cannot be used without it
+//   copying  and the transport: reads of 1024 bytes until there is no more, an epoll instance for each
+//            synchronous operation, pages that come and go with what they hold, and wiping
+//   floor    the same with messages that are parsed where they stand and trees that are not copied; and
+//            what a change says is read
 #define _GNU_SOURCE
 #include "drive.h"
 
 #include "conf_def.h"
 
 #include <errno.h>
-#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <libxml/tree.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -17,6 +20,7 @@
 #include <sys/epoll.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -29,7 +33,10 @@ struct buffer {
 };
 
 static int sock;
-static int is_floor; // or only raw bytes and XML, by blocking calls
+static int has_transport; // or blocking calls
+static int is_copying;    // what was parsed
+static xmlParserCtxt* parser;
+static volatile long taken; // what a change says
 static struct buffer in;
 static struct buffer out;
 
@@ -78,7 +85,7 @@ static size_t frame_bytes(void) {
 static int read_frame(void) {
     while (in.used < head_bytes || in.used < frame_bytes()) {
         grow(&in, piece);
-        const size_t room = is_floor ? (size_t)piece : in.room - in.used - 1;
+        const size_t room = has_transport ? (size_t)piece : in.room - in.used - 1;
         const ssize_t count = read(sock, in.bytes + in.used, room);
         if (count <= 0)
             return 0;
@@ -97,23 +104,50 @@ static void wipe(xmlNode* node) {
 }
 
 static void free_tree(xmlNode* node) {
-    if (is_floor)
+    if (has_transport)
         wipe(node);
     xmlFreeNode(node);
 }
 
-static xmlNode* parse_frame(void) {
-    xmlDoc* const doc = xmlReadMemory(in.bytes + head_bytes, (int)(frame_bytes() - head_bytes),
-                                      NULL, "utf-8", XML_PARSE_NOBLANKS);
+static xmlNode* parse_copy(const char* body, size_t bytes) {
+    xmlDoc* const doc = xmlReadMemory(body, (int)bytes, NULL, "utf-8", XML_PARSE_NOBLANKS);
     xmlNode* const root = xmlDocGetRootElement(doc);
     xmlNode* const copy = xmlCopyNode(root, 1);
-    if (is_floor)
+    if (has_transport)
         wipe(root);
     xmlFreeDoc(doc);
-    if (is_floor)
+    return copy;
+}
+
+// The byte behind is zero.
+static xmlNode* parse_in_place(const char* body, size_t bytes) {
+#if LIBXML_VERSION < 21400
+    (void)bytes;
+    (void)inputPush(parser, xmlNewStringInputStream(parser, BAD_CAST body));
+    (void)xmlParseDocument(parser);
+    xmlDoc* const doc = parser->myDoc;
+    parser->myDoc = NULL;
+#else
+    xmlDoc* const doc = xmlCtxtParseDocument(
+        parser, xmlNewInputFromMemory(NULL, body, bytes,
+                                      XML_INPUT_BUF_STATIC | XML_INPUT_BUF_ZERO_TERMINATED));
+#endif
+    xmlNode* const root = xmlDocGetRootElement(doc);
+    xmlUnlinkNode(root);
+    xmlSetTreeDoc(root, NULL);
+    xmlFreeDoc(doc);
+    xmlCtxtReset(parser);
+    return root;
+}
+
+static xmlNode* parse_frame(void) {
+    const char* const body = in.bytes + head_bytes;
+    const size_t bytes = frame_bytes() - head_bytes;
+    xmlNode* const root = is_copying ? parse_copy(body, bytes) : parse_in_place(body, bytes);
+    if (has_transport)
         consume(&in);
     in.used = 0; // one frame is under way at a time
-    return copy;
+    return root;
 }
 
 static void write_out(void) {
@@ -135,7 +169,7 @@ static void dump(xmlNode* root) {
 // Sends a message, which is freed, and waits for it to be written; and for the answer if one comes.
 static void send_message(xmlNode* root, int is_answered) {
     dump(root);
-    if (!is_floor) {
+    if (!has_transport) {
         write_out();
         if (is_answered)
             (void)read_frame();
@@ -178,20 +212,52 @@ static void pull(void) {
     send_message(rpc, 1);
     xmlNode* const reply = parse_frame();
     xmlNode* const data = child_of(child_of(reply, "result"), "data");
-    xmlFreeNodeList(xmlCopyNodeList(data->children)); // as the callback does
+    xmlNode* const pulled = is_copying ? xmlCopyNodeList(data->children) : data->children;
+    if (!is_copying)
+        data->children = data->last = NULL;
+    xmlFreeNodeList(pulled); // as the callback does
     free_tree(reply);
+}
+
+static long number_in(xmlNode* parent, const char* name) {
+    return strtol((const char*)child_of(parent, name)->children->content, NULL, 10);
+}
+
+// What a change says, as a callback takes it: numbers, and a path without quotes. The callback is timed,
+// and may have made a child process that returns in its place.
+static void take_change(xmlNode* params) {
+    struct timeval now;
+    xmlNode* const info = child_of(params, "info");
+    char* const path = strdup((const char*)child_of(info, "path")->children->content);
+    char* end = path;
+    for (const char* at = path; *at != '\0'; ++at)
+        if (*at != '"')
+            *end++ = *at;
+    *end = '\0';
+    taken = number_in(params, "callback") + number_in(params, "session-id") +
+            number_in(info, "oper-type") + number_in(info, "more-flag") +
+            number_in(info, "priority");
+    (void)gettimeofday(&now, NULL);
+    taken += path[0];
+    (void)gettimeofday(&now, NULL);
+    taken += getpid();
+    free(path);
 }
 
 static void answer(const struct load* load) {
     xmlNode* const rpc = parse_frame();
     xmlNode* const params = child_of(rpc, "params");
+    if (!is_copying && !load->operate)
+        take_change(params);
     if (load->pull)
         pull();
     xmlNode* const output =
-        load->operate ? xmlCopyNodeList(child_of(params, "info")->children) : NULL;
+        load->hands_back ? xmlCopyNodeList(child_of(params, "info")->children) : NULL;
     xmlNode* const result = xmlNewNode(NULL, BAD_CAST "result");
     if (output != NULL)
         (void)xmlAddChildList(result, output);
+    else if (load->operate)
+        (void)xmlNewChild(result, NULL, BAD_CAST "ok", NULL);
     xmlNode* const reply = xmlNewNode(NULL, BAD_CAST "reply");
     (void)xmlAddChild(reply, result);
     (void)xmlNewTextChild(reply, NULL, BAD_CAST "id", child_of(rpc, "id")->children->content);
@@ -208,7 +274,7 @@ static void send_raw(const char* body) {
 }
 
 static void answer_raw(const struct load* load) {
-    if (load->operate) {
+    if (load->hands_back) {
         append(&out, in.bytes, in.used);
         write_out();
         out.used = 0;
@@ -220,7 +286,7 @@ static void answer_raw(const struct load* load) {
         (void)read_frame();
         in.used = 0;
     }
-    if (!load->operate)
+    if (!load->hands_back)
         send_raw("<reply><result/><id>1</id></reply>");
 }
 
@@ -238,12 +304,15 @@ static void serve_floor(const struct load* load) {
 void serve(const struct load* load, const char* directory) {
     struct sockaddr_un address = {.sun_family = AF_UNIX};
     (void)snprintf(address.sun_path, sizeof address.sun_path, "%.80s/socket", directory);
-    is_floor = strcmp(load->mode, "floor") == 0;
-    sock = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | (is_floor ? SOCK_NONBLOCK : 0), 0);
+    is_copying = strcmp(load->mode, "floor") != 0;
+    has_transport = !is_copying || strcmp(load->mode, "copying") == 0;
+    parser = xmlNewParserCtxt();
+    (void)xmlCtxtUseOptions(parser, XML_PARSE_NOBLANKS | XML_PARSE_NODICT);
+    sock = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | (has_transport ? SOCK_NONBLOCK : 0), 0);
     must(connect(sock, (struct sockaddr*)&address, sizeof address) == 0, "connect");
     in = make_buffer();
     out = make_buffer();
-    if (is_floor) {
+    if (has_transport) {
         serve_floor(load);
         return;
     }

@@ -27,7 +27,8 @@ static int on_change(int session_id, int oper, int more, int priority, const cha
 static int on_operate(int session_id, xmlNode* input, xmlNode** output) {
     (void)session_id;
     ++served;
-    *output = xmlCopyNodeList(input);
+    if (work->hands_back)
+        *output = xmlCopyNodeList(input);
     return 0;
 }
 
