@@ -20,8 +20,8 @@ namespace {
 
 constexpr std::int64_t headroom_bytes = 0x20000;
 
-constexpr int populate =
-    23; // MADV_POPULATE_WRITE, which older headers lack, and older kernels refuse
+// MADV_POPULATE_WRITE, which older headers lack, and older kernels refuse.
+constexpr int populate = 23;
 
 // The smallest growth is to the headroom itself. Above it a small addition brings as much again, so
 // that a stream of them seldom moves the buffer; a large one gets just what it needs.
@@ -79,8 +79,10 @@ bool can_put(conf_buffer_t** buf, const void* context, int len) noexcept {
 
 conf_buffer_t* conf_buffer_create(int size) {
     const std::int64_t length = round_up_to_page(bytes_with(size));
-    if (size < 0 || length > INT_MAX)
-        return syslog_failure("[ERROR] Allocate memory failed(%s).\n", strerror(EINVAL));
+    if (size < 0 || length > INT_MAX) {
+        errno = EINVAL;
+        return syslog_failure("[ERROR] Allocate memory failed(%m).\n");
+    }
     void* memory =
         mmap(nullptr, bytes(length), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)
