@@ -162,6 +162,9 @@ TEST(Message, TakesNodesOutOfTheDocumentTheyWereParsedInto) {
         const unique_node message{makers[i](root->children, 7)};
         EXPECT_EQ(dump(message.get()), before[i] + "<p><q>abc</q></p>" + behind[i]);
         EXPECT_EQ(dump(root), "<r><q>abc</q>t</r>");
+        const unique_node loose{
+            makers[i](xmlNewDocNode(doc, nullptr, BAD_CAST "loose", nullptr), 7)};
+        EXPECT_EQ(dump(loose.get()), before[i] + "<loose/>" + behind[i]);
         std::optional<fault> no_memory(std::in_place, call::xml, ENOMEM);
         EXPECT_EQ(makers[i](root->children, 7), nullptr);
         no_memory.reset();

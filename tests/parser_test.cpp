@@ -131,6 +131,16 @@ TEST_F(Parser, CutsATreeLooseFromItsDocument) {
     EXPECT_EQ(root.get()->next, nullptr);
 }
 
+// The declaration that a reference leads to goes with the document.
+TEST_F(Parser, LeavesBodiesWithDeclarationsToTheCopy) {
+    for (const std::string head : {"", "\n", "\xEF\xBB\xBF"}) {
+        std::string body = head + "<!DOCTYPE a [<!ENTITY e 'x'>]><a>&e;</a>";
+        const secret_node root{parser_.parse(body.data(), static_cast<int>(body.size()))};
+        ASSERT_EQ(root.get()->children->type, XML_ENTITY_REF_NODE);
+        EXPECT_EQ(root.get()->children->children, nullptr) << head;
+    }
+}
+
 TEST_F(Parser, CopiesNothingOfABody) {
     const std::string body = "<a" + std::string(200000, ' ') + "/>";
     const block_watch watch;

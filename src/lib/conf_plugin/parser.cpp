@@ -19,9 +19,10 @@ xmlNode* parse_failure() noexcept {
 }
 
 // Whether a body begins with its root. Then it has neither an XML declaration nor a document type, both
-// of which stand in front.
-bool is_bare(const char* body) noexcept {
-    return body[0] == '<' && body[1] != '?' && body[1] != '!';
+// of which stand in front. And a zero would end it early; versions differ in what xmlReadMemory() makes of one.
+bool is_bare(const char* body, int bytes) noexcept {
+    const auto size = static_cast<std::size_t>(bytes);
+    return body[0] == '<' && body[1] != '?' && body[1] != '!' && strnlen(body, size) == size;
 }
 
 // Whether xmlReadMemory() takes a body of that size. Before version 2.11 it refuses a large one in which no
@@ -123,7 +124,7 @@ xmlNode* parse_copy(const char* body, int bytes) noexcept {
 
 xmlNode* body_parser::parse(char* body, int bytes) noexcept {
     ran_out_ = false;
-    const bool is_same = is_bare(body) && is_taken_however_large(body, bytes);
+    const bool is_same = is_bare(body, bytes) && is_taken_however_large(body, bytes);
     xmlNode* root = is_same ? parse_in_place(body, bytes) : nullptr;
     if (root != nullptr)
         return root;
@@ -134,8 +135,6 @@ xmlNode* body_parser::parse(char* body, int bytes) noexcept {
 // leans on its document: "xml:" is a namespace of that
 xmlNode* body_parser::parse_in_place(char* body, int bytes) noexcept {
     const zeroed_byte end{body + bytes};
-    if (std::strlen(body) != static_cast<std::size_t>(bytes)) // versions differ in what a zero ends
-        return nullptr;
     const memory_watch watch{memory_watch::host::hears_of_memory};
     unique_parser parser{take_parser(bytes)};
     const secret_doc doc{parser ? parse_document(parser.get(), body, bytes) : nullptr};

@@ -122,42 +122,11 @@ private:
     bool escaped_ = false;
 };
 
-// Finds where key values end: at the first "]" or "," outside quotes. An end is looked for once, as
-// it serves every opening quote in front of it; so the whole path is read once.
-class value_ends {
-public:
-    // @return null when no end follows
-    const char* behind(const char* opening) noexcept {
-        if (end_ <= opening)
-            end_ = find(opening);
-        return *end_ != '\0' ? end_ : nullptr;
-    }
-
-    explicit value_ends(const char* path) noexcept : end_(path) {}
-
-private:
-    // From one character that matters to the next; a backslash takes the quote or backslash behind it.
-    static const char* find(const char* at) noexcept {
-        bool inside = false;
-        for (;; ++at) {
-            at += std::strcspn(at, inside ? "\\\"" : "\\\"],");
-            if (*at == '"')
-                inside = !inside;
-            else if (*at != '\\')
-                return at;
-            else if (at[1] == '"' || at[1] == '\\')
-                ++at;
-        }
-    }
-
-    const char* end_;
-};
-
-// A value can do without its quotes when nothing in it could be taken for its end.
-bool is_plain_value(const char* opening, const char* end) noexcept {
+// @return behind a key value whose quotes hold nothing that could be taken for its end, or null
+const char* end_of_plain_value(const char* opening) noexcept {
     const char* closing = opening + 1;
     closing += std::strcspn(closing, "\",]\\");
-    return closing == end - 1 && *closing == '"';
+    return *closing == '"' && (closing[1] == ']' || closing[1] == ',') ? closing + 1 : nullptr;
 }
 
 // Moves a value to where it is written, without the quotes around it.
@@ -174,7 +143,6 @@ char* datastore_path_rm_quotes(char* src) noexcept {
     if (src == nullptr)
         return nullptr;
     quote_state quotes;
-    value_ends ends{src};
     char* write = src;
     const char* read = src;
     while (*read != '\0') {
@@ -183,8 +151,8 @@ char* datastore_path_rm_quotes(char* src) noexcept {
         *write++ = c;
         if (c != '=' || *read != '"' || quotes.inside())
             continue;
-        const char* end = ends.behind(read);
-        if (end == nullptr || !is_plain_value(read, end))
+        const char* end = end_of_plain_value(read);
+        if (end == nullptr)
             continue;
         write = datastore_value_rm_quotes(write, read, end);
         *write++ = *end;
