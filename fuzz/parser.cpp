@@ -1,5 +1,5 @@
-// Whether bodies of the internal road become what xmlReadMemory() and a copy make of them, and whether the
-// host hears the same.
+// Whether bodies of the internal road become what xmlReadMemory() and a copy make of them, and
+// whether the host hears the same.
 #include "conf_plugin/parser.h"
 
 #include "input.h"

@@ -117,11 +117,11 @@ TEST_F(Ownership, LetsACallbackChangeItsInput) {
 
 TEST_F(Ownership, GivesTheCallerNodesThatLeanOnNothing) {
     const auto cases = table<3>(R"(
-        <reply><result>                 | <a>1<b/></a>t             | <a>1<b/></a>t
-        <reply><result>                 | <a xmlns="urn:o"><b/></a> | <a xmlns="urn:o"><b/></a>
-        <reply><result>                 | <a xml:lang="en"/>        | <a xml:lang="en"/>
-        <reply xmlns="urn:r"><result>   | <a>1<b/></a>t             | <a xmlns="urn:r">1<b/></a>t
-        <reply><result xmlns:p="urn:p"> | <p:a p:x="1"/>            | <p:a xmlns:p="urn:p" p:x="1"/>)");
+        <reply><result>              | <a>1<b/></a>t          | <a>1<b/></a>t
+        <reply><result>              | <a xmlns="o"><b/></a>  | <a xmlns="o"><b/></a>
+        <reply><result>              | <a xml:lang="en"/>     | <a xml:lang="en"/>
+        <reply xmlns="r"><result>    | <a>1<b/></a>t          | <a xmlns="r">1<b/></a>t
+        <reply><result xmlns:p="u:"> | <p:a p:x="1"/>         | <p:a xmlns:p="u:" p:x="1"/>)");
     for (const auto& [head, data, expected] : traced(cases)) {
         const std::string tail = text("</data></result><id>%d</id></reply>", next_id());
         daemon_.will_answer(frame_of(head + "<data>" + data + tail));

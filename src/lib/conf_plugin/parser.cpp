@@ -25,10 +25,11 @@ bool is_bare(const char* body, int bytes) noexcept {
     return body[0] == '<' && body[1] != '?' && body[1] != '!' && strnlen(body, size) == size;
 }
 
-// Whether xmlReadMemory() takes a body of that size. Before version 2.11 it refuses a large one in which no
-// markup begins shortly before the end, where it looks ahead again. What stands in a comment, a section or an
-// instruction is no markup, so none of these may end there.
-bool is_taken_however_large(const char* body, int bytes) noexcept {
+// Whether xmlReadMemory() makes the same of a body although it looks ahead, as far as one can tell.
+#if LIBXML_VERSION < 21100
+// That is near the end, where it refuses a large body in which no markup has begun shortly before. What
+// stands in a comment, a section or an instruction is none, so none of these may end there.
+bool is_read_alike(const char* body, int bytes) noexcept {
     if (bytes <= XML_MAX_LOOKUP_LIMIT)
         return true;
     constexpr int farthest = 499;
@@ -43,6 +44,21 @@ bool is_taken_however_large(const char* body, int bytes) noexcept {
     }
     return is_near;
 }
+#else
+// That may be anywhere. It refuses some large bodies, and takes a part of a long run of blanks for text.
+bool is_read_alike(const char* body, int bytes) noexcept {
+    constexpr const char* blanks = " \t\r\n";
+    constexpr int longest = 200;
+    for (int at = longest; at < bytes; at += longest) { // one of these is within each longer run
+        int first = at;
+        while (first > 0 && std::strchr(blanks, body[first - 1]) != nullptr)
+            --first;
+        if (std::strspn(body + first, blanks) > longest)
+            return false;
+    }
+    return bytes <= XML_MAX_LOOKUP_LIMIT;
+}
+#endif
 
 // Holds a byte at zero. It may be the first of the next frame.
 class zeroed_byte {
@@ -124,7 +140,7 @@ xmlNode* parse_copy(const char* body, int bytes) noexcept {
 
 xmlNode* body_parser::parse(char* body, int bytes) noexcept {
     ran_out_ = false;
-    const bool is_same = is_bare(body, bytes) && is_taken_however_large(body, bytes);
+    const bool is_same = is_bare(body, bytes) && is_read_alike(body, bytes);
     xmlNode* root = is_same ? parse_in_place(body, bytes) : nullptr;
     if (root != nullptr)
         return root;
