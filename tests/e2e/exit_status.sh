@@ -14,7 +14,7 @@ ends() {
 }
 
 ends 1 'wrong.sim:2: expected active nobody, got nothing within 1 ms' "$1" run --script wrong.sim
-ends 1 'wrong.sim:3: expected error 7 (text), got ok' "$1" run --script wrong.sim
+ends 1 'wrong.sim:3: expected error 7 (text), got unheard' "$1" run --script wrong.sim
 ends 1 'wrong.sim:6: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
 ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
     bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'

@@ -50,11 +50,21 @@ TEST_F(Scripting, MistakesSayWhereTheyStand) {
 }
 
 TEST_F(Scripting, WhatACommandShowsIsWhatExpectationsLookAt) {
-    EXPECT_EQ(run("set /a/b 1\necho then\nexpect error\nexpect ok"),
-              "=> ok (no active plugin is concerned)\nthen\n"
-              "net.sim:3: expected error, got ok (no active plugin is concerned)\n");
+    EXPECT_EQ(run("set /a/b 1\necho then\nexpect unheard no active\nexpect ok"),
+              "=> unheard (no active plugin is concerned)\nthen\n"
+              "net.sim:4: expected ok, got unheard (no active plugin is concerned)\n");
     EXPECT_EQ(run("show /a\nexpect xml <a><b>1</b></a>\nexpect contains <b>"),
               "    <a>\n      <b>1</b>\n    </a>\n");
+}
+
+TEST_F(Scripting, NothingIsOkThatNobodyHeard) {
+    EXPECT_FALSE(holds("ok")); // no command came before
+    for (const char* command : {"delete /a", "kickoff", "status /a", "operate /a", "publish /a mod",
+                                "set / \"\"", "notify <a/>"}) {
+        on_.expected.look_at({});
+        lines_.run(command);
+        EXPECT_TRUE(holds("unheard")) << command;
+    }
 }
 
 TEST_F(Scripting, ExpectationsOfAnError) {

@@ -11,7 +11,7 @@ namespace {
 constexpr int console_session = 1; // the session that all requests are made in
 
 outcome nobody(const std::string& what, const data_path& path) {
-    return outcome::no_answer("no active plugin " + what + " " + path.text());
+    return outcome::unheard("no active plugin " + what + " " + path.text());
 }
 
 unique_node publish_params(const char* type, u32_t callback, unique_node info) {
@@ -71,7 +71,7 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     tree changed = trees_.current;
     edit(changed);
     if (changed.text() == trees_.current.text())
-        return outcome::ok("nothing has changed");
+        return outcome::unheard("nothing has changed");
     trees_.keys.learn(changed);
     const plugin_list everybody = plugins_.all();
     const publication_plan plan =
@@ -79,7 +79,7 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     tree standing_old = std::exchange(trees_.old, trees_.current);
     trees_.current = std::move(changed);
     if (plan.empty())
-        return outcome::ok("no active plugin is concerned");
+        return outcome::unheard("no active plugin is concerned");
     std::size_t told = 0;
     outcome total = tell_all(everybody, plan, true, told);
     if (total.is_ok())
@@ -116,9 +116,9 @@ outcome publisher::publish(const data_path& path, int oper) {
     const publication_plan plan = plan_bits(subscribers, path, oper);
     if (plan.empty()) {
         const std::string below = subscribed_below(subscribers, path);
-        return outcome::no_answer("no active plugin subscribes to " + path.text() +
-                                  " or to what it lies in" +
-                                  (below.empty() ? "" : "; below it there is " + below));
+        return outcome::unheard("no active plugin subscribes to " + path.text() +
+                                " or to what it lies in" +
+                                (below.empty() ? "" : "; below it there is " + below));
     }
     std::size_t told = 0;
     return tell_all(everybody, plan, false, told);
@@ -172,7 +172,7 @@ outcome publisher::operate(const data_path& path, unique_nodes input) {
 }
 
 outcome publisher::kick_off(const std::string& name) {
-    outcome total = outcome::no_answer("there is no such active plugin");
+    outcome total = outcome::unheard("there is no such active plugin");
     const auto everybody = plugins_.all();
     for (const auto& each : everybody)
         if (each->is_active() && (name.empty() || each->name() == name))

@@ -8,17 +8,16 @@
 
 namespace pelmsim {
 
-enum class verdict { ok, error, no_answer };
+enum class verdict { ok, error, no_answer, unheard };
 
 struct outcome {
     verdict result = verdict::ok;
     int code = 0;                        // of an error
-    std::string text;                    // of an error; why there was no answer; a remark
+    std::string text;                    // of an error; why nobody answered or heard
     std::shared_ptr<const xmlNode> data; // that came: the first of its nodes, or none
     std::string shown;                   // what the command had to show, in lines
     bool is_cut = false;                 // there was more, so nothing can be said to be absent
 
-    static outcome ok(std::string remark) { return {verdict::ok, 0, std::move(remark), {}, {}}; }
     static outcome error(int code, std::string text) {
         return {verdict::error, code, std::move(text), {}, {}};
     }
@@ -26,18 +25,25 @@ struct outcome {
         return {verdict::no_answer, 0, std::move(why), {}, {}};
     }
 
+    // There was nobody to be told or asked.
+    static outcome unheard(std::string why) {
+        return {verdict::unheard, 0, std::move(why), {}, {}};
+    }
+
     std::string xml() const { return compact(data.get()); } // the data, in one line
     bool is_ok() const { return result == verdict::ok; }
 
-    // "ok", perhaps with a remark, "error 5 (No such interface.)" or "no answer (time-out)".
+    // "ok", "error 5 (No such interface.)", "no answer (time-out)" or "unheard (no such plugin)".
     std::string describe() const {
         switch (result) {
         case verdict::ok:
-            return text.empty() ? "ok" : "ok (" + text + ")";
+            return "ok";
         case verdict::error:
             return "error " + std::to_string(code) + " (" + text + ")";
-        default:
+        case verdict::no_answer:
             return "no answer (" + text + ")";
+        default:
+            return "unheard (" + text + ")";
         }
     }
 };

@@ -40,7 +40,7 @@ ending answer(session& on, line_reader& words) {
 ending remove(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
     if (on.trees.current.select(path).empty())
-        return ending::verdict(outcome::error(-1, "There is nothing at " + path.text() + "."));
+        return ending::verdict(outcome::unheard("there is nothing at " + path.text()));
     return ending::verdict(
         on.daemon.publisher().change([&](tree& edited) { edited.remove(path); }));
 }
@@ -93,8 +93,10 @@ ending notify(session& on, line_reader& words) {
     const unique_nodes data = parse_nodes(words.rest());
     if (data == nullptr || data->type != XML_ELEMENT_NODE)
         throw problem("an XML element is missing");
-    return ending::lines("sent to " + std::to_string(on.daemon.agents().notify(data.get())) +
-                         " agents");
+    const std::size_t count = on.daemon.agents().notify(data.get());
+    if (count == 0)
+        return ending::verdict(outcome::unheard("no agent has subscribed"));
+    return ending::lines("sent to " + std::to_string(count) + " agents");
 }
 
 ending operate(session& on, line_reader& words) {

@@ -26,12 +26,18 @@ finding error(const session& on, line_reader& words) {
             outcome::error(code, text).describe(), last.describe()};
 }
 
+// A part of the reason will do.
+finding for_reason(const outcome& wanted, const outcome& last) {
+    const bool same_reason = last.text.find(wanted.text) != std::string::npos;
+    return {last.result == wanted.result && same_reason, wanted.describe(), last.describe()};
+}
+
 finding no_answer(const session& on, line_reader& words) {
-    const outcome& last = on.expected.last();
-    const std::string why = words.rest();
-    const bool same_reason = last.text.find(why) != std::string::npos;
-    return {last.result == verdict::no_answer && same_reason, outcome::no_answer(why).describe(),
-            last.describe()};
+    return for_reason(outcome::no_answer(words.rest()), on.expected.last());
+}
+
+finding unheard(const session& on, line_reader& words) {
+    return for_reason(outcome::unheard(words.rest()), on.expected.last());
 }
 
 finding xml(const session& on, line_reader& words) {
@@ -59,8 +65,13 @@ constexpr struct {
     const char* name;
     finding (*judge)(const session& on, line_reader& words);
 } kinds[] = {
-    {"contains", contains},   {"error", error}, {"lacks", lacks},
-    {"no-answer", no_answer}, {"ok", ok},       {"xml", xml},
+    {"contains", contains},
+    {"error", error},
+    {"lacks", lacks},
+    {"no-answer", no_answer},
+    {"ok", ok},
+    {"unheard", unheard},
+    {"xml", xml},
 };
 
 } // namespace

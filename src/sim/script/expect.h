@@ -9,7 +9,8 @@ namespace pelmsim {
 class session;
 
 inline constexpr const char* expect_arguments =
-    "ok | error [CODE [TEXT]] | no-answer [WHY] | xml XML | contains TEXT | lacks TEXT";
+    "ok | error [CODE [TEXT]] | no-answer [WHY] | unheard [WHY] | xml XML | contains TEXT | "
+    "lacks TEXT";
 
 ending expect(session& on, line_reader& words);
 

@@ -33,7 +33,7 @@ public:
 private:
     const event_journal& events_;
     std::string place_;
-    outcome last_;
+    outcome last_ = outcome::unheard("no command had an outcome yet");
     int failures_ = 0;
 };
 
