@@ -18,6 +18,8 @@ ends 1 'wrong.sim:3: expected error 7 (text), got unheard' "$1" run --script wro
 ends 1 'wrong.sim:6: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
 ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
     bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'
+ends 1 'expected recovery one ok, got error 5 (refused <as> told)' \
+    "$1" run --config one.xml --script <(echo wait active one) -- test_plugin one 1 1
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
 # The world of a plugin is private: what it leaves in these places goes with it, and what the machine

@@ -78,6 +78,24 @@ TEST_F(Scripting, ExpectationsOfAnError) {
     EXPECT_FALSE(holds("no-answer"));
 }
 
+TEST_F(Scripting, OfRecoveriesTheLastIsExpected) {
+    EXPECT_FALSE(holds("recovery ntp ok"));
+    on_.expected.recovered("ntp", outcome::no_answer("time-out"));
+    on_.expected.recovered("ntp", outcome::error(5, "no"));
+    on_.expected.recovered("dns", outcome());
+    EXPECT_TRUE(holds("recovery ntp error 5 no"));
+    EXPECT_FALSE(holds("recovery ntp ok"));
+    EXPECT_TRUE(holds("recovery dns ok"));
+}
+
+TEST_F(Scripting, ARecoveryThatWentWrongUnexpectedCountsInTheEnd) {
+    on_.expected.recovered("ntp", outcome::error(5, "no"));
+    on_.expected.recovered("dns", outcome::unheard("none"));
+    on_.expected.check_recoveries();
+    EXPECT_EQ(printed_, "expected recovery ntp ok, got error 5 (no)\n");
+    EXPECT_EQ(on_.expected.failures(), 1);
+}
+
 TEST_F(Scripting, ATextThatIsNoXmlSaysInWhichLine) {
     try {
         (void)tree::from_xml("<?xml version='1.0'?>\n<net:a>\n<b></net:a>");

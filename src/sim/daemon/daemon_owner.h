@@ -1,6 +1,8 @@
 // What lies around the daemon.
 #pragma once
 
+#include "model/outcome.h"
+
 #include <string>
 #include <sys/types.h>
 
@@ -9,6 +11,9 @@ namespace pelmsim {
 class daemon_owner {
 public:
     virtual void heard_from(pid_t pid) = 0; // what that process has sent is not read yet
+
+    // That plugin has been given its initial configuration, which ended so.
+    virtual void recovered(const std::string& plugin, outcome how) = 0;
 
     // Keeps the deployment for the next time, if it can; throws problem when that fails.
     virtual void keep_deployment(const std::string& document) = 0;

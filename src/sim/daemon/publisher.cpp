@@ -93,21 +93,30 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
 
 void publisher::recover() {
     while (!wanted_.empty()) {
-        const recovery wanted = std::move(wanted_.front());
-        wanted_.pop_front();
-        const auto who = wanted.who.lock();
+        const auto who = wanted_.front().who.lock();
         if (who == nullptr)
-            continue;
-        tree standing_old = std::exchange(trees_.old, tree()); // all of it is new to the plugin
-        const plugin_list alone{who};
-        publication_plan plan =
-            plan_changes(subscribers_among(alone), trees_.old, trees_.current, trees_.keys);
-        for (publication& each : plan)
-            each.oper |= wanted.oper;
-        std::size_t told = 0;
-        (void)tell_all(alone, plan, false, told);
-        trees_.old = std::move(standing_old);
+            wanted_.pop_front();
+        else
+            around_.recovered(who->name(), recover(who));
     }
+}
+
+// All that it wants; it may want more meanwhile.
+outcome publisher::recover(const std::shared_ptr<plugin>& who) {
+    tree standing_old = std::exchange(trees_.old, tree()); // all of it is new to the plugin
+    const plugin_list alone{who};
+    const publication_plan changes =
+        plan_changes(subscribers_among(alone), trees_.old, trees_.current, trees_.keys);
+    publication_plan plan;
+    for (; !wanted_.empty() && wanted_.front().who.lock() == who; wanted_.pop_front())
+        for (publication each : changes) {
+            each.oper |= wanted_.front().oper;
+            plan.push_back(std::move(each));
+        }
+    std::size_t told = 0;
+    outcome total = tell_all(alone, plan, false, told);
+    trees_.old = std::move(standing_old);
+    return plan.empty() ? outcome::unheard("nothing stands at its paths") : total;
 }
 
 outcome publisher::publish(const data_path& path, int oper) {

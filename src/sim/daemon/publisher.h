@@ -12,8 +12,9 @@ namespace pelmsim {
 
 class publisher {
 public:
-    publisher(event_loop& loop, store& trees, plugin_table& plugins, recovery_queue& wanted)
-        : loop_(loop), trees_(trees), plugins_(plugins), wanted_(wanted) {}
+    publisher(event_loop& loop, daemon_owner& around, store& trees, plugin_table& plugins,
+              recovery_queue& wanted)
+        : loop_(loop), around_(around), trees_(trees), plugins_(plugins), wanted_(wanted) {}
 
     // How long plugins may take to answer.
     milliseconds answer_limit() const { return answer_limit_; }
@@ -45,11 +46,13 @@ private:
     };
 
     std::optional<provider> provider_of(serves kind, const data_path& path) const;
+    outcome recover(const std::shared_ptr<plugin>& who);
     outcome tell(plugin& to, const publication& what) const;
     outcome tell_all(const plugin_list& everybody, const publication_plan& plan, bool until_refused,
                      std::size_t& told) const;
 
     event_loop& loop_;
+    daemon_owner& around_;
     store& trees_;
     plugin_table& plugins_;
     recovery_queue& wanted_;

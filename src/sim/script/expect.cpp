@@ -10,13 +10,9 @@ namespace {
 
 std::string in_quotes(const std::string& text) { return "\"" + text + "\""; }
 
-finding ok(const session& on, line_reader&) {
-    const outcome& last = on.expected.last();
-    return {last.is_ok(), "ok", last.describe()};
-}
+finding ok(const outcome& last, line_reader&) { return {last.is_ok(), "ok", last.describe()}; }
 
-finding error(const session& on, line_reader& words) {
-    const outcome& last = on.expected.last();
+finding error(const outcome& last, line_reader& words) {
     if (words.at_end())
         return {last.result == verdict::error, "error", last.describe()};
     const int code = words.number_or(-1);
@@ -32,29 +28,27 @@ finding for_reason(const outcome& wanted, const outcome& last) {
     return {last.result == wanted.result && same_reason, wanted.describe(), last.describe()};
 }
 
-finding no_answer(const session& on, line_reader& words) {
-    return for_reason(outcome::no_answer(words.rest()), on.expected.last());
+finding no_answer(const outcome& last, line_reader& words) {
+    return for_reason(outcome::no_answer(words.rest()), last);
 }
 
-finding unheard(const session& on, line_reader& words) {
-    return for_reason(outcome::unheard(words.rest()), on.expected.last());
+finding unheard(const outcome& last, line_reader& words) {
+    return for_reason(outcome::unheard(words.rest()), last);
 }
 
-finding xml(const session& on, line_reader& words) {
+finding xml(const outcome& last, line_reader& words) {
     const std::string wanted = compact(parse_nodes(words.rest()).get());
-    const std::string came = on.expected.last().xml();
+    const std::string came = last.xml();
     return {wanted == came, in_quotes(wanted), in_quotes(came)};
 }
 
-finding contains(const session& on, line_reader& words) {
-    const outcome& last = on.expected.last();
+finding contains(const outcome& last, line_reader& words) {
     const std::string text = words.rest();
     const std::string all = last.shown + last.xml();
     return {all.find(text) != std::string::npos, "contains " + in_quotes(text), in_quotes(all)};
 }
 
-finding lacks(const session& on, line_reader& words) {
-    const outcome& last = on.expected.last();
+finding lacks(const outcome& last, line_reader& words) {
     const std::string text = words.rest();
     const std::string all = last.shown + last.xml();
     return {all.find(text) == std::string::npos && !last.is_cut, "lacks " + in_quotes(text),
@@ -63,7 +57,7 @@ finding lacks(const session& on, line_reader& words) {
 
 constexpr struct {
     const char* name;
-    finding (*judge)(const session& on, line_reader& words);
+    finding (*judge)(const outcome& last, line_reader& words);
 } kinds[] = {
     {"contains", contains},
     {"error", error},
@@ -74,15 +68,35 @@ constexpr struct {
     {"xml", xml},
 };
 
-} // namespace
-
-ending expect(session& on, line_reader& words) {
-    const std::string what = words.word("what to expect");
+finding judge(const std::string& what, const outcome& last, line_reader& words) {
     const auto* const kind =
         std::ranges::find_if(kinds, [&](const auto& each) { return what == each.name; });
     if (kind == std::end(kinds))
         throw problem("\"" + what + "\" is nothing to expect");
-    on.expected.check(kind->judge(on, words));
+    finding made = kind->judge(last, words);
+    words.finish();
+    return made;
+}
+
+// Of the initial configuration of a plugin.
+finding initial_one(session& on, line_reader& words) {
+    const std::string plugin = words.word("a plugin");
+    const std::string what = words.word("what to expect");
+    recovery_result* const found = on.expected.recovery_of(plugin);
+    finding made = judge(what, found == nullptr ? outcome() : found->how, words);
+    made.expected = "recovery " + plugin + " " + made.expected;
+    if (found == nullptr)
+        return {false, made.expected, "none"};
+    found->is_looked_at = true;
+    return made;
+}
+
+} // namespace
+
+ending expect(session& on, line_reader& words) {
+    const std::string what = words.word("what to expect");
+    on.expected.check(what == "recovery" ? initial_one(on, words)
+                                         : judge(what, on.expected.last(), words));
     return {};
 }
 

@@ -10,7 +10,7 @@ class session;
 
 inline constexpr const char* expect_arguments =
     "ok | error [CODE [TEXT]] | no-answer [WHY] | unheard [WHY] | xml XML | contains TEXT | "
-    "lacks TEXT";
+    "lacks TEXT | recovery PLUGIN ok|error|no-answer|unheard ...";
 
 ending expect(session& on, line_reader& words);
 

@@ -1,5 +1,7 @@
 #include "script/expectations.h"
 
+#include <algorithm>
+
 namespace pelmsim {
 
 void expectations::check(finding what) {
@@ -9,6 +11,19 @@ void expectations::check(finding what) {
                     .place = place_,
                     .got = std::move(what.got),
                     .good = what.holds});
+}
+
+recovery_result* expectations::recovery_of(const std::string& plugin) {
+    const auto found = std::find_if(recoveries_.rbegin(), recoveries_.rend(),
+                                    [&](const auto& each) { return each.plugin == plugin; });
+    return found == recoveries_.rend() ? nullptr : &*found;
+}
+
+void expectations::check_recoveries() {
+    place_.clear();
+    for (const recovery_result& each : std::exchange(recoveries_, {}))
+        if (!each.is_looked_at && each.how.result != verdict::unheard && !each.how.is_ok())
+            check({false, "recovery " + each.plugin + " ok", each.how.describe()});
 }
 
 } // namespace pelmsim

@@ -5,8 +5,16 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace pelmsim {
+
+// How the initial configuration of a plugin ended.
+struct recovery_result {
+    std::string plugin;
+    outcome how;
+    bool is_looked_at = false;
+};
 
 // Whether an expectation holds, in words.
 struct finding {
@@ -24,6 +32,14 @@ public:
 
     // Counts and reports it.
     void check(finding what);
+
+    void recovered(const std::string& plugin, outcome how) {
+        recoveries_.push_back({plugin, std::move(how)});
+    }
+    recovery_result* recovery_of(const std::string& plugin); // the last one, or null
+
+    // To be called in the end: those that went wrong and were not looked at count, too.
+    void check_recoveries();
     int failures() const { return failures_; }
 
     // How the last command ended that had an outcome.
@@ -33,6 +49,7 @@ public:
 private:
     const event_journal& events_;
     std::string place_;
+    std::vector<recovery_result> recoveries_;
     outcome last_ = outcome::unheard("no command had an outcome yet");
     int failures_ = 0;
 };

@@ -37,6 +37,9 @@ public:
 
 private:
     void heard_from(pid_t pid) override { programs.read_output_of(pid); }
+    void recovered(const std::string& plugin, outcome how) override {
+        expected.recovered(plugin, std::move(how));
+    }
     void keep_deployment(const std::string& document) override;
 
     std::string deployment_file_; // none when empty
