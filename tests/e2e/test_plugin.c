@@ -1,8 +1,9 @@
 /*
- * A plugin that scripts steer: test_plugin NAME PRIORITY [MODE]
+ * A plugin that scripts steer: test_plugin NAME PRIORITY [MODE [late]]
  *
  * It prints what it is told about, refuses a configuration that holds its NAME, and carries out
- * what the input of its operation /test/do asks for, one element each.
+ * what the input of its operation /test/do asks for, one element each. A late one waits before it
+ * looks whether there are requests already.
  */
 #define _GNU_SOURCE
 
@@ -108,6 +109,8 @@ int main(int argc, char** argv) {
         return 4;
     }
     puts("active");
+    if (argc > 4)
+        (void)poll(&ready, 1, -1);
     do
         econf_plugin_run();
     while (poll(&ready, 1, -1) > 0 && (ready.revents & ~POLLIN) == 0);

@@ -67,6 +67,21 @@ TEST_F(Connected, WhatFindsNoRoomIsWrittenOnceThereIsSome) {
     EXPECT_EQ(other_.taken, frame_of("<a/>"));
 }
 
+TEST_F(Connected, WhatWasKeptBackGoesOutInOnePieceWithTheNext) {
+    made_->keep_back(body_.get());
+    other_.ready();
+    EXPECT_EQ(other_.writes, 0);
+    made_->send(body_.get());
+    EXPECT_EQ(other_.writes, 1);
+    EXPECT_EQ(other_.taken.size(), 2 * frame_of("<a/>").size());
+}
+
+TEST_F(Connected, WhatWasKeptBackIsLetGo) {
+    made_->keep_back(body_.get());
+    made_->let_go();
+    EXPECT_EQ(other_.taken, frame_of("<a/>"));
+}
+
 TEST_F(Connected, OneThatReadsNoMoreMayStillSay) {
     other_.reads_no_more = true;
     made_->send(body_.get());

@@ -11,6 +11,7 @@ struct far_end {
     std::string arriving; // what is read next
     std::string taken;    // what was written
     std::size_t room = 1000;
+    int writes = 0;
     bool is_down = false; // once what arrives has been read
     bool reads_no_more = false;
     std::function<void()> ready;
@@ -35,10 +36,13 @@ public:
         if (other_.reads_no_more)
             return std::nullopt;
         const std::size_t count = std::min(bytes.size(), other_.room);
+        other_.writes += count > 0 ? 1 : 0;
         other_.room -= count;
         other_.taken += bytes.substr(0, count);
         return count;
     }
+
+    bool is_read() const override { return true; }
 
 private:
     far_end& other_;

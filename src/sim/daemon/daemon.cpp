@@ -9,7 +9,7 @@ namespace pelmsim {
 daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, store& trees)
     : requests_({around, trees, wanted_}),
       plugins_(loop, events, around, requests_),
-      publisher_(loop, around, trees, plugins_, wanted_),
+      publisher_(around, trees, plugins_, wanted_),
       agents_(loop, events, around),
       notifier_(loop, events, agents_) {}
 

@@ -45,6 +45,8 @@ public:
 protected:
     ~peer_table() { close(); }
 
+    event_loop& watched_by() { return loop_; }
+
 private:
     void welcome(std::unique_ptr<channel> line) {
         const auto made = std::make_shared<Peer>(events_, std::move(line), *this);

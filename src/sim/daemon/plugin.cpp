@@ -2,12 +2,15 @@
 
 #include "model/xml.h"
 
+#include <algorithm>
 #include <conf_plugin.h>
 
 namespace pelmsim {
 namespace {
 
 constexpr u32_t last_message_id = 65535;
+constexpr milliseconds most_to_read{1000};  // before the next request goes out all the same
+constexpr milliseconds most_kept_back{200}; // of an answer, for a request to go out with it
 
 outcome read_answer(unique_node answer) {
     xmlNode* result = nullptr;
@@ -33,7 +36,18 @@ void plugin::register_as(const std::string& name, std::vector<registration> regi
     registrations_ = std::move(registrations);
 }
 
-outcome plugin::ask(question what, event_loop& loop, milliseconds limit) {
+void plugin::wait_until_read(milliseconds limit) {
+    event_loop& loop = owner_.loop();
+    const auto read = [this] { return is_read(); };
+    const moment end = loop.now() + std::min(limit, most_to_read);
+    while (!read() && loop.now() < end)
+        (void)loop.run_until(read, milliseconds(1)); // nothing tells of it
+}
+
+outcome plugin::ask(question what, milliseconds limit) {
+    if (!owner_.joins_requests())
+        wait_until_read(limit);
+    event_loop& loop = owner_.loop();
     const moment begin = loop.now();
     last_id_ = last_id_ % last_message_id + 1;
     awaited_id_ = last_id_;
@@ -93,7 +107,18 @@ void plugin::on_request(xmlNode* rpc) {
     if (!answer)
         return;
     const unique_node message(plugin_build_reply_message(answer->body.release(), id));
-    send(message.get());
+    send_answer(message.get());
+}
+
+// What it asks for during a request, that request has to wait for.
+void plugin::send_answer(const xmlNode* message) {
+    if (!owner_.joins_requests() || !is_active() || awaited_id_ != 0)
+        return send(message);
+    keep_back(message);
+    let_go_ = owner_.loop().after(most_kept_back, [this] {
+        const auto self = shared_from_this(); // it may be hung up on
+        let_go();
+    });
 }
 
 void plugin::on_unreadable(const defect& what) {

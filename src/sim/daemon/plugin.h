@@ -17,7 +17,11 @@ class plugin;
 // The daemon's side of a plugin.
 class plugin_owner : public connection_owner {
 public:
+    virtual event_loop& loop() = 0;
     virtual bool is_taken(const std::string& name) const = 0;
+
+    // Whether a request is to arrive in the same read as the answer before it; otherwise it never does.
+    virtual bool joins_requests() const = 0;
 
     // Nothing when its request is to be left without an answer.
     virtual std::optional<reply> serve(plugin& from, const std::string& method,
@@ -53,8 +57,9 @@ public:
     void register_as(const std::string& name, std::vector<registration> registrations);
     void activate(bool active) { active_ = active; }
 
-    // Sends it and serves events until it is answered, the connection ends or the time is up.
-    outcome ask(question what, event_loop& loop, milliseconds limit);
+    // Sends a request, once what was sent before has been read or has had its time, and serves events
+    // until it is answered, the connection ends or the time is up.
+    outcome ask(question what, milliseconds limit);
 
 protected:
     void on_frame(unique_node body) override;
@@ -62,6 +67,8 @@ protected:
 
 private:
     void on_request(xmlNode* rpc);
+    void send_answer(const xmlNode* message);
+    void wait_until_read(milliseconds limit);
     void on_answer(unique_node answer);
 
     plugin_owner& owner_;
@@ -71,6 +78,7 @@ private:
     u32_t last_id_ = 0;
     u32_t awaited_id_ = 0; // 0 while nothing is awaited
     std::optional<outcome> answer_;
+    timer let_go_; // of an answer that is kept back
 };
 
 } // namespace pelmsim

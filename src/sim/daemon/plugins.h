@@ -21,9 +21,14 @@ public:
     plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
                  request_handler& handler);
 
+    // Whether requests arrive in the same read as the answers before them; otherwise never.
+    void join_requests(bool joined) { joined_ = joined; }
+
     std::shared_ptr<plugin> find(const std::string& name) const; // registered, or null
 
 private:
+    event_loop& loop() override { return watched_by(); }
+    bool joins_requests() const override { return joined_; }
     bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
     std::optional<reply> serve(plugin& from, const std::string& method,
                                const xmlNode* params) override {
@@ -31,6 +36,7 @@ private:
     }
 
     request_handler& handler_;
+    bool joined_ = false;
 };
 
 } // namespace pelmsim

@@ -43,7 +43,7 @@ outcome publisher::tell(plugin& to, const publication& what) const {
                    .params = publish_params("config", what.at.callback, std::move(info)),
                    .path = what.path.text(),
                    .operation = what.oper},
-                  loop_, answer_limit_);
+                  answer_limit_);
 }
 
 // The last outcome that was not good, with a line for each that was told.
@@ -155,9 +155,8 @@ outcome publisher::status(const data_path& path, const std::string& filter) {
     if (!filter.empty())
         add_element(params.get(), "filter", filter);
     add_element(params.get(), "callback", std::to_string(found->at.callback));
-    outcome result =
-        found->who->ask({.method = "subscribe", .params = std::move(params), .path = path.text()},
-                        loop_, answer_limit_);
+    outcome result = found->who->ask(
+        {.method = "subscribe", .params = std::move(params), .path = path.text()}, answer_limit_);
     if (!result.is_ok())
         return result;
     if (result.data != nullptr) {
@@ -177,7 +176,7 @@ outcome publisher::operate(const data_path& path, unique_nodes input) {
         {.method = "publish",
          .params = publish_params("operate", found->at.callback, std::move(info)),
          .path = path.text()},
-        loop_, answer_limit_);
+        answer_limit_);
 }
 
 outcome publisher::kick_off(const std::string& name) {
@@ -190,7 +189,7 @@ outcome publisher::kick_off(const std::string& name) {
 }
 
 outcome publisher::send(plugin& to, const std::string& method, unique_node params) {
-    return to.ask({.method = method, .params = std::move(params)}, loop_, answer_limit_);
+    return to.ask({.method = method, .params = std::move(params)}, answer_limit_);
 }
 
 } // namespace pelmsim

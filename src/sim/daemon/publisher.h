@@ -12,9 +12,8 @@ namespace pelmsim {
 
 class publisher {
 public:
-    publisher(event_loop& loop, daemon_owner& around, store& trees, plugin_table& plugins,
-              recovery_queue& wanted)
-        : loop_(loop), around_(around), trees_(trees), plugins_(plugins), wanted_(wanted) {}
+    publisher(daemon_owner& around, store& trees, plugin_table& plugins, recovery_queue& wanted)
+        : around_(around), trees_(trees), plugins_(plugins), wanted_(wanted) {}
 
     // How long plugins may take to answer.
     milliseconds answer_limit() const { return answer_limit_; }
@@ -51,7 +50,6 @@ private:
     outcome tell_all(const plugin_list& everybody, const publication_plan& plan, bool until_refused,
                      std::size_t& told) const;
 
-    event_loop& loop_;
     daemon_owner& around_;
     store& trees_;
     plugin_table& plugins_;

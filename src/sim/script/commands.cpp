@@ -65,6 +65,18 @@ ending hold(session& on, line_reader&) {
     return {};
 }
 
+bool on_or_off(line_reader& words) {
+    const std::string how = words.word("on or off");
+    if (how != "on" && how != "off")
+        throw problem("\"" + how + "\" is neither on nor off");
+    return how == "on";
+}
+
+ending joined(session& on, line_reader& words) {
+    on.daemon.plugins().join_requests(on_or_off(words));
+    return {};
+}
+
 ending kickoff(session& on, line_reader& words) {
     return ending::verdict(on.daemon.publisher().kick_off(words.word_or("")));
 }
@@ -201,10 +213,7 @@ ending timeout(session& on, line_reader& words) {
 }
 
 ending trace(session& on, line_reader& words) {
-    const std::string how = words.word("on or off");
-    if (how != "on" && how != "off")
-        throw problem("\"" + how + "\" is neither on nor off");
-    on.events.show_frames(how == "on");
+    on.events.show_frames(on_or_off(words));
     return {};
 }
 
@@ -217,6 +226,7 @@ constexpr command commands[] = {
     {"expect", expect_arguments, "compare how the last command came out", expect},
     {"help", "[COMMAND]", "list the commands", help},
     {"hold", "", "stop reading notifications, so that their queue fills up", hold},
+    {"joined", "on|off", "whether requests arrive in the same read as the answers before", joined},
     {"kickoff", "[PLUGIN]", "send a kick-off, to every active plugin when none is named", kickoff},
     {"load", "FILE", "make an XML file the configuration and publish what differs", load},
     {"log", "[LINES]", "show the plugin log", log},

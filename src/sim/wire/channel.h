@@ -35,6 +35,9 @@ public:
     // How many bytes were taken, 0 when there is no room; nothing when nobody reads them any more.
     // Throws problem when it fails otherwise.
     virtual std::optional<std::size_t> write(std::string_view bytes) = 0;
+
+    // Whether the other end has read all that was taken.
+    virtual bool is_read() const = 0;
 };
 
 } // namespace pelmsim

@@ -42,7 +42,8 @@ void connection::end(const defect& why) {
 }
 
 void connection::on_ready() {
-    write_queue();
+    if (!keeps_back_)
+        write_queue();
     owner_.heard_from(pid());
     const bool goes_on = receive();
     take_frames(); // also those that came just before the hang-up
@@ -109,6 +110,18 @@ void connection::send(const xmlNode* body, const std::string& text) {
     });
 }
 
+void connection::keep_back(const xmlNode* body) {
+    guarded([&] {
+        if (body == nullptr)
+            throw std::bad_alloc();
+        keeps_back_ = queue_frame(body, compact_node(body));
+    });
+}
+
+void connection::let_go() {
+    guarded([this] { write_queue(); });
+}
+
 // False when the peer has left too much unread, and is hung up on.
 bool connection::queue_frame(const xmlNode* body, const std::string& text) {
     if (text.size() > CONF_MSG_MAX_LENGTH)
@@ -117,7 +130,7 @@ bool connection::queue_frame(const xmlNode* body, const std::string& text) {
         end({cause::unread, unsent_.bytes() + sizeof(msg_head_t) + text.size()});
         return false;
     }
-    const u16_t sequence = unsent_.add(text);
+    const u16_t sequence = unsent_.add(text, keeps_back_);
     events_.report({.kind = event_kind::frame,
                     .who = who(),
                     .way = direction::to_peer,
@@ -130,6 +143,7 @@ bool connection::queue_frame(const xmlNode* body, const std::string& text) {
 // A peer that has gone is noticed by reading, which comes first for what it said before. One that
 // only reads no more may stay.
 void connection::write_queue() {
+    keeps_back_ = false;
     while (is_open() && !unsent_.empty()) {
         const auto count = line_->write(unsent_.front());
         if (!count)

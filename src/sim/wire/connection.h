@@ -44,6 +44,14 @@ public:
     void send(const xmlNode* body);
     void send(const xmlNode* body, const std::string& text); // which it is as text
 
+    // Keeps the frame back until the next one is sent, which is then written in one piece with it, or
+    // until it is let go.
+    void keep_back(const xmlNode* body);
+    void let_go();
+
+    // Whether the peer has read all that was sent, or never will.
+    bool is_read() const { return !is_open() || (unsent_.empty() && line_->is_read()); }
+
     bool is_open() const { return line_ != nullptr; }
     pid_t pid() const { return process_.pid; }
     uid_t uid() const { return process_.uid; }
@@ -74,6 +82,7 @@ private:
     peer_process process_;
     frame_reader received_;
     frame_queue unsent_;
+    bool keeps_back_ = false; // the last of it
 };
 
 } // namespace pelmsim

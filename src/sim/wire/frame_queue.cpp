@@ -2,15 +2,16 @@
 
 namespace pelmsim {
 
-u16_t frame_queue::add(std::string_view body) {
+u16_t frame_queue::add(std::string_view body, bool joined) {
     const u16_t sequence = next_sequence_++;
     const msg_head_t header{CONF_MSG_MAGIC, static_cast<u32_t>(body.size()), sequence, 0};
-    std::string frame;
-    frame.reserve(sizeof header + body.size());
-    frame.append(reinterpret_cast<const char*>(&header), sizeof header);
-    frame += body;
-    unsent_.push_back(std::move(frame));
-    bytes_ += unsent_.back().size();
+    if (!joined || unsent_.empty())
+        unsent_.emplace_back();
+    std::string& piece = unsent_.back();
+    piece.reserve(piece.size() + sizeof header + body.size());
+    piece.append(reinterpret_cast<const char*>(&header), sizeof header);
+    piece += body;
+    bytes_ += sizeof header + body.size();
     return sequence;
 }
 

@@ -22,8 +22,9 @@ public:
         return bytes_ + sizeof(msg_head_t) + body_bytes <= most_bytes;
     }
 
-    // Puts a frame behind the others; the body fits into one. Returns its sequence number.
-    u16_t add(std::string_view body);
+    // Puts a frame behind the others, or makes it one piece with the last; the body fits into one.
+    // Returns its sequence number.
+    u16_t add(std::string_view body, bool joined = false);
 
     // What is to be written next, while it is not empty; and that so much of it has been.
     std::string_view front() const { return std::string_view{unsent_.front()}.substr(written_); }
@@ -32,9 +33,9 @@ public:
     void clear();
 
 private:
-    std::deque<std::string> unsent_;
+    std::deque<std::string> unsent_; // pieces of one frame or more
     std::size_t bytes_ = 0;
-    std::size_t written_ = 0; // of the first frame
+    std::size_t written_ = 0; // of the first one
     u16_t next_sequence_ = 0;
 };
 

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace pelmsim {
@@ -50,6 +52,11 @@ std::optional<std::size_t> socket_channel::write(std::string_view bytes) {
         throw problem(std::strerror(errno));
     wait_for_room(true);
     return 0;
+}
+
+bool socket_channel::is_read() const {
+    int unread = 0;
+    return ioctl(socket_.get(), SIOCOUTQ, &unread) != 0 || unread == 0;
 }
 
 void socket_channel::wait_for_room(bool wait) {

@@ -18,6 +18,7 @@ public:
     void start(std::function<void()> ready) override;
     std::optional<std::size_t> read(std::span<char> room) override;
     std::optional<std::size_t> write(std::string_view bytes) override;
+    bool is_read() const override;
 
 private:
     void wait_for_room(bool wait);
