@@ -1,4 +1,6 @@
 #include "journal/text_sink.h"
+#include "script/commands.h"
+#include "script/files.h"
 #include "script/runner.h"
 
 #include "hand_clock.h"
@@ -8,6 +10,8 @@
 
 namespace pelmsim {
 namespace {
+
+using ::testing::StartsWith;
 
 class Scripting : public ::testing::Test {
 protected:
@@ -104,6 +108,31 @@ TEST_F(Scripting, ATextThatIsNoXmlSaysInWhichLine) {
         EXPECT_EQ(why.line, 3);
         EXPECT_THAT(why.reason, ::testing::HasSubstr("mismatch"));
     }
+}
+
+// Writes a file, and says what the prompt says of loading it.
+std::string refusal_of(runner& lines, const std::string& text) {
+    write_file("/var/tmp/a.xml", text);
+    try {
+        lines.run("load /var/tmp/a.xml");
+        return "";
+    } catch (const problem& why) {
+        return why.what();
+    }
+}
+
+TEST_F(Scripting, AFileThatIsNoXmlIsRefusedAndChangesNothing) {
+    lines_.run("set /a 1");
+    EXPECT_THAT(refusal_of(lines_, "set /a 2\n"), StartsWith("/var/tmp/a.xml:1: Start tag"));
+    EXPECT_THAT(refusal_of(lines_, "<?xml version='1.0'?>\n<a>\n</b>"),
+                StartsWith("/var/tmp/a.xml:3: "));
+    EXPECT_THAT(refusal_of(lines_, "<a/>\n<b/>"), StartsWith("/var/tmp/a.xml:2: Extra content"));
+    EXPECT_THAT(refusal_of(lines_, ""), StartsWith("/var/tmp/a.xml:1: "));
+    EXPECT_EQ(on_.trees.current.text(), "<a>1</a>");
+}
+
+TEST_F(Scripting, XmlThatIsMalformedDoesNotPrintItself) {
+    EXPECT_EQ(run("set /a <secret").find("secret"), std::string::npos);
 }
 
 } // namespace

@@ -36,8 +36,8 @@ void store::deploy(const std::string& oper, const data_path& path, unique_nodes 
         deployment.set(path, std::move(data));
 }
 
-void store::load_deployment(const std::string& document) {
-    saved_ = tree::from_xml(document);
+void store::load_deployment(tree kept) {
+    saved_ = std::move(kept);
     reload_deployment();
 }
 

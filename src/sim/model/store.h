@@ -21,11 +21,11 @@ public:
     // Throw problem when what is to be added is there, or what is to be deleted is not.
     void deploy(const std::string& oper, const data_path& path, unique_nodes data);
 
-    // The deployment that stays over a restart: takes what there is, puts that back, or takes it
-    // from a document, which throws malformed.
+    // The deployment that stays over a restart: takes what there is, puts that back, or takes
+    // another one.
     void save_deployment() { saved_ = deployment; }
     void reload_deployment() { deployment = saved_; }
-    void load_deployment(const std::string& document);
+    void load_deployment(tree kept);
 
     // Copies the current configuration into the deployment: all of it, or what is missing there.
     void copy_to_deployment(bool replace);

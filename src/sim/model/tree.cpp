@@ -102,17 +102,14 @@ void fill(xmlNode* parent, const data_path& path, unique_nodes content) {
 } // namespace
 
 tree tree::from_xml(const std::string& document) {
-    const std::size_t prolog = document.starts_with("<?xml") ? document.find("?>") + 2 : 0;
-    const unique_nodes nodes = parse_nodes(document.substr(prolog));
+    const auto top = parse_document(document);
+    const std::string name = local_name(top.get());
+    const bool only_wraps = name == "config" || name == "data";
     tree result;
-    for (xmlNode* node = nodes.get(); node != nullptr; node = node->next) {
-        if (node->type != XML_ELEMENT_NODE)
-            continue;
-        if (const std::string name = local_name(node); name == "config" || name == "data")
-            attach(result.root(), copy_nodes(node->children));
-        else
-            attach(result.root(), unique_node(xmlCopyNode(node, 1)));
-    }
+    if (only_wraps)
+        attach(result.root(), copy_nodes(top->children));
+    else
+        attach(result.root(), unique_node(xmlCopyNode(top.get(), 1)));
     return result;
 }
 

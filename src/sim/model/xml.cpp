@@ -61,6 +61,22 @@ std::string dump(const xmlNode* node, int format) {
     return text;
 }
 
+using unique_document = std::unique_ptr<xmlDoc, document_deleter>;
+
+unique_document parse(const std::string& text, const char* encoding) {
+    const std::unique_ptr<xmlParserCtxt, parser_deleter> parser(or_throw(xmlNewParserCtxt()));
+    first_error first;
+    parser->_private = &first;
+    parser->sax->serror = note; // in place of printing it
+    unique_document document(xmlCtxtReadMemory(parser.get(), text.data(),
+                                               static_cast<int>(text.size()), nullptr, encoding,
+                                               XML_PARSE_NOBLANKS | XML_PARSE_NONET));
+    if (document == nullptr)
+        throw malformed(std::string("this is not well-formed XML: ") + first.reason, first.line,
+                        first.reason);
+    return document;
+}
+
 } // namespace
 
 unique_node new_element(const char* name) {
@@ -141,17 +157,13 @@ std::string attribute(const xmlNode* element, const char* name) {
 }
 
 unique_nodes parse_nodes(const std::string& text) {
-    const std::string wrapped = "<x>" + text + "</x>";
-    const std::unique_ptr<xmlParserCtxt, parser_deleter> parser(or_throw(xmlNewParserCtxt()));
-    first_error first;
-    parser->_private = &first;
-    parser->sax->serror = note; // in place of printing it
-    const std::unique_ptr<xmlDoc, document_deleter> document(
-        xmlCtxtReadMemory(parser.get(), wrapped.data(), static_cast<int>(wrapped.size()), nullptr,
-                          "utf-8", XML_PARSE_NOBLANKS | XML_PARSE_NONET));
-    if (document == nullptr)
-        throw malformed("this is not well-formed XML: " + text, first.line, first.reason);
+    const unique_document document = parse("<x>" + text + "</x>", "utf-8");
     return copy_nodes(xmlDocGetRootElement(document.get())->children);
+}
+
+std::shared_ptr<xmlNode> parse_document(const std::string& text) {
+    const std::shared_ptr<xmlDoc> document(parse(text, nullptr));
+    return {document, xmlDocGetRootElement(document.get())};
 }
 
 std::string compact_node(const xmlNode* node) { return dump(node, 0); }

@@ -40,6 +40,9 @@ std::string attribute(const xmlNode* element, const char* name); // empty when i
 // Reads elements and text as they stand between two tags. Throws malformed.
 unique_nodes parse_nodes(const std::string& text);
 
+// Reads a whole document; its root stays in it. Throws malformed.
+std::shared_ptr<xmlNode> parse_document(const std::string& text);
+
 // One node as text, and a node with the siblings behind it: in one line, or indented.
 std::string compact_node(const xmlNode* node);
 std::string compact(const xmlNode* first);

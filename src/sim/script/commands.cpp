@@ -83,8 +83,8 @@ ending kickoff(session& on, line_reader& words) {
 
 ending load(session& on, line_reader& words) {
     const std::string name = on.directory / words.rest();
-    return ending::verdict(on.daemon.publisher().change(
-        [&](tree& edited) { edited = tree::from_xml(read_file(name)); }));
+    return ending::verdict(
+        on.daemon.publisher().change([&](tree& edited) { edited = read_tree(name); }));
 }
 
 ending log(session&, line_reader& words) { return ending::lines(plugin_log(words.number_or(-1))); }

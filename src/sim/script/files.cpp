@@ -17,6 +17,14 @@ std::string read_file(const std::string& name) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+tree read_tree(const std::string& name) {
+    try {
+        return tree::from_xml(read_file(name));
+    } catch (const malformed& why) {
+        throw problem(name + ":" + std::to_string(why.line) + ": " + why.reason);
+    }
+}
+
 void write_file(const std::string& name, const std::string& text) {
     std::ofstream file(name);
     file << text << std::flush;

@@ -15,7 +15,7 @@ session::session(event_loop& its_loop, event_journal& journal, const descriptor_
 void session::keep_deployment_in(const std::string& file) {
     deployment_file_ = file;
     if (std::filesystem::exists(file))
-        trees.load_deployment(read_file(file));
+        trees.load_deployment(read_tree(file));
 }
 
 void session::keep_deployment(const std::string& document) {

@@ -32,7 +32,7 @@ struct inputs {
 inputs read_inputs(const serving_options& given, bool pipe_is_script) {
     inputs read;
     if (!given.config.empty())
-        read.configuration = tree::from_xml(read_file(given.config));
+        read.configuration = read_tree(given.config);
     const bool from_pipe = given.script.empty() && pipe_is_script && isatty(STDIN_FILENO) == 0;
     const std::string name = from_pipe ? "-" : given.script;
     if (!name.empty())
