@@ -55,6 +55,14 @@ TEST_F(Looping, TimersGoWithTheirHandle) {
     EXPECT_THAT(notes_, ElementsAre(3));
 }
 
+TEST_F(Looping, ACancelledWaitEndsAndTheNextOneDoesNot) {
+    const timer soon = loop_.after(milliseconds(0), [this] { loop_.cancel(); });
+    EXPECT_FALSE(loop_.run_until([] { return false; }, milliseconds(1000)));
+    EXPECT_TRUE(loop_.was_cancelled());
+    EXPECT_TRUE(loop_.run_until([] { return true; }, milliseconds(1000)));
+    EXPECT_FALSE(loop_.was_cancelled());
+}
+
 TEST_F(Looping, DescriptorsAreServedInTheirOrder) {
     const unique_fd first = ready_one();
     const unique_fd second = ready_one();

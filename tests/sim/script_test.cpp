@@ -11,6 +11,7 @@
 namespace pelmsim {
 namespace {
 
+using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 class Scripting : public ::testing::Test {
@@ -51,6 +52,47 @@ TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
 TEST_F(Scripting, MistakesSayWhereTheyStand) {
     EXPECT_EQ(run("echo a\nfly \\\n away"), "a\nnet.sim:2: there is no command \"fly\"");
     EXPECT_EQ(run("hold on"), "net.sim:1: nothing more was expected at \"on\"");
+}
+
+TEST_F(Scripting, NothingIsDoneBeforeTheWholeLineIsChecked) {
+    for (const char* line : {"agents x", "delete /a x", "help quit x", "kickoff p x", "plugins x",
+                             "notifications x", "restart x", "restart 0 x", "show / x"})
+        EXPECT_EQ(run(line), "net.sim:1: nothing more was expected at \"x\"") << line;
+}
+
+TEST_F(Scripting, AValueIsMissingOrEmptyButNeverBoth) {
+    lines_.run("set /a 1");
+    EXPECT_EQ(run("set /a"), "net.sim:1: XML, or a text is missing");
+    lines_.run("set /a \"\"");
+    EXPECT_EQ(on_.trees.current.text(), "<a/>");
+}
+
+TEST_F(Scripting, QuotesAreClosed) {
+    EXPECT_THAT(run("echo \"abc"), HasSubstr("not closed that begins at \"abc"));
+    EXPECT_THAT(run("show /a[b='c]"), HasSubstr("not closed that begins at 'c]"));
+    EXPECT_EQ(run("echo 'a' b"), "'a' b\n");
+    EXPECT_EQ(run("show /a[b=it's]"), "    nothing\n");
+}
+
+TEST_F(Scripting, ALineThatIsDroppedIsNotGoneOnWith) {
+    lines_.take("echo a\\");
+    lines_.drop_line();
+    lines_.take("echo b");
+    EXPECT_EQ(printed_, "b\n");
+    EXPECT_EQ(run("echo c\\"), "net.sim:1: nothing follows the backslash");
+}
+
+TEST_F(Scripting, OfProgramsOfOneNameTheLastIsFoundUnlessAnotherIsBetter) {
+    for (int i = 0; i < 2; ++i)
+        on_.programs.start({"sleep", "60"});
+    const auto runs = [](const process& each) { return !each.status; };
+    process& last = on_.program("sleep", runs);
+    last.status = 0;
+    process& first = on_.program("sleep", runs);
+    EXPECT_NE(&first, &last);
+    first.status = 0;
+    EXPECT_EQ(&on_.program("sleep", runs), &last);
+    last.status = first.status = std::nullopt; // for them to be killed
 }
 
 TEST_F(Scripting, WhatACommandShowsIsWhatExpectationsLookAt) {
@@ -106,7 +148,7 @@ TEST_F(Scripting, ATextThatIsNoXmlSaysInWhichLine) {
         FAIL();
     } catch (const malformed& why) {
         EXPECT_EQ(why.line, 3);
-        EXPECT_THAT(why.reason, ::testing::HasSubstr("mismatch"));
+        EXPECT_THAT(why.reason, HasSubstr("mismatch"));
     }
 }
 

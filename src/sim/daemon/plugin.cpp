@@ -57,7 +57,9 @@ outcome plugin::ask(question what, milliseconds limit) {
     send(rpc.get());
     loop.run_until([this] { return answer_ || !is_open(); }, limit);
     if (!answer_)
-        answer_ = outcome::no_answer(is_open() ? "time-out" : "hang-up");
+        answer_ = outcome::no_answer(!is_open()             ? "hang-up"
+                                     : loop.was_cancelled() ? "cancelled"
+                                                            : "time-out");
     awaited_id_ = 0;
     events().report({.kind = event_kind::request,
                      .who = who(),

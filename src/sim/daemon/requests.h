@@ -14,9 +14,9 @@ namespace pelmsim {
 
 // What a request of one method gets instead of the usual answer.
 struct arranged_answer {
-    bool silence; // none at all
-    int code;     // otherwise an error
-    std::string text;
+    bool silence = false; // none at all
+    int code = 0;         // otherwise an error
+    std::string text = {};
 };
 
 // What answers are made of.

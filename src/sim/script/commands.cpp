@@ -19,26 +19,31 @@ std::string or_else(const std::string& lines, const char* otherwise) {
     return lines.empty() ? otherwise : lines;
 }
 
-ending agents(session& on, line_reader&) {
+ending agents(session& on, line_reader& words) {
+    words.finish();
     return ending::lines(or_else(list_agents(on.daemon.agents()), "no agents"));
 }
 
 ending answer(session& on, line_reader& words) {
     const std::string method = words.word("a method");
     const std::string how = words.word("usual, nothing or error");
-    if (how == "usual")
-        on.daemon.requests().arrange(method, std::nullopt);
-    else if (how == "nothing")
-        on.daemon.requests().arrange(method, arranged_answer{true, 0, {}});
-    else if (const int code = words.number_or(-1); how == "error")
-        on.daemon.requests().arrange(method, arranged_answer{false, code, words.rest()});
-    else
+    if (how != "usual" && how != "nothing" && how != "error")
         throw problem("\"" + how + "\" is neither usual nor nothing nor error");
+    std::optional<arranged_answer> arranged;
+    if (how == "nothing")
+        arranged = {.silence = true};
+    if (how == "error") {
+        const int code = words.number_or(-1);
+        arranged = {.code = code, .text = words.rest()};
+    }
+    words.finish();
+    on.daemon.requests().arrange(method, arranged);
     return {};
 }
 
 ending remove(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
+    words.finish();
     if (on.trees.current.select(path).empty())
         return ending::verdict(outcome::unheard("there is nothing at " + path.text()));
     return ending::verdict(
@@ -52,6 +57,7 @@ ending echo(session& on, line_reader& words) {
 
 ending help(session&, line_reader& words) {
     const std::string wanted = words.word_or("");
+    words.finish();
     std::string lines;
     for (const command& each : all_commands())
         if (wanted.empty() || wanted == each.name)
@@ -60,7 +66,8 @@ ending help(session&, line_reader& words) {
     return ending::lines(lines);
 }
 
-ending hold(session& on, line_reader&) {
+ending hold(session& on, line_reader& words) {
+    words.finish();
     on.daemon.notifier().hold();
     return {};
 }
@@ -69,6 +76,7 @@ bool on_or_off(line_reader& words) {
     const std::string how = words.word("on or off");
     if (how != "on" && how != "off")
         throw problem("\"" + how + "\" is neither on nor off");
+    words.finish();
     return how == "on";
 }
 
@@ -78,18 +86,25 @@ ending joined(session& on, line_reader& words) {
 }
 
 ending kickoff(session& on, line_reader& words) {
-    return ending::verdict(on.daemon.publisher().kick_off(words.word_or("")));
+    const std::string name = words.word_or("");
+    words.finish();
+    return ending::verdict(on.daemon.publisher().kick_off(name));
 }
 
 ending load(session& on, line_reader& words) {
-    const std::string name = on.directory / words.rest();
+    const std::string name = on.directory / words.rest("a file");
     return ending::verdict(
         on.daemon.publisher().change([&](tree& edited) { edited = read_tree(name); }));
 }
 
-ending log(session&, line_reader& words) { return ending::lines(plugin_log(words.number_or(-1))); }
+ending log(session&, line_reader& words) {
+    const int lines = words.number_or(-1);
+    words.finish();
+    return ending::lines(plugin_log(lines));
+}
 
-ending notifications(session& on, line_reader&) {
+ending notifications(session& on, line_reader& words) {
+    words.finish();
     std::string lines;
     const std::size_t dropped = on.daemon.notifier().dropped();
     if (dropped > 0)
@@ -116,7 +131,8 @@ ending operate(session& on, line_reader& words) {
     return ending::verdict(on.daemon.publisher().operate(path, parse_nodes(words.rest())));
 }
 
-ending plugins(session& on, line_reader&) {
+ending plugins(session& on, line_reader& words) {
+    words.finish();
     return ending::lines(or_else(list_plugins(on.daemon.plugins()), "no plugins"));
 }
 
@@ -133,18 +149,21 @@ ending publish(session& on, line_reader& words) {
     return ending::verdict(on.daemon.publisher().publish(path, oper));
 }
 
-ending quit(session& on, line_reader&) {
+ending quit(session& on, line_reader& words) {
+    words.finish();
     on.has_quit = true;
     return {};
 }
 
-ending release(session& on, line_reader&) {
+ending release(session& on, line_reader& words) {
+    words.finish();
     on.daemon.notifier().release();
     return {};
 }
 
 ending restart(session& on, line_reader& words) {
     const milliseconds pause = words.time_or(milliseconds(0));
+    words.finish();
     on.events.report({.kind = event_kind::restart});
     on.daemon.close();
     on.trees.old = tree();
@@ -167,10 +186,10 @@ ending send(session& on, line_reader& words) {
 
 ending set(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    const std::string xml = words.rest();
+    unique_nodes data = parse_nodes(words.rest("XML, or a text"));
     on.trees.keys.learn(path);
     return ending::verdict(
-        on.daemon.publisher().change([&](tree& edited) { edited.set(path, parse_nodes(xml)); }));
+        on.daemon.publisher().change([&](tree& edited) { edited.set(path, std::move(data)); }));
 }
 
 ending show(session& on, line_reader& words) {
@@ -180,6 +199,7 @@ ending show(session& on, line_reader& words) {
         which = path == "old" ? &on.trees.old : path == "deployment" ? &on.trees.deployment : which;
         path = words.word_or("/");
     }
+    words.finish();
     unique_nodes found = which->copy(data_path(path));
     ending how = ending::lines(found == nullptr ? "nothing" : pretty(found.get()));
     how.result->data = std::move(found);
@@ -200,7 +220,9 @@ ending status(session& on, line_reader& words) {
 }
 
 ending stop(session& on, line_reader& words) {
-    on.programs.stop(on.program(words.word("a program")));
+    const std::string name = words.word("a program");
+    words.finish();
+    on.programs.stop(on.program(name, [](const process& each) { return !each.status; }));
     return {};
 }
 
@@ -208,6 +230,7 @@ ending timeout(session& on, line_reader& words) {
     const milliseconds limit = words.time_or(milliseconds(0));
     if (limit == milliseconds(0))
         throw problem("a number of milliseconds above 0 is missing");
+    words.finish();
     on.daemon.publisher().set_answer_limit(limit);
     return {};
 }

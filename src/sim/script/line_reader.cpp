@@ -9,12 +9,15 @@ namespace {
 
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
 
-// Where the quoted text that begins here ends: behind the closing quote, or at the end.
+// Where the quoted text that begins here ends, behind the closing quote. Throws problem.
 std::size_t end_of_quotes(const std::string& line, std::size_t at) {
+    const std::size_t begin = at;
     const char quote = line[at++];
     while (at < line.size() && line[at] != quote)
         at += line[at] == '\\' ? 2 : 1;
-    return std::min(at + 1, line.size());
+    if (at >= line.size())
+        throw problem("the quote is not closed that begins at " + line.substr(begin));
+    return at + 1;
 }
 
 // Takes the quotes off, and the backslashes that kept a quote or a backslash from its meaning.
@@ -29,6 +32,16 @@ std::string unquoted(const std::string& text) {
 }
 
 bool is_quote(char c) { return c == '"' || c == '\''; }
+
+// As a whole.
+bool is_quoted(const std::string& text) {
+    return !text.empty() && is_quote(text[0]) && end_of_quotes(text, 0) == text.size();
+}
+
+// Within brackets: one inside a bare key value is a character like any other.
+bool begins_value(const std::string& line, std::size_t at) {
+    return line[at - 1] == '=' || is_blank(line[at - 1]);
+}
 
 } // namespace
 
@@ -48,12 +61,12 @@ std::string line_reader::word(const char* what) {
     const std::size_t begin = at_;
     for (bool bracketed = false; !at_end() && (bracketed || !is_blank(line_[at_]));) {
         bracketed = line_[at_] == '[' || (bracketed && line_[at_] != ']');
-        at_ = is_quote(line_[at_]) && (bracketed || at_ == begin) ? end_of_quotes(line_, at_)
-                                                                  : at_ + 1;
+        const bool opens = at_ == begin || (bracketed && begins_value(line_, at_));
+        at_ = is_quote(line_[at_]) && opens ? end_of_quotes(line_, at_) : at_ + 1;
     }
     const std::string found = line_.substr(begin, at_ - begin);
     skip_blanks();
-    return is_quote(found[0]) ? unquoted(found) : found;
+    return is_quoted(found) ? unquoted(found) : found;
 }
 
 int line_reader::number_or(int otherwise) {
@@ -77,8 +90,13 @@ std::chrono::milliseconds line_reader::time_or(std::chrono::milliseconds otherwi
 std::string line_reader::rest() {
     const std::string text = line_.substr(at_);
     at_ = line_.size();
-    const bool whole = !text.empty() && is_quote(text[0]) && end_of_quotes(text, 0) == text.size();
-    return whole ? unquoted(text) : text;
+    return is_quoted(text) ? unquoted(text) : text;
+}
+
+std::string line_reader::rest(const char* what) {
+    if (at_end())
+        throw problem(std::string(what) + " is missing");
+    return rest();
 }
 
 void line_reader::finish() const {

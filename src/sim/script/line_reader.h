@@ -14,7 +14,7 @@ public:
     bool at_end() const { return at_ == line_.size(); }
 
     // The next word: up to a blank that stands neither in quotes nor in the brackets of a path. A
-    // word in quotes loses them. Throws problem when there is none.
+    // word in quotes loses them. Throws problem when there is none, or a quote is not closed.
     std::string word(const char* what);
     std::string word_or(const char* otherwise) { return at_end() ? otherwise : word(""); }
 
@@ -24,10 +24,12 @@ public:
     // A time if a number comes next. Throws problem when that is below 0.
     std::chrono::milliseconds time_or(std::chrono::milliseconds otherwise);
 
-    // All that is left, as it stands; quotes around the whole are taken off.
+    // All that is left, as it stands; quotes around the whole are taken off. Throws problem when
+    // something is to be there and is not; quotes with nothing in them are something.
     std::string rest();
+    std::string rest(const char* what);
 
-    // Throws problem when anything is left.
+    // Throws problem when anything is left. Commands say so before they do anything.
     void finish() const;
 
 private:

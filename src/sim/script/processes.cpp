@@ -103,10 +103,13 @@ void process_table::start(const std::vector<std::string>& words, std::string nam
     loop_.watch(made.output.get(), POLLIN, [this, &made](short) { read_output(made); });
 }
 
-process* process_table::find(const std::string& name) {
-    const auto found = std::find_if(all_.rbegin(), all_.rend(),
-                                    [&](const process& each) { return each.name == name; });
-    return found == all_.rend() ? nullptr : &*found;
+process* process_table::find(const std::string& name,
+                             const std::function<bool(const process&)>& preferred) {
+    process* found = nullptr;
+    for (process& each : all_)
+        if (each.name == name && (found == nullptr || preferred(each) || !preferred(*found)))
+            found = &each;
+    return found;
 }
 
 void process_table::reap() {

@@ -35,8 +35,8 @@ public:
     // problem when it cannot be run.
     void start(const std::vector<std::string>& words, std::string name = {});
 
-    // The last one started under that name, or null.
-    process* find(const std::string& name);
+    // The last one started under that name, if possible of those that are preferred; or null.
+    process* find(const std::string& name, const std::function<bool(const process&)>& preferred);
 
     // Asks it to end, and kills it when it does not.
     void stop(process& which);

@@ -33,27 +33,31 @@ void runner::run(const std::string& line) {
     words.finish();
 }
 
+void runner::take(const std::string& line) {
+    begun_ += line;
+    if (begun_.ends_with('\\'))
+        begun_.back() = ' ';
+    else
+        run(std::exchange(begun_, {}));
+}
+
 void runner::run_script(const std::string& name, const std::string& text) {
     on_.directory = std::filesystem::path(name).parent_path();
     std::istringstream lines(text);
     std::string line;
-    std::string more;
     std::string place;
-    for (int number = 1; !on_.has_quit && std::getline(lines, more); ++number) {
-        if (line.empty())
+    for (int number = 1; !on_.has_quit && std::getline(lines, line); ++number) {
+        if (!is_within_line())
             place = name + ":" + std::to_string(number) + ": ";
-        line += more;
-        if (line.ends_with('\\')) {
-            line.back() = ' ';
-            continue;
-        }
         on_.expected.stand_at(place);
         try {
-            run(std::exchange(line, {}));
+            take(line);
         } catch (const problem& why) {
             throw problem(place + why.what());
         }
     }
+    if (is_within_line())
+        throw problem(place + "nothing follows the backslash");
 }
 
 std::vector<std::string> runner::vocabulary() const {

@@ -15,6 +15,12 @@ public:
     // Runs one line; a line that is no command throws problem.
     void run(const std::string& line);
 
+    // Runs one line with those before it that it continues, unless it goes on itself, in the next
+    // one; or drops what there is of such a line.
+    void take(const std::string& line);
+    bool is_within_line() const { return !begun_.empty(); }
+    void drop_line() { begun_.clear(); }
+
     // Runs a script to its end; a line that is no command throws problem, with its place.
     void run_script(const std::string& name, const std::string& text);
 
@@ -23,6 +29,7 @@ public:
 
 private:
     session& on_;
+    std::string begun_; // of a line that goes on
 };
 
 } // namespace pelmsim

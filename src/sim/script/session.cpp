@@ -32,8 +32,9 @@ bool session::serve_until(const std::function<bool()>& done, milliseconds limit)
         limit);
 }
 
-process& session::program(const std::string& name) {
-    process* const found = programs.find(name);
+process& session::program(const std::string& name,
+                          const std::function<bool(const process&)>& preferred) {
+    process* const found = programs.find(name, preferred);
     if (found == nullptr)
         throw problem("no program " + name + " was started");
     return *found;

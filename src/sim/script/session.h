@@ -22,8 +22,8 @@ public:
     // Serves until that holds, for at most so long; says whether it does.
     bool serve_until(const std::function<bool()>& done, milliseconds limit = forever);
 
-    // The last program that was started under that name. Throws problem when there is none.
-    process& program(const std::string& name);
+    // As process_table::find(); throws problem when there is none.
+    process& program(const std::string& name, const std::function<bool(const process&)>& preferred);
 
     event_loop& loop;
     event_journal& events;

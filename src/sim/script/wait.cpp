@@ -26,8 +26,12 @@ condition closed(session& on, const std::string& name) {
     return [&on, name] { return on.daemon.plugins().find(name) == nullptr; };
 }
 
+process& program_to_end(session& on, const std::string& name) {
+    return on.program(name, [](const process& each) { return !each.expected; });
+}
+
 condition exited(session& on, const std::string& name) {
-    return [&which = on.program(name)] { return which.status.has_value(); };
+    return [&which = program_to_end(on, name)] { return which.status.has_value(); };
 }
 
 condition output(session& on, const std::string& text) {
@@ -86,15 +90,18 @@ ending wait(session& on, line_reader& words) {
         what == "notification" ? words.word_or("") : words.word("what to wait for");
     const condition done = condition_of(what, on, name);
     const milliseconds limit = words.time_or(on.daemon.publisher().answer_limit());
+    words.finish();
     const std::size_t dropped = on.daemon.notifier().dropped();
     const bool missed = what == "notification" && dropped > on.waited.notifications;
     const bool came = on.serve_until(done, limit);
+    if (!came && on.loop.was_cancelled())
+        throw problem("the wait was cancelled");
     on.expected.check({came, what + " " + name,
                        "nothing within " + std::to_string(limit.count()) + " ms" +
                            (missed ? ", but some were dropped before" : "")});
     if (!came || what != "exited")
         return {};
-    process& ended = on.program(name);
+    process& ended = program_to_end(on, name);
     ended.expected = true;
     return {outcome_of(ended)};
 }

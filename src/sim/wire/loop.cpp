@@ -95,9 +95,10 @@ timer event_loop::after(milliseconds time, std::function<void()> call) {
 
 bool event_loop::run_until(const std::function<bool()>& done, milliseconds limit) {
     const moment end = now() + limit;
+    cancelled_ = false;
     while (!done()) {
         const auto left = end - now();
-        if (left <= milliseconds::zero())
+        if (cancelled_ || left <= milliseconds::zero())
             return false;
         run_once(std::chrono::ceil<milliseconds>(left));
     }

@@ -62,6 +62,10 @@ public:
     // Serves events until done() holds, for at most so long; says whether it does.
     bool run_until(const std::function<bool()>& done, milliseconds limit);
 
+    // Ends the wait at hand, as if its time were up; and whether that is how the last one ended.
+    void cancel() { cancelled_ = true; }
+    bool was_cancelled() const { return cancelled_; }
+
     // Serves events until stopped, or one round of them.
     void run_once(milliseconds limit);
 
@@ -86,6 +90,7 @@ private:
     std::map<timer_key, std::function<void()>> timers_;
     unsigned last_timer_ = 0;
     bool stopping_ = false;
+    bool cancelled_ = false;
 };
 
 } // namespace pelmsim

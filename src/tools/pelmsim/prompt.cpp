@@ -12,16 +12,30 @@ namespace pelmsim {
 namespace {
 
 constexpr const char* text_before = "pelmsim> ";
+constexpr const char* text_within = "       > ";
+constexpr int most_lines_kept = 1000;
 constexpr const char* clear_line = "\r\033[K";
 
 prompt* the_prompt = nullptr; // the one that the line editor works for
+
+std::string history_file() {
+    const char* const home = std::getenv("HOME");
+    return home == nullptr ? "" : std::string(home) + "/.pelmsim_history";
+}
 
 } // namespace
 
 prompt::prompt(event_loop& loop, terminal& out,
                std::function<std::vector<std::string>()> vocabulary)
-    : loop_(loop), out_(out), vocabulary_(std::move(vocabulary)) {
+    : loop_(loop),
+      out_(out),
+      vocabulary_(std::move(vocabulary)),
+      history_file_(history_file()),
+      text_(text_before) {
     the_prompt = this;
+    using_history();
+    stifle_history(most_lines_kept);
+    (void)read_history(history_file_.c_str()); // there may be none yet
     rl_attempted_completion_function = complete;
     rl_callback_handler_install(text_before, take_line);
     loop_.watch(STDIN_FILENO, POLLIN, [](short) { rl_callback_read_char(); });
@@ -35,6 +49,7 @@ prompt::~prompt() {
     out_.after_output = nullptr;
     rl_callback_handler_remove();
     (void)std::fputs(clear_line, stdout);
+    (void)write_history(history_file_.c_str()); // a session is worth more than its history
     the_prompt = nullptr;
 }
 
@@ -45,8 +60,28 @@ void prompt::take_line(char* line) {
         add_history(line);
     the_prompt->lines_.emplace_back(line);
     std::free(line);
-    rl_callback_handler_install(text_before,
-                                take_line); // it leaves the terminal as it was after a line
+    // It leaves the terminal as it was after a line.
+    rl_callback_handler_install(the_prompt->text_, take_line);
+}
+
+void prompt::drop_line() {
+    (void)std::fputs("^C\n", stdout);
+    (void)rl_reset_terminal(nullptr); // which also gives the terminal back
+    rl_prep_terminal(1);
+    show(text_before);
+}
+
+void prompt::continues(bool it_does) {
+    const char* const text = it_does ? text_within : text_before;
+    if (text != text_)
+        show(text);
+}
+
+void prompt::show(const char* text) {
+    text_ = text;
+    (void)std::fputs(clear_line, stdout);
+    rl_callback_handler_install(text_, take_line);
+    rl_forced_update_display();
 }
 
 char** prompt::complete(const char* text, int, int) {

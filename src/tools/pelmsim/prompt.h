@@ -1,4 +1,4 @@
-// The prompt: a line editor with history and completion.
+// The prompt: a line editor with completion, and a history that is kept in a file.
 #pragma once
 
 #include "terminal.h"
@@ -24,17 +24,26 @@ public:
     // The next line that was entered; nothing at the end of input.
     std::optional<std::string> next_line();
 
+    // Forgets what is being typed.
+    void drop_line();
+
+    // Whether the next line goes on where the last one ended.
+    void continues(bool it_does);
+
 private:
     // What the line editor calls; it can be given nothing to hand back, such as an object.
     static void take_line(char* line);
     static char** complete(const char* text, int begin, int end);
     static char* next_candidate(const char* text, int state);
 
+    void show(const char* text);
     void find_candidates(const char* text);
 
     event_loop& loop_;
     terminal& out_;
     std::function<std::vector<std::string>()> vocabulary_;
+    const std::string history_file_; // none when empty
+    const char* text_;               // that the line begins with
     std::deque<std::optional<std::string>> lines_;
     std::vector<std::string> candidates_; // words that may stand where one is completed
 };

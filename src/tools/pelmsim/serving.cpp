@@ -40,23 +40,29 @@ inputs read_inputs(const serving_options& given, bool pipe_is_script) {
     return read;
 }
 
-void run_prompt(session& on, runner& commands, terminal& out) {
+void run_prompt(session& on, runner& commands, terminal& out, signal_events& signals) {
     prompt lines(on.loop, out, [&] { return commands.vocabulary(); });
+    signals.let_interrupts_cancel();
     while (!on.has_quit) {
-        on.serve_until([&] { return lines.has_line(); });
+        if (!on.serve_until([&] { return lines.has_line(); })) {
+            commands.drop_line();
+            lines.drop_line();
+            continue;
+        }
         const auto line = lines.next_line();
         if (!line)
             return;
         try {
-            commands.run(*line);
+            commands.take(*line);
         } catch (const problem& why) {
             on.events.report({.kind = event_kind::mistake, .text = why.what()});
         }
+        lines.continues(commands.is_within_line());
     }
 }
 
 void run_all(session& on, const serving_options& given, const std::optional<script>& commands,
-             terminal& out) {
+             terminal& out, signal_events& signals) {
     runner lines(on);
     on.daemon.open();
     if (!given.plugin.empty())
@@ -64,7 +70,7 @@ void run_all(session& on, const serving_options& given, const std::optional<scri
     if (commands)
         lines.run_script(commands->name, commands->text);
     else if (isatty(STDIN_FILENO) == 1)
-        run_prompt(on, lines, out);
+        run_prompt(on, lines, out, signals);
     else
         on.serve_until([] { return false; });
 }
@@ -86,10 +92,10 @@ int serve(const serving_options& given, inputs read) {
     on.trees.keys.learn(read.configuration);
     on.trees.current = std::move(read.configuration);
     on.daemon.publisher().set_answer_limit(milliseconds(given.timeout_ms));
-    const signal_events signals(blocked, loop, on.programs);
+    signal_events signals(blocked, loop, on.programs);
     bool interrupted = false;
     try {
-        run_all(on, given, read.commands, out);
+        run_all(on, given, read.commands, out, signals);
     } catch (const stopped&) {
         interrupted = read.commands.has_value();
         loop.resume();

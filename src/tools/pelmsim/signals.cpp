@@ -31,6 +31,8 @@ void signal_events::take_all() {
     while (read(arriving_.get(), &signal, sizeof signal) == sizeof signal)
         if (signal.ssi_signo == SIGCHLD)
             programs_.reap();
+        else if (signal.ssi_signo == SIGINT && interrupts_cancel_)
+            loop_.cancel();
         else
             loop_.stop();
 }

@@ -32,12 +32,16 @@ public:
     signal_events& operator=(const signal_events&) = delete;
     ~signal_events() { loop_.forget(arriving_.get()); }
 
+    // From now on an interrupt, Ctrl-C, ends no more than the wait at hand.
+    void let_interrupts_cancel() { interrupts_cancel_ = true; }
+
 private:
     void take_all();
 
     event_loop& loop_;
     process_table& programs_;
     unique_fd arriving_;
+    bool interrupts_cancel_ = false;
 };
 
 } // namespace pelmsim
