@@ -74,6 +74,11 @@ TEST_F(Scripting, QuotesAreClosed) {
     EXPECT_EQ(run("show /a[b=it's]"), "    nothing\n");
 }
 
+TEST_F(Scripting, WhatNobodyAsksForHasNoAnswer) {
+    EXPECT_THAT(run("answer pul nothing"), HasSubstr("\"pul\" is no method"));
+    EXPECT_EQ(run("answer pull nothing\nanswer get-capability error 5 no"), "");
+}
+
 TEST_F(Scripting, ALineThatIsDroppedIsNotGoneOnWith) {
     lines_.take("echo a\\");
     lines_.drop_line();

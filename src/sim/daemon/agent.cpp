@@ -2,6 +2,8 @@
 
 #include "model/xml.h"
 
+#include <algorithm>
+
 namespace pelmsim {
 namespace {
 
@@ -12,21 +14,24 @@ constexpr const char* capabilities[] = {
 };
 
 // An element without a namespace of its own is written, and so read, as being in the message's.
-reply rpc_error(const char* type, const char* tag, const std::string& message) {
+reply rpc_error(const char* type, const char* tag, const outcome& why, const std::string& app_tag) {
     unique_node error = new_element("rpc-error");
     add_element(error.get(), "error-type", type);
     add_element(error.get(), "error-tag", tag);
     add_element(error.get(), "error-severity", "error");
-    add_element(error.get(), "error-message", message);
-    return {std::move(error), outcome::error(-1, message)};
+    if (!app_tag.empty())
+        add_element(error.get(), "error-app-tag", app_tag);
+    add_element(error.get(), "error-message", why.text);
+    return {std::move(error), why};
 }
 
-reply capability_data() {
-    unique_node data = new_element("data");
-    xmlNode* const list = add_element(data.get(), "capabilities");
-    for (const char* uri : capabilities)
-        add_element(list, "capability", uri);
-    return {std::move(data)};
+reply rpc_error(const char* type, const char* tag, const std::string& message) {
+    return rpc_error(type, tag, outcome::error(-1, message), "");
+}
+
+reply arranged_error(const arranged_answer& wanted) {
+    return rpc_error("application", "operation-failed", outcome::error(wanted.code, wanted.text),
+                     std::to_string(wanted.code));
 }
 
 unique_node reply_message(const std::string& id, unique_node body) {
@@ -47,44 +52,72 @@ void agent::on_frame(unique_node body) {
     const auto operations = child_elements(body.get());
     const xmlNode* const operation = operations.empty() ? nullptr : operations.front();
     const std::string id = attribute(body.get(), "message-id");
-    reply given = answer(operation, id);
+    std::optional<reply> given = answer(operation, id);
     events().report({.kind = event_kind::request,
                      .who = who(),
                      .way = direction::from_peer,
                      .method = operation == nullptr ? "" : local_name(operation),
                      .id = id,
-                     .result = &given.result,
+                     .result = given ? &given->result : nullptr,
                      .body = body.get(),
-                     .text = local_name(given.body.get())});
-    const unique_node message = reply_message(id, std::move(given.body));
+                     .text = given ? local_name(given->body.get()) : ""});
+    if (!given)
+        return;
+    const unique_node message = reply_message(id, std::move(given->body));
     send(message.get());
 }
 
-reply agent::answer(const xmlNode* operation, const std::string& id) {
+// Nothing when a script wants none.
+std::optional<reply> agent::answer(const xmlNode* operation, const std::string& id) {
     if (id.empty())
         return rpc_error("rpc", "missing-attribute", "There is no message-id.");
     if (operation == nullptr)
         return rpc_error("rpc", "missing-element", "There is no operation.");
-    return run(operation);
+    const std::string name = local_name(operation);
+    if (const arranged_answer* const instead = owner_.arranged(name); instead != nullptr)
+        return instead->silence ? std::nullopt : std::optional(arranged_error(*instead));
+    if (const server serve = server_of(name); serve != nullptr)
+        return (this->*serve)(operation);
+    return rpc_error("protocol", "operation-not-supported",
+                     "pelmsim does not serve <" + name + ">.");
 }
 
-reply agent::run(const xmlNode* operation) {
-    const std::string name = local_name(operation);
-    if (name == "get-capability")
-        return capability_data();
-    if (name == "create-subscription") {
-        subscribed_ = true;
-        return {new_element("ok")};
-    }
-    if (name != "create-session")
-        return rpc_error("protocol", "operation-not-supported",
-                         "pelmsim does not serve <" + name + ">.");
+agent::server agent::server_of(const std::string& operation) {
+    static constexpr struct {
+        const char* name;
+        server serve;
+    } operations[] = {
+        {"create-session", &agent::create_session},
+        {"create-subscription", &agent::create_subscription},
+        {"get-capability", &agent::get_capability},
+    };
+    const auto* const found =
+        std::ranges::find_if(operations, [&](const auto& each) { return operation == each.name; });
+    return found == std::end(operations) ? nullptr : found->serve;
+}
+
+bool agent::may_ask_for(const std::string& operation) { return server_of(operation) != nullptr; }
+
+reply agent::create_session(const xmlNode* operation) {
     if (child_text(operation, "username").empty())
         return rpc_error("application", "missing-element", "There is no username.");
     user_ = child_text(operation, "username");
     parent_pid_ = child_text(operation, "agent-ppid");
     session_ = owner_.next_session();
     return {new_element("ok")};
+}
+
+reply agent::create_subscription(const xmlNode*) {
+    subscribed_ = true;
+    return {new_element("ok")};
+}
+
+reply agent::get_capability(const xmlNode*) {
+    unique_node data = new_element("data");
+    xmlNode* const list = add_element(data.get(), "capabilities");
+    for (const char* uri : capabilities)
+        add_element(list, "capability", uri);
+    return {std::move(data)};
 }
 
 } // namespace pelmsim

@@ -1,6 +1,7 @@
 // One agent that is connected: its session, its subscription and what it is answered.
 #pragma once
 
+#include "daemon/arrangements.h"
 #include "daemon/reply.h"
 #include "wire/connection.h"
 
@@ -12,6 +13,7 @@ namespace pelmsim {
 class agent_owner : public connection_owner {
 public:
     virtual unsigned next_session() = 0;
+    virtual const arranged_answer* arranged(const std::string& operation) const = 0; // or null
 
 protected:
     ~agent_owner() = default;
@@ -29,13 +31,20 @@ public:
     const std::string& parent_pid() const { return parent_pid_; }
     bool is_subscribed() const { return subscribed_; }
 
+    static bool may_ask_for(const std::string& operation);
+
 protected:
     void on_frame(unique_node body) override;
     void on_unreadable(const defect& what) override { complain(what); }
 
 private:
-    reply answer(const xmlNode* operation, const std::string& id);
-    reply run(const xmlNode* operation);
+    std::optional<reply> answer(const xmlNode* operation, const std::string& id);
+    reply create_session(const xmlNode* operation);
+    reply create_subscription(const xmlNode* operation);
+    reply get_capability(const xmlNode* operation);
+
+    using server = reply (agent::*)(const xmlNode* operation);
+    static server server_of(const std::string& operation); // or null
 
     agent_owner& owner_;
     std::string user_;

@@ -22,9 +22,11 @@ std::string utc_now() {
 
 } // namespace
 
-agent_table::agent_table(event_loop& loop, event_journal& events, daemon_owner& around)
+agent_table::agent_table(event_loop& loop, event_journal& events, daemon_owner& around,
+                         const arrangements& arranged)
     : peer_table(loop, events, around, conf_agent_service_enable, conf_agent_service_disable,
-                 g_conf_agent_socket) {}
+                 g_conf_agent_socket),
+      arranged_(arranged) {}
 
 std::size_t agent_table::notify(const xmlNode* data) {
     const unique_node message = new_element("notification", notification_uri);

@@ -8,7 +8,8 @@ namespace pelmsim {
 
 class agent_table final : public peer_table<agent> {
 public:
-    agent_table(event_loop& loop, event_journal& events, daemon_owner& around);
+    agent_table(event_loop& loop, event_journal& events, daemon_owner& around,
+                const arrangements& arranged);
 
     // Passes a notification on to those who subscribed; says to how many.
     std::size_t notify(const xmlNode* data);
@@ -16,6 +17,11 @@ public:
 private:
     unsigned next_session() override { return ++last_session_; }
 
+    const arranged_answer* arranged(const std::string& operation) const override {
+        return arranged_.find(operation);
+    }
+
+    const arrangements& arranged_;
     unsigned last_session_ = 0;
 };
 

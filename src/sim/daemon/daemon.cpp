@@ -7,10 +7,10 @@
 namespace pelmsim {
 
 daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, store& trees)
-    : requests_({around, trees, wanted_}),
+    : requests_({around, trees, wanted_, arranged_}),
       plugins_(loop, events, around, requests_),
       publisher_(around, trees, plugins_, wanted_),
-      agents_(loop, events, around),
+      agents_(loop, events, around, arranged_),
       notifier_(loop, events, agents_) {}
 
 void daemon::open() {
@@ -21,6 +21,12 @@ void daemon::open() {
     plugins_.open();
     agents_.open();
     notifier_.open();
+}
+
+void daemon::arrange(const std::string& method, std::optional<arranged_answer> answer) {
+    if (!requests::are_known(method) && !agent::may_ask_for(method))
+        throw problem("\"" + method + "\" is no method that a plugin or an agent asks for");
+    arranged_.arrange(method, std::move(answer));
 }
 
 void daemon::close() {

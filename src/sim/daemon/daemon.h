@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daemon/agents.h"
+#include "daemon/arrangements.h"
 #include "daemon/notifier.h"
 #include "daemon/plugins.h"
 #include "daemon/publisher.h"
@@ -20,16 +21,20 @@ public:
     // Opens the sockets at the library's places. Throws problem when a daemon listens there.
     void open();
 
+    // From now on what peers ask for by that method is answered so; or, without an answer, as usual.
+    // Throws problem when none of them does.
+    void arrange(const std::string& method, std::optional<arranged_answer> answer);
+
     // Hangs up on everybody and removes the sockets.
     void close();
 
     plugin_table& plugins() { return plugins_; }
     agent_table& agents() { return agents_; }
     pelmsim::notifier& notifier() { return notifier_; }
-    pelmsim::requests& requests() { return requests_; }
     pelmsim::publisher& publisher() { return publisher_; }
 
 private:
+    arrangements arranged_;
     recovery_queue wanted_; // filled by what plugins ask, emptied by what is published
     pelmsim::requests requests_;
     plugin_table plugins_;

@@ -132,14 +132,19 @@ constexpr struct {
     {"copy_deployment_to_memory", copy_deployment},
 };
 
+const auto* find_method(const std::string& name) {
+    const auto* const found =
+        std::ranges::find_if(methods, [&](const auto& each) { return name == each.name; });
+    return found == std::end(methods) ? nullptr : found;
+}
+
 // The <result>; throws problem.
 unique_node answer(const request_context& with, plugin& from, const std::string& method,
                    const xmlNode* params) {
     if (from.name().empty() && method != "register")
         throw problem("The plugin is not registered.");
-    const auto* const found =
-        std::ranges::find_if(methods, [&](const auto& each) { return method == each.name; });
-    if (found == std::end(methods))
+    const auto* const found = find_method(method);
+    if (found == nullptr)
         throw problem("Method <" + method + "> is not known.");
     return found->run(with, from, params);
 }
@@ -148,10 +153,9 @@ unique_node answer(const request_context& with, plugin& from, const std::string&
 
 std::optional<reply> requests::serve(plugin& from, const std::string& method,
                                      const xmlNode* params) {
-    if (const auto found = arranged_.find(method); found != arranged_.end()) {
-        const arranged_answer& instead = found->second;
-        return instead.silence ? std::nullopt : std::optional(refusal(instead.code, instead.text));
-    }
+    if (const auto* const instead = with_.arranged.find(method); instead != nullptr)
+        return instead->silence ? std::nullopt
+                                : std::optional(refusal(instead->code, instead->text));
     try {
         return reply{answer(with_, from, method, params)};
     } catch (const problem& why) {
@@ -159,11 +163,6 @@ std::optional<reply> requests::serve(plugin& from, const std::string& method,
     }
 }
 
-void requests::arrange(const std::string& method, std::optional<arranged_answer> answer) {
-    if (answer)
-        arranged_[method] = std::move(*answer);
-    else
-        arranged_.erase(method);
-}
+bool requests::are_known(const std::string& method) { return find_method(method) != nullptr; }
 
 } // namespace pelmsim

@@ -64,6 +64,15 @@ std::string subject_of(const std::string& method, const xmlNode* params) {
     return subject;
 }
 
+std::string subject_of(const event& what) {
+    if (what.who.is == role::agent)
+        return what.method.empty() ? "empty rpc" : what.method;
+    if (what.way == direction::from_peer)
+        return subject_of(what.method, what.body);
+    return what.method + (what.path.empty() ? "" : " " + what.path) +
+           (what.operation ? " " + oper_text(*what.operation) : "");
+}
+
 std::string unreadable_text(const event& what) {
     switch (what.why) {
     case cause::garbage:
@@ -115,19 +124,11 @@ void text_sink::take(const event& what) {
 }
 
 void text_sink::request(const event& what) const {
-    if (what.who.is == role::agent)
-        return timed(what, what.method.empty() ? "empty rpc" : what.method, what.text,
-                     what.result->is_ok());
-    if (what.way == direction::from_peer)
-        return timed(what, subject_of(what.method, what.body),
-                     what.result == nullptr ? "left without an answer" : what.result->describe(),
-                     what.result != nullptr && what.result->is_ok());
-    std::string subject = what.method;
-    if (!what.path.empty())
-        subject += " " + what.path;
-    if (what.operation)
-        subject += " " + oper_text(*what.operation);
-    timed(what, subject, what.result->describe(), what.result->is_ok());
+    if (what.result == nullptr)
+        return timed(what, subject_of(what), "left without an answer", false);
+    const bool of_agent = what.who.is == role::agent; // who is answered with elements
+    timed(what, subject_of(what), of_agent ? what.text : what.result->describe(),
+          what.result->is_ok());
 }
 
 void text_sink::stray_answer(const event& what) const {

@@ -37,7 +37,7 @@ ending answer(session& on, line_reader& words) {
         arranged = {.code = code, .text = words.rest()};
     }
     words.finish();
-    on.daemon.requests().arrange(method, arranged);
+    on.daemon.arrange(method, std::move(arranged));
     return {};
 }
 
@@ -242,7 +242,7 @@ ending trace(session& on, line_reader& words) {
 
 constexpr command commands[] = {
     {"agents", "", "list the agents and their sessions", agents},
-    {"answer", "METHOD usual|nothing|error CODE TEXT", "how plugins' requests are answered",
+    {"answer", "METHOD usual|nothing|error CODE TEXT", "how plugins and agents are answered",
      answer},
     {"delete", "PATH", "take a part of the configuration out and publish that", remove},
     {"echo", "TEXT", "print a heading", echo},
