@@ -30,7 +30,7 @@ measure() {
         echo 'wait output ready'
         echo "start $PWD/bench/idle_memory.sh --beside"
         echo 'wait exited idle_memory.sh'
-        echo 'expect ok'
+        echo 'expect status 0'
     ) -- "$1/examples/example_plugin" | sed -n 's/^ *idle_memory.sh| //p'
 }
 

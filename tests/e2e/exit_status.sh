@@ -16,8 +16,16 @@ ends() {
 ends 1 'wrong.sim:2: expected active nobody, got nothing within 1 ms' "$1" run --script wrong.sim
 ends 1 'wrong.sim:3: expected error 7 (text), got unheard' "$1" run --script wrong.sim
 ends 1 'wrong.sim:6: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
-ends 1 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
+ends 0 'ended: status 3' "$1" run --script <(echo wait output ready) -- \
     bash -c 'trap "exit 3" TERM; echo ready; sleep 60 & wait'
+ends 1 'expected status 4, got status 3' "$1" run --script \
+    <(printf '%s\n' "start bash -c 'exit 3'" 'wait exited bash' 'expect status 4')
+ends 1 'expected a good end of bash, got signal 11' "$1" run --script \
+    <(printf '%s\n' "start bash -c 'kill -SEGV \$\$'" 'wait exited bash')
+ends 1 'expected a good end of echo, got 1==ERROR: AddressSanitizer: ' "$1" run --script \
+    <(printf '%s\n' "start echo '1==ERROR: AddressSanitizer: '" 'wait exited echo')
+# A plugin that ends when it is hung up on is not ended by a signal.
+ends 0 'ended: status 0' "$1" run --script <(echo wait output active) -- test_plugin x 1
 ends 1 'expected recovery one ok, got error 5 (refused <as> told)' \
     "$1" run --config one.xml --script <(echo wait active one) -- test_plugin one 1 1
 ends 2 'cannot run ./none' "$1" run -- ./none
@@ -27,7 +35,7 @@ ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
 ends 0 '' "$1" run -- touch /mnt/made.e2e /var/tmp/made.e2e /var/log/made.e2e
 ends 2 '' ls -d {/mnt,/var/tmp,/var/log}/made.e2e
 [[ $("$1" run -- true 2>&1 </dev/null) == *"machine's own places"* ]] ||
-    ends 0 '' "$1" run -- find /mnt /var/log -type f ! -name pelmd.conf -exec false '{}' +
+    ends 0 '' "$1" run --script <(printf '%s\n' 'wait exited plugin' 'expect status 0') -- find /mnt /var/log -type f ! -name pelmd.conf -exec false '{}' +
 ends 2 '--timeout: Value 0 not in range' "$1" run --timeout 0 -- true
 ends 2 ':1: a number of milliseconds above 0 is missing' "$1" run --script <(echo timeout 0)
 ends 2 ':1: "mod" is not a data path: it does not begin with a slash' \

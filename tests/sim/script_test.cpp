@@ -1,11 +1,13 @@
 #include "journal/text_sink.h"
 #include "script/commands.h"
 #include "script/files.h"
+#include "script/reports.h"
 #include "script/runner.h"
 
 #include "hand_clock.h"
 #include "model/problem.h"
 
+#include <csignal>
 #include <gmock/gmock.h>
 
 namespace pelmsim {
@@ -145,6 +147,28 @@ TEST_F(Scripting, ARecoveryThatWentWrongUnexpectedCountsInTheEnd) {
     on_.expected.check_recoveries();
     EXPECT_EQ(printed_, "expected recovery ntp ok, got error 5 (no)\n");
     EXPECT_EQ(on_.expected.failures(), 1);
+}
+
+TEST_F(Scripting, ReportsAreToldFromOtherLines) {
+    for (const char* line :
+         {"==7==ERROR: AddressSanitizer: heap-use-after-free on address 0x60",
+          "WARNING: ThreadSanitizer: data race (pid=7)",
+          "a.c:3:9: runtime error: signed integer overflow", "==7==    at 0x10918D: main (a.c:3)"})
+        EXPECT_TRUE(is_report(line)) << line;
+    for (const char* line :
+         {"==7== ERROR SUMMARY: 0 errors from 0 contexts",
+          "==7==    definitely lost: 0 bytes in 0 blocks", "plugin: runtime error: no route"})
+        EXPECT_FALSE(is_report(line)) << line;
+}
+
+TEST_F(Scripting, AnExitStatusIsOneOfAProgramThatExited) {
+    on_.expected.look_at(outcome::ended(3 << 8, "status 3"));
+    EXPECT_TRUE(holds("status 3"));
+    EXPECT_FALSE(holds("status 0"));
+    EXPECT_FALSE(holds("ok"));
+    EXPECT_FALSE(holds("error"));
+    on_.expected.look_at(outcome::ended(SIGKILL, "signal 9 (Killed)"));
+    EXPECT_FALSE(holds("status 0"));
 }
 
 TEST_F(Scripting, ATextThatIsNoXmlSaysInWhichLine) {

@@ -36,7 +36,7 @@ void plugin::register_as(const std::string& name, std::vector<registration> regi
     registrations_ = std::move(registrations);
 }
 
-void plugin::wait_until_read(milliseconds limit) {
+void plugin::let_it_read(milliseconds limit) {
     event_loop& loop = owner_.loop();
     const auto read = [this] { return is_read(); };
     const moment end = loop.now() + std::min(limit, most_to_read);
@@ -46,7 +46,7 @@ void plugin::wait_until_read(milliseconds limit) {
 
 outcome plugin::ask(question what, milliseconds limit) {
     if (!owner_.joins_requests())
-        wait_until_read(limit);
+        let_it_read(limit);
     event_loop& loop = owner_.loop();
     const moment begin = loop.now();
     last_id_ = last_id_ % last_message_id + 1;

@@ -57,6 +57,9 @@ public:
     void register_as(const std::string& name, std::vector<registration> registrations);
     void activate(bool active) { active_ = active; }
 
+    // Serves events until it has read what was sent, for a second at most.
+    void let_it_read(milliseconds limit);
+
     // Sends a request, once what was sent before has been read or has had its time, and serves events
     // until it is answered, the connection ends or the time is up.
     outcome ask(question what, milliseconds limit);
@@ -68,7 +71,6 @@ protected:
 private:
     void on_request(xmlNode* rpc);
     void send_answer(const xmlNode* message);
-    void wait_until_read(milliseconds limit);
     void on_answer(unique_node answer);
 
     plugin_owner& owner_;

@@ -19,12 +19,12 @@ constexpr const char* kinds[] = {
 constexpr const char* directions[] = {"", "to", "from"};
 constexpr const char* causes[] = {"",        "garbage",   "no-xml", "no-request", "no-parameters",
                                   "by-peer", "by-daemon", "unread", "failure"};
-constexpr const char* verdicts[] = {"ok", "error", "no-answer", "unheard"};
+constexpr const char* verdicts[] = {"ok", "error", "no-answer", "unheard", "ended"};
 static_assert(std::size(roles) == static_cast<std::size_t>(role::program) + 1);
 static_assert(std::size(kinds) == static_cast<std::size_t>(event_kind::mistake) + 1);
 static_assert(std::size(directions) == static_cast<std::size_t>(direction::from_peer) + 1);
 static_assert(std::size(causes) == static_cast<std::size_t>(cause::failure) + 1);
-static_assert(std::size(verdicts) == static_cast<std::size_t>(verdict::unheard) + 1);
+static_assert(std::size(verdicts) == static_cast<std::size_t>(verdict::ended) + 1);
 
 template <std::size_t count, class Value>
 const char* name_of(const char* const (&names)[count], Value value) {

@@ -8,11 +8,11 @@
 
 namespace pelmsim {
 
-enum class verdict { ok, error, no_answer, unheard };
+enum class verdict { ok, error, no_answer, unheard, ended };
 
 struct outcome {
     verdict result = verdict::ok;
-    int code = 0;                        // of an error
+    int code = 0;                        // of an error; as from waitpid(), of a program
     std::string text;                    // of an error; why nobody answered or heard
     std::shared_ptr<const xmlNode> data; // that came: the first of its nodes, or none
     std::string shown;                   // what the command had to show, in lines
@@ -25,6 +25,10 @@ struct outcome {
         return {verdict::no_answer, 0, std::move(why), {}, {}};
     }
 
+    // A program has, with that status and in these words.
+    static outcome ended(int status, std::string how) {
+        return {verdict::ended, status, std::move(how), {}, {}};
+    }
     // There was nobody to be told or asked.
     static outcome unheard(std::string why) {
         return {verdict::unheard, 0, std::move(why), {}, {}};
@@ -33,7 +37,8 @@ struct outcome {
     std::string xml() const { return compact(data.get()); } // the data, in one line
     bool is_ok() const { return result == verdict::ok; }
 
-    // "ok", "error 5 (No such interface.)", "no answer (time-out)" or "unheard (no such plugin)".
+    // "ok", "error 5 (No such interface.)", "no answer (time-out)", "unheard (no such plugin)" or
+    // "status 3".
     std::string describe() const {
         switch (result) {
         case verdict::ok:
@@ -42,8 +47,10 @@ struct outcome {
             return "error " + std::to_string(code) + " (" + text + ")";
         case verdict::no_answer:
             return "no answer (" + text + ")";
-        default:
+        case verdict::unheard:
             return "unheard (" + text + ")";
+        default:
+            return text;
         }
     }
 };

@@ -222,8 +222,9 @@ ending status(session& on, line_reader& words) {
 ending stop(session& on, line_reader& words) {
     const std::string name = words.word("a program");
     words.finish();
-    on.programs.stop(on.program(name, [](const process& each) { return !each.status; }));
-    return {};
+    process& which = on.program(name, [](const process& each) { return !each.status; });
+    on.programs.stop(which);
+    return which.status ? ending{which.end()} : ending{};
 }
 
 ending timeout(session& on, line_reader& words) {

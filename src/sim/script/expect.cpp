@@ -4,6 +4,7 @@
 #include "script/session.h"
 
 #include <algorithm>
+#include <sys/wait.h>
 
 namespace pelmsim {
 namespace {
@@ -30,6 +31,15 @@ finding for_reason(const outcome& wanted, const outcome& last) {
 
 finding no_answer(const outcome& last, line_reader& words) {
     return for_reason(outcome::no_answer(words.rest()), last);
+}
+
+finding status(const outcome& last, line_reader& words) {
+    const int wanted = words.number_or(-1);
+    if (wanted < 0)
+        throw problem("an exit status is missing");
+    return {last.result == verdict::ended && WIFEXITED(last.code) &&
+                WEXITSTATUS(last.code) == wanted,
+            "status " + std::to_string(wanted), last.describe()};
 }
 
 finding unheard(const outcome& last, line_reader& words) {
@@ -59,13 +69,9 @@ constexpr struct {
     const char* name;
     finding (*judge)(const outcome& last, line_reader& words);
 } kinds[] = {
-    {"contains", contains},
-    {"error", error},
-    {"lacks", lacks},
-    {"no-answer", no_answer},
-    {"ok", ok},
-    {"unheard", unheard},
-    {"xml", xml},
+    {"contains", contains},   {"error", error}, {"lacks", lacks},
+    {"no-answer", no_answer}, {"ok", ok},       {"status", status},
+    {"unheard", unheard},     {"xml", xml},
 };
 
 finding judge(const std::string& what, const outcome& last, line_reader& words) {

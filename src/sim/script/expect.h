@@ -9,8 +9,8 @@ namespace pelmsim {
 class session;
 
 inline constexpr const char* expect_arguments =
-    "ok | error [CODE [TEXT]] | no-answer [WHY] | unheard [WHY] | xml XML | contains TEXT | "
-    "lacks TEXT | recovery PLUGIN ok|error|no-answer|unheard ...";
+    "ok | error [CODE [TEXT]] | no-answer [WHY] | unheard [WHY] | status STATUS | "
+    "xml XML | contains TEXT | lacks TEXT | recovery PLUGIN ok|error|no-answer|unheard ...";
 
 ending expect(session& on, line_reader& words);
 

@@ -1,6 +1,7 @@
 #include "script/processes.h"
 
 #include "model/problem.h"
+#include "script/reports.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +16,7 @@
 namespace pelmsim {
 namespace {
 
+constexpr milliseconds moment_to_end{2000}; // for the exit of one that leak checkers watch
 constexpr milliseconds patience{5000};
 // At once, of a program that may never stop printing; a terminal or a pipe holds no more.
 constexpr int most_reads = 16;
@@ -57,13 +59,17 @@ fd_pair output_channel() {
     _exit(127);
 }
 
-bool failed(const process& ended) {
-    const int status = ended.status.value_or(-1);
-    const bool as_asked = ended.asked_to_end && WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM;
-    return !ended.expected && !as_asked && status != 0;
-}
-
 } // namespace
+
+outcome process::end() const { return outcome::ended(*status, describe_status(*status)); }
+
+std::string process::complaint() const {
+    const int how = status.value_or(0);
+    const bool as_asked = asked_to_end && WIFSIGNALED(how) && WTERMSIG(how) == SIGTERM;
+    if (!report.empty() || as_asked || !WIFSIGNALED(how))
+        return report;
+    return describe_status(how);
+}
 
 process_table::process_table(event_loop& loop, event_journal& events, const descriptor_limit& limit)
     : loop_(loop), events_(events), limit_(limit) {}
@@ -122,16 +128,26 @@ void process_table::reap() {
         events_.report({.kind = event_kind::ended,
                         .who = {role::program, each.name, each.pid},
                         .code = status,
-                        .good = !failed(each)});
+                        .good = each.complaint().empty()});
     }
 }
 
 void process_table::read_output_of(pid_t pid) {
-    const pid_t group = getpgid(pid); // a shell may stand between
-    const auto found = std::ranges::find_if(
-        all_, [&](const process& each) { return each.pid == group && each.output; });
-    if (found != all_.end())
+    process* const found = group_of(pid);
+    if (found != nullptr && found->output)
         read_output(*found);
+}
+
+process* process_table::group_of(pid_t pid) {
+    const pid_t group = getpgid(pid); // a shell may stand between
+    const auto found =
+        std::ranges::find_if(all_, [&](const process& each) { return each.pid == group; });
+    return found == all_.end() ? nullptr : &*found;
+}
+
+void process_table::hung_up_on(pid_t pid) {
+    if (process* const found = group_of(pid); found != nullptr)
+        found->hung_up_on = true;
 }
 
 void process_table::stop(process& which) {
@@ -145,9 +161,30 @@ void process_table::stop(process& which) {
     (void)loop_.run_until([&] { return which.status.has_value(); }, patience);
 }
 
-bool process_table::end_all() {
-    std::ranges::for_each(all_, [this](process& each) { stop(each); });
-    return std::ranges::none_of(all_, failed);
+// Waits for those that the condition holds for.
+void process_table::end_within(milliseconds limit,
+                               const std::function<bool(const process&)>& concerned) {
+    (void)loop_.run_until(
+        [&] {
+            return std::ranges::none_of(
+                all_, [&](const process& each) { return !each.status && concerned(each); });
+        },
+        limit);
+}
+
+void process_table::end_all() {
+    const auto everybody = [](const process&) { return true; };
+    end_within(moment_to_end, [](const process& each) { return each.hung_up_on; });
+    for (process& each : all_)
+        if (!each.status) {
+            each.asked_to_end = true;
+            (void)kill(-each.pid, SIGTERM);
+        }
+    end_within(patience, everybody);
+    for (const process& each : all_)
+        if (!each.status)
+            (void)kill(-each.pid, SIGKILL);
+    end_within(patience, everybody);
 }
 
 void process_table::read_output(process& from) {
@@ -173,6 +210,8 @@ void process_table::read_output(process& from) {
 
 void process_table::print_line(process& from) {
     const std::string line = std::exchange(from.partial_line, {});
+    if (from.report.empty() && is_report(line))
+        from.report = line;
     output_ += line + "\n";
     events_.report(
         {.kind = event_kind::output, .who = {role::program, from.name, from.pid}, .text = line});

@@ -21,7 +21,15 @@ struct process {
     std::string partial_line = {};
     std::optional<int> status = {}; // as from waitpid(), once it has ended
     bool asked_to_end = false;      // by SIGTERM, which it may die of
-    bool expected = false;          // a script waited for its end, whatever the status
+    bool waited_for = false;        // by a script
+    bool hung_up_on = false;
+    std::string report = {}; // the first line of one by a sanitizer or valgrind
+
+    outcome end() const; // once it has ended
+
+    // Why its end is a bad one; empty when it is not, or is still to come. An exit status says
+    // nothing about that.
+    std::string complaint() const;
 };
 
 class process_table {
@@ -41,8 +49,12 @@ public:
     // Asks it to end, and kills it when it does not.
     void stop(process& which);
 
-    // Ends all; false when one had failed on its own account, or had to be killed.
-    bool end_all();
+    // That program has been hung up on, and may end by itself.
+    void hung_up_on(pid_t pid);
+
+    // Ends all: those that were hung up on are given a moment first.
+    void end_all();
+    const std::list<process>& all() const { return all_; }
 
     // Takes in what the program of that process has printed by now. The terminal that it prints to
     // may take its time to say that there is something; what a plugin prints before it sends is to
@@ -55,6 +67,8 @@ public:
     const std::string& output() const { return output_; }
 
 private:
+    process* group_of(pid_t pid); // that a program is of; null when it was not started here
+    void end_within(milliseconds limit, const std::function<bool(const process&)>& concerned);
     void read_output(process& from);
     void print_line(process& from);
 

@@ -32,6 +32,26 @@ bool session::serve_until(const std::function<bool()>& done, milliseconds limit)
         limit);
 }
 
+// Those that are waiting for an answer are to find it before the hang-up.
+void session::hang_up() {
+    for (auto plugins = daemon.plugins().all(); const auto& each : plugins) {
+        each->let_it_read(daemon.publisher().answer_limit());
+        programs.hung_up_on(each->pid());
+    }
+    for (const auto& each : daemon.agents().all())
+        programs.hung_up_on(each->pid());
+    daemon.close();
+}
+
+void session::end() {
+    hang_up();
+    programs.end_all();
+    expected.check_recoveries();
+    for (const process& each : programs.all())
+        if (const std::string why = each.complaint(); !why.empty())
+            expected.check({false, "a good end of " + each.name, why});
+}
+
 process& session::program(const std::string& name,
                           const std::function<bool(const process&)>& preferred) {
     process* const found = programs.find(name, preferred);

@@ -25,6 +25,9 @@ public:
     // As process_table::find(); throws problem when there is none.
     process& program(const std::string& name, const std::function<bool(const process&)>& preferred);
 
+    // Ends everybody, and counts what is found to be wrong in the end.
+    void end();
+
     event_loop& loop;
     event_journal& events;
     store trees;
@@ -36,6 +39,7 @@ public:
     bool has_quit = false;
 
 private:
+    void hang_up();
     void heard_from(pid_t pid) override { programs.read_output_of(pid); }
     void recovered(const std::string& plugin, outcome how) override {
         expected.recovered(plugin, std::move(how));

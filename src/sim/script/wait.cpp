@@ -4,7 +4,6 @@
 #include "script/session.h"
 
 #include <algorithm>
-#include <sys/wait.h>
 
 namespace pelmsim {
 namespace {
@@ -27,7 +26,7 @@ condition closed(session& on, const std::string& name) {
 }
 
 process& program_to_end(session& on, const std::string& name) {
-    return on.program(name, [](const process& each) { return !each.expected; });
+    return on.program(name, [](const process& each) { return !each.waited_for; });
 }
 
 condition exited(session& on, const std::string& name) {
@@ -75,13 +74,6 @@ condition condition_of(const std::string& what, session& on, const std::string& 
     return kind->make(on, name);
 }
 
-outcome outcome_of(const process& ended) {
-    const int status = ended.status.value_or(0);
-    if (status == 0)
-        return {};
-    return outcome::error(WIFEXITED(status) ? WEXITSTATUS(status) : -1, describe_status(status));
-}
-
 } // namespace
 
 ending wait(session& on, line_reader& words) {
@@ -102,8 +94,8 @@ ending wait(session& on, line_reader& words) {
     if (!came || what != "exited")
         return {};
     process& ended = program_to_end(on, name);
-    ended.expected = true;
-    return {outcome_of(ended)};
+    ended.waited_for = true;
+    return {ended.end()};
 }
 
 } // namespace pelmsim

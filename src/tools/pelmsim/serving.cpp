@@ -100,9 +100,8 @@ int serve(const serving_options& given, inputs read) {
         interrupted = read.commands.has_value();
         loop.resume();
     }
-    on.expected.check_recoveries();
-    const bool ended_well = on.programs.end_all() && !interrupted;
-    return ended_well && on.expected.failures() == 0 ? 0 : expectation_failed;
+    on.end();
+    return !interrupted && on.expected.failures() == 0 ? 0 : expectation_failed;
 }
 
 } // namespace
