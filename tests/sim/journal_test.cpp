@@ -45,6 +45,23 @@ TEST_F(Reporting, ARequestSaysWhatCameOfIt) {
                         "\n");
 }
 
+TEST_F(Reporting, RequestsAreCalledAsUsersCallThemAndSayWhoRefused) {
+    const outcome refused = outcome::error(22, "no");
+    const unique_node params = new_element("params");
+    event asked{.kind = event_kind::request, .who = {role::plugin, "ntp", 7}, .result = &refused};
+    asked.way = direction::to_peer;
+    asked.method = "subscribe";
+    asked.called = "status";
+    journal_.report(asked);
+    EXPECT_EQ(printed_, "00:00:00.000  ntp          > status: error 22 (no)\n");
+    printed_.clear();
+    asked.way = direction::from_peer;
+    asked.method = "push";
+    asked.body = params.get();
+    journal_.report(asked);
+    EXPECT_EQ(printed_, "00:00:00.000  ntp          < push: refused with error 22 (no)\n");
+}
+
 TEST_F(Reporting, BytesThatAreNoTextDoNotSpoilALine) {
     journal_.report({.kind = event_kind::output, .who = {role::program, "p", 1}, .text = "\x9B!"});
     EXPECT_EQ(printed_, "              p| \\x9b!\n");

@@ -44,6 +44,13 @@ void plugin::let_it_read(milliseconds limit) {
         (void)loop.run_until(read, milliseconds(1)); // nothing tells of it
 }
 
+// Why there is no answer, once the wait for it is over.
+const char* plugin::why_none() const {
+    if (!is_open())
+        return was_ended_by_peer() ? "hang-up" : "pelmsim hung up";
+    return owner_.loop().was_cancelled() ? "cancelled" : "time-out";
+}
+
 outcome plugin::ask(question what, milliseconds limit) {
     if (!owner_.joins_requests())
         let_it_read(limit);
@@ -57,14 +64,13 @@ outcome plugin::ask(question what, milliseconds limit) {
     send(rpc.get());
     loop.run_until([this] { return answer_ || !is_open(); }, limit);
     if (!answer_)
-        answer_ = outcome::no_answer(!is_open()             ? "hang-up"
-                                     : loop.was_cancelled() ? "cancelled"
-                                                            : "time-out");
+        answer_ = outcome::no_answer(why_none());
     awaited_id_ = 0;
     events().report({.kind = event_kind::request,
                      .who = who(),
                      .way = direction::to_peer,
                      .method = what.method,
+                     .called = what.called,
                      .id = std::to_string(last_id_),
                      .path = what.path,
                      .operation = what.operation,

@@ -35,6 +35,7 @@ protected:
 struct question {
     std::string method;
     unique_node params;
+    std::string called = {};           // what users call it, where the method is another word
     std::string path = {};             // that it is about
     std::optional<int> operation = {}; // the bits of a publication
 };
@@ -70,6 +71,7 @@ protected:
 
 private:
     void on_request(xmlNode* rpc);
+    const char* why_none() const;
     void send_answer(const xmlNode* message);
     void on_answer(unique_node answer);
 

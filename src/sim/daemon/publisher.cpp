@@ -155,8 +155,11 @@ outcome publisher::status(const data_path& path, const std::string& filter) {
     if (!filter.empty())
         add_element(params.get(), "filter", filter);
     add_element(params.get(), "callback", std::to_string(found->at.callback));
-    outcome result = found->who->ask(
-        {.method = "subscribe", .params = std::move(params), .path = path.text()}, answer_limit_);
+    outcome result = found->who->ask({.method = "subscribe",
+                                      .params = std::move(params),
+                                      .called = "status",
+                                      .path = path.text()},
+                                     answer_limit_);
     if (!result.is_ok())
         return result;
     if (result.data != nullptr) {
@@ -175,6 +178,7 @@ outcome publisher::operate(const data_path& path, unique_nodes input) {
     return found->who->ask(
         {.method = "publish",
          .params = publish_params("operate", found->at.callback, std::move(info)),
+         .called = "operate",
          .path = path.text()},
         answer_limit_);
 }

@@ -63,6 +63,7 @@ struct event {
     peer who = {};
     direction way = direction::none;
     std::string method = {};
+    std::string called = {}; // a request: what users call it, where the method is another word
     std::string id = {};
     std::string path = {};
     std::optional<int> operation = {}; // the bits of a publication

@@ -115,6 +115,7 @@ void json_sink::take(const event& what) {
     line.put("pid", what.who.pid);
     line.put("direction", name_of(directions, what.way));
     line.put("method", what.method);
+    line.put("called", what.called);
     line.put("id", what.id);
     line.put("path", what.path);
     if (what.operation)

@@ -69,7 +69,8 @@ std::string subject_of(const event& what) {
         return what.method.empty() ? "empty rpc" : what.method;
     if (what.way == direction::from_peer)
         return subject_of(what.method, what.body);
-    return what.method + (what.path.empty() ? "" : " " + what.path) +
+    return (what.called.empty() ? what.method : what.called) +
+           (what.path.empty() ? "" : " " + what.path) +
            (what.operation ? " " + oper_text(*what.operation) : "");
 }
 
@@ -126,9 +127,11 @@ void text_sink::take(const event& what) {
 void text_sink::request(const event& what) const {
     if (what.result == nullptr)
         return timed(what, subject_of(what), "left without an answer", false);
-    const bool of_agent = what.who.is == role::agent; // who is answered with elements
-    timed(what, subject_of(what), of_agent ? what.text : what.result->describe(),
-          what.result->is_ok());
+    const bool good = what.result->is_ok();
+    if (what.who.is == role::agent) // who is answered with elements
+        return timed(what, subject_of(what), what.text, good);
+    const bool refused = !good && what.way == direction::from_peer;
+    timed(what, subject_of(what), (refused ? "refused with " : "") + what.result->describe(), good);
 }
 
 void text_sink::stray_answer(const event& what) const {
@@ -207,7 +210,7 @@ void text_sink::expectation(const event& what) const {
         line(what.place + "expected " + what.text + ", got " + what.got, style::bad);
 }
 
-void text_sink::mistake(const event& what) const { line(what.text, style::bad); }
+void text_sink::mistake(const event& what) const { line("pelmsim: " + what.text, style::bad); }
 
 void text_sink::line(std::string_view text, style how) const {
     print_(styled(escaped(text), how) + "\n");

@@ -32,6 +32,7 @@ void connection::end(const defect& why) {
     if (!is_open())
         return;
     line_.reset();
+    ended_ = why.why;
     unsent_.clear(); // before anything else, for it gives memory back
     events_.report({.kind = event_kind::closed,
                     .who = who(),

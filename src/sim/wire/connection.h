@@ -53,6 +53,7 @@ public:
     bool is_read() const { return !is_open() || (unsent_.empty() && line_->is_read()); }
 
     bool is_open() const { return line_ != nullptr; }
+    bool was_ended_by_peer() const { return ended_ == cause::by_peer; }
     pid_t pid() const { return process_.pid; }
     uid_t uid() const { return process_.uid; }
 
@@ -82,6 +83,7 @@ private:
     peer_process process_;
     frame_reader received_;
     frame_queue unsent_;
+    cause ended_ = cause::none;
     bool keeps_back_ = false; // the last of it
 };
 
