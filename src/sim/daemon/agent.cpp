@@ -112,6 +112,7 @@ reply agent::create_subscription(const xmlNode*) {
     return {new_element("ok")};
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): it is one of a table of members
 reply agent::get_capability(const xmlNode*) {
     unique_node data = new_element("data");
     xmlNode* const list = add_element(data.get(), "capabilities");

@@ -118,8 +118,8 @@ ending notifications(session& on, line_reader& words) {
 
 ending notify(session& on, line_reader& words) {
     const unique_nodes data = parse_nodes(words.rest());
-    if (data == nullptr || data->type != XML_ELEMENT_NODE)
-        throw problem("an XML element is missing");
+    if (data == nullptr || data->type != XML_ELEMENT_NODE || data->next != nullptr)
+        throw problem("one XML element was expected");
     const std::size_t count = on.daemon.agents().notify(data.get());
     if (count == 0)
         return ending::verdict(outcome::unheard("no agent has subscribed"));

@@ -48,6 +48,8 @@ finding unheard(const outcome& last, line_reader& words) {
 
 finding xml(const outcome& last, line_reader& words) {
     const std::string wanted = compact(parse_nodes(words.rest()).get());
+    if (!last.is_ok())
+        return {false, in_quotes(wanted), last.describe()};
     const std::string came = last.xml();
     return {wanted == came, in_quotes(wanted), in_quotes(came)};
 }
@@ -61,6 +63,8 @@ finding contains(const outcome& last, line_reader& words) {
 finding lacks(const outcome& last, line_reader& words) {
     const std::string text = words.rest();
     const std::string all = last.shown + last.xml();
+    if (last.result == verdict::unheard) // nothing can be said of what is not there at all
+        return {false, "lacks " + in_quotes(text), last.describe()};
     return {all.find(text) == std::string::npos && !last.is_cut, "lacks " + in_quotes(text),
             in_quotes(all)};
 }
