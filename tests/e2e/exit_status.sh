@@ -35,7 +35,8 @@ ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
 ends 0 '' "$1" run -- touch /mnt/made.e2e /var/tmp/made.e2e /var/log/made.e2e
 ends 2 '' ls -d {/mnt,/var/tmp,/var/log}/made.e2e
 [[ $("$1" run -- true 2>&1 </dev/null) == *"machine's own places"* ]] ||
-    ends 0 '' "$1" run --script <(printf '%s\n' 'wait exited plugin' 'expect status 0') -- find /mnt /var/log -type f ! -name pelmd.conf -exec false '{}' +
+    ends 0 '' "$1" run --script <(printf '%s\n' 'wait exited plugin' 'expect status 0') -- \
+        find /mnt /var/log -type f ! -name pelmd.conf -exec false '{}' +
 ends 2 '--timeout: Value 0 not in range' "$1" run --timeout 0 -- true
 ends 2 ':1: a number of milliseconds above 0 is missing' "$1" run --script <(echo timeout 0)
 ends 2 ':1: "mod" is not a data path: it does not begin with a slash' \

@@ -44,8 +44,8 @@ public:
     void send(const xmlNode* body);
     void send(const xmlNode* body, const std::string& text); // which it is as text
 
-    // Keeps the frame back until the next one is sent, which is then written in one piece with it, or
-    // until it is let go.
+    // Keeps the frame back until the next one is sent, which is then written in one piece with it,
+    // or until it is let go.
     void keep_back(const xmlNode* body);
     void let_go();
 
