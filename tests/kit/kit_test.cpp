@@ -148,7 +148,7 @@ TEST_F(Kit, SaysWhatIsWrongWithTheTest) {
     EXPECT_EQ(pelmtest_set("/t[", "1"), PELMTEST_MISTAKE);
     EXPECT_THAT(pelmtest_text(), StartsWith("\"/t[\" is not a data path"));
     EXPECT_EQ(pelmtest_set("/t", "<a>"), PELMTEST_MISTAKE);
-    EXPECT_STREQ(pelmtest_text(), "this is not well-formed XML: <a>");
+    EXPECT_THAT(pelmtest_text(), StartsWith("this is not well-formed XML: Opening"));
     EXPECT_EQ(pelmtest_delete("/t"), PELMTEST_MISTAKE);
     EXPECT_EQ(pelmtest_status(nullptr, nullptr), PELMTEST_MISTAKE);
     EXPECT_EQ(pelmtest_recover(ACTIVATE_WITH_NONE), PELMTEST_MISTAKE);
