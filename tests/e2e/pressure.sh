@@ -38,8 +38,12 @@ survives greedy.sim --config "$big"
 says 1 'pelmsim hangs up: 145 MiB are unread'
 
 # With so little memory the queue cannot grow that far. Sanitizers do not start with it at all.
-if (ulimit -v 250000 && "$simulator" --version >/dev/null 2>&1); then
-    (ulimit -v 250000 && survives greedy.sim --config "$big" && says 1 'pelmsim hangs up: std::bad_alloc')
+if (ulimit -v 130000 && "$simulator" --version >/dev/null 2>&1); then
+    (
+        ulimit -v 130000
+        survives greedy.sim --config "$big"
+        says 1 'pelmsim hangs up: std::bad_alloc'
+    )
 fi
 
 output=$("$simulator" run --timeout 30000 --script flood.sim 2>&1 </dev/null) &&
