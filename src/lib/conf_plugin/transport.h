@@ -1,5 +1,6 @@
 // Moves frames over a plugin's connection: queued and written across partial writes, gathered and cut
-// off. What they say is no matter here.
+// off. What they say is no matter here. The queue may hold the rest of a request that needs no answer any
+// more: exchange.h says when.
 #pragma once
 
 #include "conf_plugin.h"
