@@ -31,12 +31,15 @@ if [[ $architecture != "$(dpkg --print-architecture)" ]]; then
     members=(./lib ./usr/include ./usr/lib ./usr/share)
 fi
 
-rm -rf "$root"
-mkdir -p "$root"
 # As a stream, so that the files are the caller's. Mirrors keep a release that is still being tested
-# for longer than its index says it is valid.
-mmdebstrap --quiet --variant=$variant --architectures="$architecture" --include="$packages" \
-    --aptopt='Acquire::Check-Valid-Until "false"' "$suite" - "deb $mirror $suite main" |
-    tar --extract --no-same-owner --directory "$root" "${members[@]}" ||
-    no_root "the archive cannot be reached, or lacks a package"
+# for longer than its index says it is valid. When it fails, mmdebstrap hangs up on all of its process
+# group, hence the session of its own.
+make() {
+    rm -rf "$root"
+    mkdir -p "$root"
+    setsid --wait mmdebstrap --quiet --variant=$variant --architectures="$architecture" --include="$packages" \
+        --aptopt='Acquire::Check-Valid-Until "false"' "$suite" - "deb $mirror $suite main" </dev/null |
+        tar --extract --no-same-owner --directory "$root" "${members[@]}"
+}
+make || make || no_root "the archive cannot be reached, or lacks a package"
 echo "$packages" >"$root/.packages"
