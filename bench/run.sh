@@ -42,7 +42,7 @@ loads=("publish 2000 contestants" "asleep 200 contestants" "pull 500 framed"
        "operate:1048576 10 large" "operate:16777216 2 large")
 
 # WHAT LOAD LIMIT: of the time of xml or floor, of the peak memory of earlier, or the number of calls
-bars=("xml publish 0.88" "xml asleep 0.93" "xml pull 0.73" "xml input:1048576 1.00" "xml input:16777216 0.70"
+bars=("xml publish 0.88" "xml asleep 0.93" "xml pull 0.73" "xml input:1048576 1.00" "xml input:16777216 0.80"
       "xml operate:1048576 1.05" "xml operate:16777216 1.05"
       "floor publish 1.05" "floor pull 1.05" "floor input:1048576 1.05" "floor operate:1048576 1.05"
       "earlier input:16777216 0.60" "earlier operate:16777216 0.80" "calls publish 7")
