@@ -45,15 +45,20 @@ typedef enum _pelmtest_outcome {
 
 /** What is kept of the last request, a line for each. */
 typedef enum _pelmtest_event {
-    PELMTEST_TOLD =
-        0, /**< a configuration callback: "/a/b[k=\"x\"] mod: ok", "/a rm|rollback: ok" */
-    PELMTEST_PULLED = 1,  /**< "/a/b", or "old /a/b" */
-    PELMTEST_LOCATED = 2, /**< "/a/b", or "old /a/b" */
-    PELMTEST_PUSHED = 3,  /**< "/a/b <v>1</v>" */
-    PELMTEST_DEPLOYED =
-        4, /**< "add /a <b/>", "delete ...", "update ...", "save", "copy", "override" */
-    PELMTEST_REPLIED = 5, /**< conf_send_reply(): "1 <rpc/> <data/>" */
-    PELMTEST_NOTIFIED = 6 /**< the text of a notification as it was sent, less a terminating zero */
+    /** A configuration callback: "/a/b[k=\"x\"] mod: ok", "/a rm|rollback: ok". */
+    PELMTEST_TOLD = 0,
+    /** "/a/b", or "old /a/b" */
+    PELMTEST_PULLED = 1,
+    /** "/a/b", or "old /a/b" */
+    PELMTEST_LOCATED = 2,
+    /** "/a/b <v>1</v>" */
+    PELMTEST_PUSHED = 3,
+    /** "add /a <b/>", "delete ...", "update ...", "save", "copy", "override" */
+    PELMTEST_DEPLOYED = 4,
+    /** conf_send_reply(): "1 <rpc/> <data/>" */
+    PELMTEST_REPLIED = 5,
+    /** The text of a notification as it was sent, less a terminating zero. */
+    PELMTEST_NOTIFIED = 6
 } pelmtest_event_t;
 
 /** The kit's trees. */
