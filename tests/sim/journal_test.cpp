@@ -9,6 +9,8 @@
 namespace pelmsim {
 namespace {
 
+using ::testing::HasSubstr;
+
 class Reporting : public ::testing::Test {
 protected:
     Reporting() {
@@ -67,6 +69,17 @@ TEST_F(Reporting, BytesThatAreNoTextDoNotSpoilALine) {
     EXPECT_EQ(printed_, "              p| \\x9b!\n");
     EXPECT_EQ(written_, R"({"time":"1970-01-01T00:00:00.000Z","kind":"output","role":"program",)"
                         "\"peer\":\"p\",\"pid\":1,\"text\":\"\xEF\xBF\xBD!\"}\n");
+}
+
+TEST_F(Reporting, CommandsArePrintedForThoseWhoDoNotSeeTheScript) {
+    const event next{.kind = event_kind::command, .text = "show /\r", .place = "a/net.sim:7: "};
+    journal_.report(next);
+    EXPECT_EQ(printed_, "");
+    EXPECT_THAT(written_, HasSubstr(R"("kind":"command","role":"daemon","text":"show /\u000d",)"
+                                    R"("place":"a/net.sim:7: ")"));
+    text_.show_commands();
+    journal_.report(next);
+    EXPECT_EQ(printed_, "net.sim:7: show /\\r\n");
 }
 
 TEST_F(Reporting, OnlyFailedExpectationsArePrintedButAllAreKept) {

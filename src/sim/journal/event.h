@@ -38,6 +38,7 @@ enum class event_kind {
     restart,      // of the daemon
     ended,        // a process: code is its status, as from waitpid()
     output,       // of a process: text is one line
+    command,      // that is carried out next: text is its line, place where that stands
     outcome,      // of a command: result
     shown,        // what a command had to show: text, in lines
     heading,      // text

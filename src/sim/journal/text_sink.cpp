@@ -108,6 +108,7 @@ text_sink::teller text_sink::teller_of(event_kind kind) {
         {event_kind::restart, &text_sink::restart},
         {event_kind::ended, &text_sink::ended},
         {event_kind::output, &text_sink::output},
+        {event_kind::command, &text_sink::command},
         {event_kind::outcome, &text_sink::command_outcome},
         {event_kind::shown, &text_sink::shown},
         {event_kind::heading, &text_sink::heading},
@@ -192,6 +193,12 @@ void text_sink::output(const event& what) const {
     const std::string text =
         escaped(what.who.name) + "| " + escaped(without_return(what.text), "\t");
     print_(styled("              " + text, style::faint) + "\n");
+}
+
+// Without the directories of the script, which are the same for all of its lines.
+void text_sink::command(const event& what) const {
+    if (shows_commands_)
+        line(what.place.substr(what.place.rfind('/') + 1) + what.text, style::bold);
 }
 
 void text_sink::command_outcome(const event& what) const {

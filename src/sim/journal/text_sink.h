@@ -21,6 +21,9 @@ public:
     void take(const event& what) override;
     void show_frames(bool wanted) override { shows_frames_ = wanted; }
 
+    // For readers who have not typed them, nor see the script.
+    void show_commands() { shows_commands_ = true; }
+
 private:
     using teller = void (text_sink::*)(const event&) const;
     static teller teller_of(event_kind kind);
@@ -37,6 +40,7 @@ private:
     void restart(const event& what) const;
     void ended(const event& what) const;
     void output(const event& what) const;
+    void command(const event& what) const;
     void command_outcome(const event& what) const;
     void shown(const event& what) const;
     void heading(const event& what) const;
@@ -59,6 +63,7 @@ private:
     printer print_;
     bool colours_;
     bool shows_frames_ = false;
+    bool shows_commands_ = false;
 };
 
 } // namespace pelmsim

@@ -21,6 +21,7 @@ struct finding {
     bool holds;
     std::string expected;
     std::string got;
+    bool is_beginning = false; // that somebody is there, which proves little once it holds
 };
 
 class expectations {
@@ -29,6 +30,7 @@ public:
 
     // Where the lines stand that come now: "demo.sim:12: ", or nowhere at the prompt.
     void stand_at(std::string place) { place_ = std::move(place); }
+    const std::string& place() const { return place_; }
 
     // Counts and reports it.
     void check(finding what);
@@ -41,6 +43,7 @@ public:
     // To be called in the end: those that went wrong and were not looked at count, too.
     void check_recoveries();
     int failures() const { return failures_; }
+    int count() const { return count_; } // of all, but those beginnings that held
 
     // How the last command ended that had an outcome.
     const outcome& last() const { return last_; }
@@ -52,6 +55,7 @@ private:
     std::vector<recovery_result> recoveries_;
     outcome last_ = outcome::unheard("no command had an outcome yet");
     int failures_ = 0;
+    int count_ = 0;
 };
 
 } // namespace pelmsim

@@ -23,6 +23,7 @@ void runner::run(const std::string& line) {
     const std::string name = words.word_or("#");
     if (name.starts_with('#'))
         return;
+    on_.events.report({.kind = event_kind::command, .text = line, .place = on_.expected.place()});
     const command* const found = find_command(name);
     if (found == nullptr)
         throw problem("there is no command \"" + name + "\"");
