@@ -4,30 +4,69 @@
 #include "journal/escaped.h"
 #include "model/xml.h"
 #include "serving.h"
+#include "test.h"
 #include "wire/loop.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
 using namespace pelmsim;
 
-constexpr int cannot_run = 2;
-
-void add_serving_options(CLI::App& command, serving_options& given) {
+void add_desk_options(CLI::App& command, serving_options& given) {
     command.add_option("--config", given.config, "XML file with the configuration");
-    command.add_option("--deployment", given.deployment,
-                       "XML file that keeps the deployment store");
-    command.add_option("--script", given.script, "File with commands; - is the standard input");
     command.add_option("--timeout", given.timeout_ms, "Milliseconds to wait for answers")
         ->check(CLI::Range(1, INT_MAX));
     command.add_flag("--trace", given.trace, "Show every frame");
 }
 
+void add_serving_options(CLI::App& command, serving_options& given) {
+    add_desk_options(command, given);
+    command.add_option("--deployment", given.deployment,
+                       "XML file that keeps the deployment store");
+    command.add_option("--script", given.script, "File with commands; - is the standard input");
+}
+
+void add_world_options(CLI::App& command, serving_options& given) {
+    command.add_option("--working-dir", given.working_directory,
+                       "Directory of the sockets that the profile names; otherwise /var/tmp");
+    command.add_flag("--here", given.here,
+                     "Stay in the world it is started in, which is private already");
+    command.add_flag("--in-place", given.in_place,
+                     "Where namespaces are refused to root, use the machine's own places");
+}
+
+CLI::App& add_test(CLI::App& app, test_options& given) {
+    CLI::App& command =
+        *app.add_subcommand("test", "Run scripts as tests, each in a private world of its own");
+    add_desk_options(command, given.each);
+    add_world_options(command, given.each);
+    command.add_option("-j,--jobs", given.jobs, "Scripts to run at once; otherwise 1")
+        ->check(CLI::Range(1, INT_MAX));
+    command.add_option("scripts", given.scripts, "Scripts, or folders of *.sim files")
+        ->option_text("SCRIPT|FOLDER...")
+        ->required();
+    command.footer("Each script has a fresh plugin, whose program and arguments stand behind --.\n"
+                   "NAME.xml beside NAME.sim is that script's configuration.");
+    return command;
+}
+
+// Takes the words behind "--" away: those of the plugin. There are several scripts before them.
+std::vector<std::string> take_plugin(int& argc, char** argv) {
+    char** const end = argv + argc;
+    char** const mark =
+        std::find_if(argv, end, [](auto* each) { return !std::strcmp(each, "--"); });
+    argc = static_cast<int>(mark - argv);
+    return {std::min(mark + 1, end), end};
+}
+
 int run_command(int argc, char** argv) {
     serving_options given;
+    test_options tests;
     CLI::App app("Plays the configuration daemon for the authors of plugins and agents.",
                  "pelmsim");
     app.require_subcommand(1);
@@ -35,13 +74,11 @@ int run_command(int argc, char** argv) {
     CLI::App& in_private =
         *app.add_subcommand("run", "Serve one plugin in a private world, without root");
     add_serving_options(in_private, given);
-    in_private.add_option("--working-dir", given.working_directory,
-                          "Directory of the sockets that the profile names; otherwise /var/tmp");
-    in_private.add_flag("--here", given.here,
-                        "Stay in the world it is started in, which is private already");
-    in_private.add_flag("--in-place", given.in_place,
-                        "Where namespaces are refused to root, use the machine's own places");
+    add_world_options(in_private, given);
     in_private.add_option("plugin", given.plugin, "The plugin and its arguments, after --");
+    const CLI::App& testing = add_test(app, tests);
+    if (argc > 1 && std::strcmp(argv[1], "test") == 0)
+        tests.each.plugin = take_plugin(argc, argv);
     CLI::App& in_public =
         *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");
     add_serving_options(in_public, given);
@@ -55,6 +92,8 @@ int run_command(int argc, char** argv) {
     const silent_parser silent;
     if (in_private)
         return serve_in_private(given);
+    if (testing)
+        return run_tests(tests);
     if (in_public)
         return serve_in_public(given);
     return clients ? show_clients() : examine_machine();

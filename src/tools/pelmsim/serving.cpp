@@ -75,6 +75,11 @@ void run_all(session& on, const serving_options& given, const std::optional<scri
         on.serve_until([] { return false; });
 }
 
+void leave_counts(const expectations& made, const serving_options& given) {
+    if (given.counts != nullptr)
+        *given.counts = {made.count(), made.failures()};
+}
+
 int serve(const serving_options& given, inputs read) {
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
     const descriptor_limit descriptors;
@@ -82,7 +87,10 @@ int serve(const serving_options& given, inputs read) {
     const clock_face time;
     event_loop loop(time);
     terminal out;
-    text_sink text([&](const std::string& lines) { out.print(lines); }, terminal::has_colours());
+    text_sink text([&](const std::string& lines) { out.print(lines); },
+                   given.colours.value_or(terminal::has_colours()));
+    if (given.show_commands)
+        text.show_commands();
     event_journal events(time);
     events.add(text);
     events.show_frames(given.trace);
@@ -99,8 +107,12 @@ int serve(const serving_options& given, inputs read) {
     } catch (const stopped&) {
         interrupted = read.commands.has_value();
         loop.resume();
+    } catch (const problem&) {
+        leave_counts(on.expected, given);
+        throw;
     }
     on.end();
+    leave_counts(on.expected, given);
     return !interrupted && on.expected.failures() == 0 ? 0 : expectation_failed;
 }
 

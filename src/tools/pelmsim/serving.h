@@ -1,12 +1,20 @@
 // What "pelmsim run" and "pelmsim serve" do.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace pelmsim {
 
 inline constexpr int expectation_failed = 1;
+inline constexpr int cannot_run = 2;
+
+// How often something was expected, with what is found to be wrong in the end, and was not so.
+struct expectation_counts {
+    int made = 0;
+    int failed = 0;
+};
 
 struct serving_options {
     std::string config;
@@ -18,6 +26,9 @@ struct serving_options {
     bool in_place = false;
     int timeout_ms = 10000;
     std::vector<std::string> plugin;
+    bool show_commands = false;
+    std::optional<bool> colours = {};     // otherwise as the standard output has them
+    expectation_counts* counts = nullptr; // where to leave them
 };
 
 // Both return the exit status, and throw problem when something cannot be set up, or a script holds

@@ -19,6 +19,9 @@ public:
 
     const sigset_t& signals() const { return signals_; }
 
+    // For children that are to start as this program was started.
+    void put_back() const { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
 private:
     sigset_t signals_;
     sigset_t before_;
