@@ -22,7 +22,8 @@ endforeach()
 install(DIRECTORY src/include/ DESTINATION ${header_directory} COMPONENT development)
 
 write_basic_package_version_file(pelmconf-config-version.cmake COMPATIBILITY SameMajorVersion)
-install(FILES cmake/pelmconf-config.cmake ${PROJECT_BINARY_DIR}/pelmconf-config-version.cmake
+install(FILES cmake/pelmconf-config.cmake cmake/pelmconf-plugin-tests.cmake
+              ${PROJECT_BINARY_DIR}/pelmconf-config-version.cmake
         DESTINATION ${package_directory} COMPONENT development)
 file(RELATIVE_PATH up_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 set(modules pelmconf)
