@@ -1,11 +1,9 @@
-#include "journal/text_sink.h"
 #include "script/commands.h"
 #include "script/files.h"
 #include "script/reports.h"
-#include "script/runner.h"
 
-#include "hand_clock.h"
 #include "model/problem.h"
+#include "scripting.h"
 
 #include <csignal>
 #include <gmock/gmock.h>
@@ -15,37 +13,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-class Scripting : public ::testing::Test {
-protected:
-    Scripting() { events_.add(text_); }
-
-    // What a script prints, and at its end why it is given up.
-    std::string run(const std::string& script) {
-        printed_.clear();
-        try {
-            lines_.run_script("net.sim", script);
-        } catch (const problem& why) {
-            printed_ += why.what();
-        }
-        return printed_;
-    }
-
-    bool holds(const std::string& expectation) {
-        const int before = on_.expected.failures();
-        lines_.run("expect " + expectation);
-        return on_.expected.failures() == before;
-    }
-
-    const hand_clock time_;
-    const descriptor_limit descriptors_;
-    std::string printed_;
-    text_sink text_{[this](const std::string& lines) { printed_ += lines; }, false};
-    event_loop loop_{time_};
-    event_journal events_{time_};
-    session on_{loop_, events_, descriptors_};
-    runner lines_{on_};
-};
 
 TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
     EXPECT_EQ(run("# nothing\n\necho a\\\nb\nquit\necho c"), "a b\n");
