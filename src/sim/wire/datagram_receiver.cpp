@@ -7,6 +7,7 @@ namespace pelmsim {
 namespace {
 
 constexpr milliseconds until_next_try{200};
+constexpr int most_reads = 512; // at once; a queue holds no more as a rule
 
 } // namespace
 
@@ -37,12 +38,14 @@ void datagram_receiver::hold(bool held) {
 void datagram_receiver::listen() { loop_.change(socket_, held_ ? 0 : POLLIN); }
 
 void datagram_receiver::on_ready() {
-    const ssize_t size = recv(socket_, nullptr, 0, MSG_PEEK | MSG_TRUNC);
-    if (size < 0)
-        return;
-    std::string datagram(static_cast<std::size_t>(size), '\0');
-    (void)recv(socket_, datagram.data(), datagram.size(), 0);
-    owner_.take(std::move(datagram));
+    for (int i = 0; i < most_reads; ++i) {
+        const ssize_t size = recv(socket_, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+        if (size < 0)
+            return;
+        std::string datagram(static_cast<std::size_t>(size), '\0');
+        (void)recv(socket_, datagram.data(), datagram.size(), 0);
+        owner_.take(std::move(datagram));
+    }
 }
 
 } // namespace pelmsim
