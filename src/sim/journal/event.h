@@ -42,7 +42,7 @@ enum class event_kind {
     outcome,      // of a command: result
     shown,        // what a command had to show: text, in lines
     heading,      // text
-    expectation,  // place, text is what was expected, got what came instead
+    expectation,  // place, text is what was expected, got what came instead, their difference
     mistake,      // text: a line at the prompt that is no command
 };
 
@@ -76,6 +76,7 @@ struct event {
     std::string text = {};
     std::string place = {};
     std::string got = {};
+    std::string difference = {}; // of XML, in lines; empty when no two texts of XML are at odds
     bool good = true;
     std::optional<std::chrono::duration<double, std::milli>> took = {};
     wall_time time = {}; // set by the journal

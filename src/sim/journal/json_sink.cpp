@@ -102,6 +102,7 @@ void put_details(json_object& line, const event& what) {
     line.put("text", what.text);
     line.put("place", what.place);
     line.put("got", what.got);
+    line.put("difference", what.difference);
 }
 
 } // namespace

@@ -213,8 +213,12 @@ void text_sink::shown(const event& what) const { block(what.text); }
 void text_sink::heading(const event& what) const { line(what.text, style::bold); }
 
 void text_sink::expectation(const event& what) const {
-    if (!what.good)
-        line(what.place + "expected " + what.text + ", got " + what.got, style::bad);
+    if (what.good)
+        return;
+    if (what.difference.empty())
+        return line(what.place + "expected " + what.text + ", got " + what.got, style::bad);
+    line(what.place + "not the XML that was expected (- expected, + got):", style::bad);
+    block(what.difference);
 }
 
 void text_sink::mistake(const event& what) const { line("pelmsim: " + what.text, style::bad); }

@@ -168,6 +168,8 @@ std::shared_ptr<xmlNode> parse_document(const std::string& text) {
 
 std::string compact_node(const xmlNode* node) { return dump(node, 0); }
 
+std::string pretty_node(const xmlNode* node) { return dump(node, 1); }
+
 std::string compact(const xmlNode* first) {
     std::string text;
     for (; first != nullptr; first = first->next)
@@ -178,7 +180,7 @@ std::string compact(const xmlNode* first) {
 std::string pretty(const xmlNode* first) {
     std::string text;
     for (; first != nullptr; first = first->next)
-        text += (text.empty() ? "" : "\n") + dump(first, 1);
+        text += (text.empty() ? "" : "\n") + pretty_node(first);
     return text;
 }
 

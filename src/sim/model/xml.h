@@ -45,6 +45,7 @@ std::shared_ptr<xmlNode> parse_document(const std::string& text);
 
 // One node as text, and a node with the siblings behind it: in one line, or indented.
 std::string compact_node(const xmlNode* node);
+std::string pretty_node(const xmlNode* node);
 std::string compact(const xmlNode* first);
 std::string pretty(const xmlNode* first);
 

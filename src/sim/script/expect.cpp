@@ -1,5 +1,6 @@
 #include "script/expect.h"
 
+#include "model/difference.h"
 #include "model/problem.h"
 #include "script/session.h"
 
@@ -47,11 +48,15 @@ finding unheard(const outcome& last, line_reader& words) {
 }
 
 finding xml(const outcome& last, line_reader& words) {
-    const std::string wanted = compact(parse_nodes(words.rest()).get());
+    const unique_nodes nodes = parse_nodes(words.rest());
+    const std::string wanted = compact(nodes.get());
     if (!last.is_ok())
         return {false, in_quotes(wanted), last.describe()};
     const std::string came = last.xml();
-    return {wanted == came, in_quotes(wanted), in_quotes(came)};
+    if (wanted == came)
+        return {true, in_quotes(wanted), in_quotes(came)};
+    return {false, in_quotes(wanted), in_quotes(came),
+            describe_difference(nodes.get(), last.data.get())};
 }
 
 finding contains(const outcome& last, line_reader& words) {

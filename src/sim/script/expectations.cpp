@@ -11,6 +11,7 @@ void expectations::check(finding what) {
                     .text = std::move(what.expected),
                     .place = place_,
                     .got = std::move(what.got),
+                    .difference = std::move(what.difference),
                     .good = what.holds});
 }
 

@@ -21,7 +21,8 @@ struct finding {
     bool holds;
     std::string expected;
     std::string got;
-    bool is_beginning = false; // that somebody is there, which proves little once it holds
+    std::string difference = {}; // of XML, in lines
+    bool is_beginning = false;   // that somebody is there, which proves little once it holds
 };
 
 class expectations {

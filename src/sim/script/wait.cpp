@@ -88,10 +88,11 @@ ending wait(session& on, line_reader& words) {
     const bool came = on.serve_until(done, limit);
     if (!came && on.loop.was_cancelled())
         throw problem("the wait was cancelled");
-    on.expected.check({came, what + " " + name,
-                       "nothing within " + std::to_string(limit.count()) + " ms" +
-                           (missed ? ", but some were dropped before" : ""),
-                       what == "registered" || what == "active"});
+    on.expected.check({.holds = came,
+                       .expected = what + " " + name,
+                       .got = "nothing within " + std::to_string(limit.count()) + " ms" +
+                              (missed ? ", but some were dropped before" : ""),
+                       .is_beginning = what == "registered" || what == "active"});
     if (!came || what != "exited")
         return {};
     process& ended = program_to_end(on, name);
