@@ -67,6 +67,8 @@ static int do_one(xmlNode* order, xmlNode** found) {
         return econf_plugin_save_deployment();
     if (strcmp(what, "copy") == 0)
         return econf_plugin_copy_running_to_deployment(atoi(text));
+    if (strcmp(what, "notify") == 0)
+        return econf_notify(name, order->children);
     if (strcmp(what, "client") == 0)
         return record_client(atoi(text));
     if (strcmp(what, "exit") == 0)

@@ -26,6 +26,7 @@ public:
     // came before those.
     const std::deque<std::string>& kept() const { return kept_; }
     std::size_t dropped() const { return dropped_; }
+    std::size_t arrived() const { return dropped_ + kept_.size(); } // in all
 
 private:
     void take(std::string text) override;

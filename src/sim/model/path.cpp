@@ -162,6 +162,14 @@ std::string data_path::names() const {
     return result;
 }
 
+bool data_path::is(const data_path& other) const {
+    const auto same_keys = [](const path_step& one, const path_step& another) {
+        return one.keys.size() == another.keys.size() &&
+               std::ranges::is_permutation(one.keys, another.keys);
+    };
+    return covers(other) && std::ranges::equal(steps, other.steps, same_keys);
+}
+
 bool data_path::covers(const data_path& other) const {
     if (steps.size() > other.steps.size())
         return false;

@@ -12,6 +12,8 @@ namespace pelmsim {
 struct path_key {
     std::string name; // "." stands for the element's own text
     std::string value;
+
+    bool operator==(const path_key&) const = default;
 };
 
 struct path_step {
@@ -32,6 +34,9 @@ public:
 
     std::string text() const;  // with every key value in double quotes
     std::string names() const; // the steps' names alone: /interfaces/interface/mtu
+
+    // Whether other is the same path: all keys have to be, in whatever order.
+    bool is(const data_path& other) const;
 
     // Whether other is the same path or lies below it. A key counts where both sides name it.
     bool covers(const data_path& other) const;

@@ -16,6 +16,7 @@ struct command {
     const char* arguments;
     const char* purpose;
     ending (*run)(session& on, line_reader& words); // throws problem when it cannot be done so
+    bool begins_step = false; // does something, and does not just look, wait or arrange
 };
 
 std::span<const command> all_commands(); // by their names

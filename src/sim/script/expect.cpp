@@ -2,6 +2,7 @@
 
 #include "model/difference.h"
 #include "model/problem.h"
+#include "script/expect_seen.h"
 #include "script/session.h"
 
 #include <algorithm>
@@ -93,25 +94,62 @@ finding judge(const std::string& what, const outcome& last, line_reader& words) 
     return made;
 }
 
-// Of the initial configuration of a plugin.
-finding initial_one(session& on, line_reader& words) {
+// Of the last command, which is to have taken no longer than that.
+finding last_one(session& on, const std::string& what, line_reader& words, const manner& how) {
+    finding made = judge(what, on.expected.last(), words);
+    made.expected += how.limit();
+    const auto took = std::chrono::ceil<milliseconds>(on.expected.took());
+    if (!made.holds || !how.within || took <= *how.within)
+        return made;
+    return {false, made.expected,
+            on.expected.last().describe() + " after " + std::to_string(took.count()) + " ms"};
+}
+
+// Of the initial configuration of a plugin. One that may take a time is of this step.
+finding initial_one(session& on, line_reader& words, const manner& how) {
     const std::string plugin = words.word("a plugin");
     const std::string what = words.word("what to expect");
-    recovery_result* const found = on.expected.recovery_of(plugin);
-    finding made = judge(what, found == nullptr ? outcome() : found->how, words);
-    made.expected = "recovery " + plugin + " " + made.expected;
-    if (found == nullptr)
-        return {false, made.expected, "none"};
-    found->is_looked_at = true;
-    return made;
+    line_reader ahead = words;
+    finding made = judge(what, outcome(), words); // the line is read before anything is waited for
+    recovery_result* found = on.expected.recovery_of(plugin);
+    const auto has_come = [&] {
+        found = on.expected.recovery_of(plugin);
+        return found != nullptr && found->is_of_step;
+    };
+    if (how.within && !comes_within(on, *how.within, has_come))
+        found = nullptr;
+    if (found != nullptr) {
+        made = judge(what, found->how, ahead);
+        found->is_looked_at = true;
+    }
+    made.expected = "recovery " + plugin + " " + made.expected + how.limit();
+    return found == nullptr ? finding{false, made.expected, "none"} : made;
 }
 
 } // namespace
 
 ending expect(session& on, line_reader& words) {
-    const std::string what = words.word("what to expect");
-    on.expected.check(what == "recovery" ? initial_one(on, words)
-                                         : judge(what, on.expected.last(), words));
+    manner how;
+    std::string what = words.word("what to expect");
+    if (what == "within") {
+        const int limit = words.number_or(-1);
+        if (limit < 0)
+            throw problem("a number of milliseconds is missing");
+        how.within = milliseconds(limit);
+        what = words.word("what to expect");
+    }
+    if (what == "not") {
+        how.is_of_absence = true;
+        what = words.word("what not to expect");
+    }
+    const bool is_of_step = is_seen(what);
+    if (how.is_of_absence && !is_of_step)
+        throw problem("\"" + what + "\" cannot be expected not: say what is to come instead");
+    if (is_of_step)
+        on.expected.check(look_for(on, what, words, how));
+    else
+        on.expected.check(what == "recovery" ? initial_one(on, words, how)
+                                             : last_one(on, what, words, how));
     return {};
 }
 

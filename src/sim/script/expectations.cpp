@@ -21,6 +21,11 @@ recovery_result* expectations::recovery_of(const std::string& plugin) {
     return found == recoveries_.rend() ? nullptr : &*found;
 }
 
+void expectations::begin_step() {
+    for (recovery_result& each : recoveries_)
+        each.is_of_step = false;
+}
+
 void expectations::check_recoveries() {
     place_.clear();
     for (const recovery_result& each : std::exchange(recoveries_, {}))

@@ -14,6 +14,7 @@ struct recovery_result {
     std::string plugin;
     outcome how;
     bool is_looked_at = false;
+    bool is_of_step = true; // the present one
 };
 
 // Whether an expectation holds, in words.
@@ -40,21 +41,27 @@ public:
         recoveries_.push_back({plugin, std::move(how)});
     }
     recovery_result* recovery_of(const std::string& plugin); // the last one, or null
+    void begin_step();
 
     // To be called in the end: those that went wrong and were not looked at count, too.
     void check_recoveries();
     int failures() const { return failures_; }
     int count() const { return count_; } // of all, but those beginnings that held
 
-    // How the last command ended that had an outcome.
+    // How the last command ended that had an outcome, and how long it took.
     const outcome& last() const { return last_; }
-    void look_at(outcome what) { last_ = std::move(what); }
+    moment::duration took() const { return took_; }
+    void look_at(outcome what, moment::duration took = {}) {
+        last_ = std::move(what);
+        took_ = took;
+    }
 
 private:
     const event_journal& events_;
     std::string place_;
     std::vector<recovery_result> recoveries_;
     outcome last_ = outcome::unheard("no command had an outcome yet");
+    moment::duration took_{};
     int failures_ = 0;
     int count_ = 0;
 };

@@ -27,10 +27,13 @@ void runner::run(const std::string& line) {
     const command* const found = find_command(name);
     if (found == nullptr)
         throw problem("there is no command \"" + name + "\"");
+    if (found->begins_step)
+        on_.begin_step();
+    const moment begin = on_.loop.now();
     ending how = found->run(on_, words);
     report(how, on_.events);
     if (how.result)
-        on_.expected.look_at(std::move(*how.result));
+        on_.expected.look_at(std::move(*how.result), on_.loop.now() - begin);
     words.finish();
 }
 

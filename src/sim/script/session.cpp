@@ -9,6 +9,7 @@ session::session(event_loop& its_loop, event_journal& journal, const descriptor_
     : loop(its_loop),
       events(journal),
       programs(its_loop, journal, descriptors),
+      step(journal),
       daemon(its_loop, journal, *this, trees),
       expected(journal) {}
 
@@ -30,6 +31,17 @@ bool session::serve_until(const std::function<bool()>& done, milliseconds limit)
             return done();
         },
         limit);
+}
+
+void session::take_in() {
+    loop.run_once(milliseconds(0));
+    daemon.publisher().recover();
+}
+
+void session::begin_step() {
+    take_in();
+    step.begin(daemon.notifier().arrived());
+    expected.begin_step();
 }
 
 // Those that are waiting for an answer are to find it before the hang-up.

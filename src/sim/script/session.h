@@ -4,6 +4,7 @@
 #include "daemon/daemon.h"
 #include "script/expectations.h"
 #include "script/processes.h"
+#include "script/step_record.h"
 #include "script/wait.h"
 
 #include <filesystem>
@@ -22,6 +23,12 @@ public:
     // Serves until that holds, for at most so long; says whether it does.
     bool serve_until(const std::function<bool()>& done, milliseconds limit = forever);
 
+    // Takes in what has arrived, without waiting for more.
+    void take_in();
+
+    // From here on another step: what has arrived is of the one before.
+    void begin_step();
+
     // As process_table::find(); throws problem when there is none.
     process& program(const std::string& name, const std::function<bool(const process&)>& preferred);
 
@@ -32,6 +39,7 @@ public:
     event_journal& events;
     store trees;
     process_table programs;
+    step_record step;
     pelmsim::daemon daemon;
     expectations expected;
     wait_progress waited;

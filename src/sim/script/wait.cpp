@@ -47,7 +47,7 @@ condition notification(session& on, const std::string& text) {
         const notifier& all = on.daemon.notifier();
         std::size_t& seen = on.waited.notifications;
         seen = std::max(seen, all.dropped());
-        while (seen < all.dropped() + all.kept().size())
+        while (seen < all.arrived())
             if (all.kept()[seen++ - all.dropped()].find(text) != std::string::npos)
                 return true;
         return false;
