@@ -3,6 +3,7 @@
 #include "doctor.h"
 #include "journal/escaped.h"
 #include "model/xml.h"
+#include "new.h"
 #include "serving.h"
 #include "test.h"
 #include "wire/loop.h"
@@ -64,9 +65,28 @@ std::vector<std::string> take_plugin(int& argc, char** argv) {
     return {std::min(mark + 1, end), end};
 }
 
+// An option takes one path, for the project's name may stand behind it.
+CLI::App& add_new(CLI::App& app, new_options& given) {
+    CLI::App& command = *app.add_subcommand("new", "Make the project of a plugin, with its tests");
+    const auto add_paths = [&](const char* name, std::vector<std::string>& paths,
+                               const char* what) {
+        command.add_option(name, paths, what)->option_text("PATH")->allow_extra_args(false);
+    };
+    command.add_option("name", given.name, "The plugin's name, which is the folder's, too")
+        ->option_text("NAME")
+        ->required();
+    add_paths("--config", given.config, "Take the configuration at this path");
+    add_paths("--status", given.status, "Tell the status at this path");
+    add_paths("--operate", given.operate, "Carry out the operation at this path");
+    command.add_flag("--legacy", given.legacy, "Use the older API");
+    command.footer("Each path has a callback and tests; without any there is one of each kind.");
+    return command;
+}
+
 int run_command(int argc, char** argv) {
     serving_options given;
     test_options tests;
+    new_options project;
     CLI::App app("Plays the configuration daemon for the authors of plugins and agents.",
                  "pelmsim");
     app.require_subcommand(1);
@@ -82,6 +102,7 @@ int run_command(int argc, char** argv) {
     CLI::App& in_public =
         *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");
     add_serving_options(in_public, given);
+    const CLI::App& making = add_new(app, project);
     const CLI::App& clients = *app.add_subcommand("clients", "Show the table of clients");
     app.add_subcommand("doctor", "Look for what is wrong on this machine");
     try {
@@ -96,6 +117,8 @@ int run_command(int argc, char** argv) {
         return run_tests(tests);
     if (in_public)
         return serve_in_public(given);
+    if (making)
+        return make_project(project);
     return clients ? show_clients() : examine_machine();
 }
 
