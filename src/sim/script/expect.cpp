@@ -109,7 +109,7 @@ finding last_one(session& on, const std::string& what, line_reader& words, const
 finding initial_one(session& on, line_reader& words, const manner& how) {
     const std::string plugin = words.word("a plugin");
     const std::string what = words.word("what to expect");
-    line_reader ahead = words;
+    const std::size_t begin = words.place();
     finding made = judge(what, outcome(), words); // the line is read before anything is waited for
     recovery_result* found = on.expected.recovery_of(plugin);
     const auto has_come = [&] {
@@ -119,7 +119,8 @@ finding initial_one(session& on, line_reader& words, const manner& how) {
     if (how.within && !comes_within(on, *how.within, has_come))
         found = nullptr;
     if (found != nullptr) {
-        made = judge(what, found->how, ahead);
+        words.return_to(begin);
+        made = judge(what, found->how, words);
         found->is_looked_at = true;
     }
     made.expected = "recovery " + plugin + " " + made.expected + how.limit();

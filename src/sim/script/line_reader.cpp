@@ -45,19 +45,52 @@ bool begins_value(const std::string& line, std::size_t at) {
 
 } // namespace
 
-line_reader::line_reader(std::string line) : line_(std::move(line)) {
+std::string line_reader::word(const char* what) {
+    if (at_end())
+        throw problem(std::string(what) + " is missing");
+    return take_word();
+}
+
+int line_reader::number_or(int otherwise) {
+    int number = 0;
+    const std::string_view next = at_end() ? std::string_view() : upcoming();
+    const char* const end_of_word = next.data() + next.size();
+    const auto [end, error] = std::from_chars(next.data(), end_of_word, number);
+    if (error != std::errc{} || end != end_of_word)
+        return otherwise;
+    (void)take_word();
+    return number;
+}
+
+std::chrono::milliseconds line_reader::time_or(std::chrono::milliseconds otherwise) {
+    const std::chrono::milliseconds given(number_or(static_cast<int>(otherwise.count())));
+    if (given < std::chrono::milliseconds::zero())
+        throw problem(std::to_string(given.count()) + " is no number of milliseconds");
+    return given;
+}
+
+std::string line_reader::rest(const char* what) {
+    if (at_end())
+        throw problem(std::string(what) + " is missing");
+    return take_rest();
+}
+
+void line_reader::finish() const {
+    if (!at_end())
+        throw problem("nothing more was expected at \"" + left() + "\"");
+}
+
+script_line::script_line(std::string line) : line_(std::move(line)) {
     line_.erase(line_.find_last_not_of(" \t\r") + 1);
     skip_blanks();
 }
 
-void line_reader::skip_blanks() {
+void script_line::skip_blanks() {
     while (!at_end() && is_blank(line_[at_]))
         ++at_;
 }
 
-std::string line_reader::word(const char* what) {
-    if (at_end())
-        throw problem(std::string(what) + " is missing");
+std::string script_line::take_word() {
     const std::size_t begin = at_;
     for (bool bracketed = false; !at_end() && (bracketed || !is_blank(line_[at_]));) {
         bracketed = line_[at_] == '[' || (bracketed && line_[at_] != ']');
@@ -69,39 +102,21 @@ std::string line_reader::word(const char* what) {
     return is_quoted(found) ? unquoted(found) : found;
 }
 
-int line_reader::number_or(int otherwise) {
-    int number = 0;
-    const char* const begin = line_.data() + at_;
-    const auto [end, error] = std::from_chars(begin, line_.data() + line_.size(), number);
-    if (error != std::errc{} || (*end != '\0' && !is_blank(*end)))
-        return otherwise;
-    at_ += static_cast<std::size_t>(end - begin);
-    skip_blanks();
-    return number;
-}
-
-std::chrono::milliseconds line_reader::time_or(std::chrono::milliseconds otherwise) {
-    const std::chrono::milliseconds given(number_or(static_cast<int>(otherwise.count())));
-    if (given < std::chrono::milliseconds::zero())
-        throw problem(std::to_string(given.count()) + " is no number of milliseconds");
-    return given;
-}
-
-std::string line_reader::rest() {
+std::string script_line::take_rest() {
     const std::string text = line_.substr(at_);
     at_ = line_.size();
     return is_quoted(text) ? unquoted(text) : text;
 }
 
-std::string line_reader::rest(const char* what) {
-    if (at_end())
-        throw problem(std::string(what) + " is missing");
-    return rest();
+std::string_view script_line::upcoming() const {
+    const std::string_view line = line_;
+    return line.substr(at_, line.find_first_of(" \t", at_) - at_);
 }
 
-void line_reader::finish() const {
-    if (!at_end())
-        throw problem("nothing more was expected at \"" + line_.substr(at_) + "\"");
+std::string given_words::take_rest() {
+    std::string text = take_word();
+    finish();
+    return text;
 }
 
 } // namespace pelmsim

@@ -17,12 +17,23 @@ void report(const ending& how, const event_journal& events) {
 
 } // namespace
 
-void runner::run(const std::string& line) {
-    on_.daemon.publisher().recover();
-    line_reader words(line);
+const outcome* runner::run(const std::string& line) {
+    script_line words(line);
     const std::string name = words.word_or("#");
-    if (name.starts_with('#'))
-        return;
+    return name.starts_with('#') ? nullptr : carry_out(name, words, line);
+}
+
+const outcome* runner::run(const std::string& name, const std::vector<std::string>& arguments) {
+    std::string line = name;
+    for (const std::string& each : arguments)
+        line += " " + each;
+    given_words words(arguments);
+    return carry_out(name, words, line);
+}
+
+const outcome* runner::carry_out(const std::string& name, line_reader& words,
+                                 const std::string& line) {
+    on_.daemon.publisher().recover();
     on_.events.report({.kind = event_kind::command, .text = line, .place = on_.expected.place()});
     const command* const found = find_command(name);
     if (found == nullptr)
@@ -32,9 +43,11 @@ void runner::run(const std::string& line) {
     const moment begin = on_.loop.now();
     ending how = found->run(on_, words);
     report(how, on_.events);
-    if (how.result)
+    const bool has_outcome = how.result.has_value();
+    if (has_outcome)
         on_.expected.look_at(std::move(*how.result), on_.loop.now() - begin);
     words.finish();
+    return has_outcome ? &on_.expected.last() : nullptr;
 }
 
 void runner::take(const std::string& line) {
@@ -42,7 +55,7 @@ void runner::take(const std::string& line) {
     if (begun_.ends_with('\\'))
         begun_.back() = ' ';
     else
-        run(std::exchange(begun_, {}));
+        (void)run(std::exchange(begun_, {}));
 }
 
 void runner::run_script(const std::string& name, const std::string& text) {

@@ -1,6 +1,7 @@
 // Runs lines, one by one, of a script or of the prompt.
 #pragma once
 
+#include "script/line_reader.h"
 #include "script/session.h"
 
 #include <string>
@@ -12,8 +13,12 @@ class runner {
 public:
     explicit runner(session& on) : on_(on) {}
 
-    // Runs one line; a line that is no command throws problem.
-    void run(const std::string& line);
+    // Runs one line; a line that is no command throws problem. What came of it is there until the
+    // next one; null when it had no outcome.
+    const outcome* run(const std::string& line);
+
+    // The same with a command and the words it is given, which are taken as they stand.
+    const outcome* run(const std::string& name, const std::vector<std::string>& arguments);
 
     // Runs one line with those before it that it continues, unless it goes on itself, in the next
     // one; or drops what there is of such a line.
@@ -28,6 +33,8 @@ public:
     std::vector<std::string> vocabulary() const;
 
 private:
+    const outcome* carry_out(const std::string& name, line_reader& words, const std::string& line);
+
     session& on_;
     std::string begun_; // of a line that goes on
 };
