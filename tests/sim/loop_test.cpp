@@ -63,6 +63,13 @@ TEST_F(Looping, ACancelledWaitEndsAndTheNextOneDoesNot) {
     EXPECT_FALSE(loop_.was_cancelled());
 }
 
+TEST_F(Looping, AStopThatComesBetweenTwoRoundsEndsTheNext) {
+    loop_.stop();
+    EXPECT_THROW(loop_.run_once(std::chrono::hours(1)), stopped);
+    loop_.resume();
+    loop_.run_once(milliseconds(0));
+}
+
 TEST_F(Looping, DescriptorsAreServedInTheirOrder) {
     const unique_fd first = ready_one();
     const unique_fd second = ready_one();

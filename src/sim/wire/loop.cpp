@@ -107,7 +107,7 @@ bool event_loop::run_until(const std::function<bool()>& done, milliseconds limit
 
 void event_loop::run_once(milliseconds limit) {
     const moment begin = now();
-    moment end = begin + limit;
+    moment end = stopping_ ? begin : begin + limit; // it may have been stopped between two rounds
     if (!timers_.empty())
         end = std::min(end, timers_.begin()->first.first);
     std::array<epoll_event, most_at_once> ready{};
