@@ -88,10 +88,12 @@ ending wait(session& on, line_reader& words) {
     const bool came = on.serve_until(done, limit);
     if (!came && on.loop.was_cancelled())
         throw problem("the wait was cancelled");
+    const std::string expected = what + " " + name;
     on.expected.check({.holds = came,
-                       .expected = what + " " + name,
-                       .got = "nothing within " + std::to_string(limit.count()) + " ms" +
-                              (missed ? ", but some were dropped before" : ""),
+                       .expected = expected,
+                       .got = came ? expected
+                                   : "nothing within " + std::to_string(limit.count()) + " ms" +
+                                         (missed ? ", but some were dropped before" : ""),
                        .is_beginning = what == "registered" || what == "active"});
     if (!came || what != "exited")
         return {};
