@@ -44,6 +44,7 @@ enum class event_kind {
     heading,      // text
     expectation,  // place, text is what was expected, got what came instead, their difference
     mistake,      // text: a line at the prompt that is no command
+    result,       // of a command that came as JSON: id, result, or mistake; as an expectation: text
 };
 
 enum class cause {
@@ -65,7 +66,7 @@ struct event {
     direction way = direction::none;
     std::string method = {};
     std::string called = {}; // a request: what users call it, where the method is another word
-    std::string id = {};
+    std::string id = {};     // of a result: as JSON
     std::string path = {};
     std::optional<int> operation = {}; // the bits of a publication
     const outcome* result = nullptr;
@@ -78,6 +79,7 @@ struct event {
     std::string got = {};
     std::string difference = {}; // of XML, in lines; empty when no two texts of XML are at odds
     bool good = true;
+    std::string mistake = {}; // what is wrong with a command
     std::optional<std::chrono::duration<double, std::milli>> took = {};
     wall_time time = {}; // set by the journal
 };

@@ -15,13 +15,13 @@ constexpr const char* roles[] = {"daemon", "plugin", "agent", "notifier", "progr
 constexpr const char* kinds[] = {
     "connected", "request",      "stray-answer", "frame",       "unreadable", "closed", "refused",
     "waiting",   "notification", "dropped",      "restart",     "ended",      "output", "command",
-    "outcome",   "shown",        "heading",      "expectation", "mistake"};
+    "outcome",   "shown",        "heading",      "expectation", "mistake",    "result"};
 constexpr const char* directions[] = {"", "to", "from"};
 constexpr const char* causes[] = {"",        "garbage",   "no-xml", "no-request", "no-parameters",
                                   "by-peer", "by-daemon", "unread", "failure"};
 constexpr const char* verdicts[] = {"ok", "error", "no-answer", "unheard", "ended"};
 static_assert(std::size(roles) == static_cast<std::size_t>(role::program) + 1);
-static_assert(std::size(kinds) == static_cast<std::size_t>(event_kind::mistake) + 1);
+static_assert(std::size(kinds) == static_cast<std::size_t>(event_kind::result) + 1);
 static_assert(std::size(directions) == static_cast<std::size_t>(direction::from_peer) + 1);
 static_assert(std::size(causes) == static_cast<std::size_t>(cause::failure) + 1);
 static_assert(std::size(verdicts) == static_cast<std::size_t>(verdict::ended) + 1);
@@ -35,10 +35,10 @@ const char* name_of(const char* const (&names)[count], Value value) {
 std::string quoted(std::string_view text) {
     std::string result = "\"";
     while (!text.empty()) {
-        const std::size_t length = std::max<std::size_t>(character_length(text), 1);
+        const std::size_t length = character_length(text);
         const char first = text[0];
         char code[8];
-        if (character_length(text) == 0)
+        if (length == 0)
             result += "\xEF\xBF\xBD";
         else if (first == '"' || first == '\\')
             (result += '\\') += first;
@@ -47,7 +47,7 @@ std::string quoted(std::string_view text) {
                 code, static_cast<std::size_t>(std::snprintf(code, sizeof code, "\\u%04x", first)));
         else
             result += text.substr(0, length);
-        text.remove_prefix(length);
+        text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return result + '"';
 }
@@ -92,22 +92,42 @@ void put_result(json_object& line, const outcome& result) {
     line.put("data", result.xml());
 }
 
+std::string_view without_last_end(std::string_view lines) {
+    return lines.substr(0, lines.size() - (lines.ends_with('\n') ? 1 : 0));
+}
+
+// Whether it was as it should be is said of these alone.
+bool is_judged(const event& what) {
+    return what.kind == event_kind::ended || what.kind == event_kind::expectation ||
+           (what.kind == event_kind::result && !what.text.empty());
+}
+
+void put_id(json_object& line, const event& what) {
+    if (what.kind != event_kind::result)
+        line.put("id", what.id);
+    else if (!what.id.empty())
+        line.put_value("id", what.id);
+}
+
 void put_details(json_object& line, const event& what) {
     if (what.kind == event_kind::ended)
         line.put_value("status", std::to_string(what.code));
-    if (what.kind == event_kind::ended || what.kind == event_kind::expectation)
+    if (is_judged(what))
         line.put_value("good", what.good ? "true" : "false");
     line.put("cause", name_of(causes, what.why));
     line.put("count", static_cast<long long>(what.count));
-    line.put("text", what.text);
+    line.put(what.kind == event_kind::result ? "expected" : "text", what.text);
     line.put("place", what.place);
     line.put("got", what.got);
     line.put("difference", what.difference);
+    line.put("mistake", what.mistake);
 }
 
 } // namespace
 
 void json_sink::take(const event& what) {
+    if (what.kind == event_kind::frame && !shows_frames_)
+        return;
     json_object line;
     line.put("time", utc(what.time));
     line.put("kind", name_of(kinds, what.kind));
@@ -117,13 +137,16 @@ void json_sink::take(const event& what) {
     line.put("direction", name_of(directions, what.way));
     line.put("method", what.method);
     line.put("called", what.called);
-    line.put("id", what.id);
+    put_id(line, what);
     line.put("path", what.path);
     if (what.operation)
         line.put_value("operation", std::to_string(*what.operation));
     if (what.result != nullptr)
         put_result(line, *what.result);
-    line.put("body", compact(what.body));
+    if (what.kind == event_kind::result && what.result != nullptr)
+        line.put("shown", without_last_end(what.result->shown));
+    if (what.body != nullptr)
+        line.put("body", compact_node(what.body));
     put_details(line, what);
     if (what.took)
         line.put_value("ms", std::to_string(what.took->count()));

@@ -15,9 +15,11 @@ public:
     explicit json_sink(writer write) : write_(std::move(write)) {}
 
     void take(const event& what) override;
+    void show_frames(bool wanted) override { shows_frames_ = wanted; }
 
 private:
     writer write_;
+    bool shows_frames_ = false;
 };
 
 } // namespace pelmsim

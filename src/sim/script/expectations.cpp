@@ -7,6 +7,7 @@ namespace pelmsim {
 void expectations::check(finding what) {
     failures_ += what.holds ? 0 : 1;
     count_ += what.holds && what.is_beginning ? 0 : 1;
+    finding_ = what;
     events_.report({.kind = event_kind::expectation,
                     .text = std::move(what.expected),
                     .place = place_,

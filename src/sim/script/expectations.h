@@ -3,6 +3,7 @@
 
 #include "journal/journal.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,6 +38,9 @@ public:
     // Counts and reports it.
     void check(finding what);
 
+    // What was checked last, unless it has been taken.
+    std::optional<finding> take_finding() { return std::exchange(finding_, std::nullopt); }
+
     void recovered(const std::string& plugin, outcome how) {
         recoveries_.push_back({plugin, std::move(how)});
     }
@@ -62,6 +66,7 @@ private:
     std::vector<recovery_result> recoveries_;
     outcome last_ = outcome::unheard("no command had an outcome yet");
     moment::duration took_{};
+    std::optional<finding> finding_;
     int failures_ = 0;
     int count_ = 0;
 };

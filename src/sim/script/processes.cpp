@@ -43,6 +43,7 @@ fd_pair output_channel() {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    (void)signal(SIGPIPE, SIG_DFL); // ignored here, perhaps
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const int nothing = open("/dev/null", O_RDONLY);

@@ -30,6 +30,9 @@ void add_serving_options(CLI::App& command, serving_options& given) {
     command.add_option("--deployment", given.deployment,
                        "XML file that keeps the deployment store");
     command.add_option("--script", given.script, "File with commands; - is the standard input");
+    command.add_flag("--json", given.json,
+                     "Print events as JSON lines, and read commands as such unless --script is "
+                     "given");
 }
 
 void add_world_options(CLI::App& command, serving_options& given) {

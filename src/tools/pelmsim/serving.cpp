@@ -1,12 +1,16 @@
 #include "serving.h"
 
 #include "journal/text_sink.h"
+#include "json_output.h"
 #include "model/problem.h"
 #include "profile.h"
 #include "prompt.h"
 #include "script/files.h"
+#include "script/json_command.h"
+#include "script/json_runner.h"
 #include "script/runner.h"
 #include "signals.h"
+#include "wire/line_input.h"
 #include "world.h"
 
 #include <conf_plugin.h>
@@ -29,11 +33,13 @@ struct inputs {
     std::optional<script> commands;
 };
 
+// With JSON a pipe is where commands come from, one by one.
 inputs read_inputs(const serving_options& given, bool pipe_is_script) {
     inputs read;
     if (!given.config.empty())
         read.configuration = read_tree(given.config);
-    const bool from_pipe = given.script.empty() && pipe_is_script && isatty(STDIN_FILENO) == 0;
+    const bool from_pipe =
+        given.script.empty() && pipe_is_script && !given.json && isatty(STDIN_FILENO) == 0;
     const std::string name = from_pipe ? "-" : given.script;
     if (!name.empty())
         read.commands = {name, read_file(name == "-" ? "/dev/stdin" : name)};
@@ -61,18 +67,39 @@ void run_prompt(session& on, runner& commands, terminal& out, signal_events& sig
     }
 }
 
+void run_json(session& on, json_runner& commands) {
+    line_input lines(on.loop, STDIN_FILENO, json_command::longest);
+    while (!on.has_quit) {
+        (void)on.serve_until([&] { return lines.is_ready(); });
+        const auto line = lines.take();
+        if (!line)
+            return;
+        commands.run(*line);
+    }
+}
+
 void run_all(session& on, const serving_options& given, const std::optional<script>& commands,
-             terminal& out, signal_events& signals) {
+             json_runner& json, terminal& out, signal_events& signals) {
     runner lines(on);
     on.daemon.open();
     if (!given.plugin.empty())
         on.programs.start(given.plugin, "plugin");
     if (commands)
         lines.run_script(commands->name, commands->text);
+    else if (given.json)
+        run_json(on, json);
     else if (isatty(STDIN_FILENO) == 1)
         run_prompt(on, lines, out, signals);
     else
         on.serve_until([] { return false; });
+}
+
+void prepare(session& on, const serving_options& given, tree configuration) {
+    if (!given.deployment.empty())
+        on.keep_deployment_in(given.deployment);
+    on.trees.keys.learn(configuration);
+    on.trees.current = std::move(configuration);
+    on.daemon.publisher().set_answer_limit(milliseconds(given.timeout_ms));
 }
 
 void leave_counts(const expectations& made, const serving_options& given) {
@@ -80,40 +107,63 @@ void leave_counts(const expectations& made, const serving_options& given) {
         *given.counts = {made.count(), made.failures()};
 }
 
+// Those who read what happens: people, or a program.
+struct readers {
+    readers(const serving_options& given, event_loop& loop)
+        : text([this](const std::string& lines) { out.print(lines); },
+               given.colours.value_or(terminal::has_colours())) {
+        if (given.show_commands)
+            text.show_commands();
+        if (given.json)
+            json.emplace(loop, milliseconds(given.timeout_ms));
+    }
+    readers(const readers&) = delete;
+    readers& operator=(const readers&) = delete;
+
+    event_sink& chosen() {
+        if (json)
+            return *json;
+        return text;
+    }
+
+    terminal out;
+    text_sink text;
+    std::optional<json_output> json;
+};
+
 int serve(const serving_options& given, inputs read) {
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
     const descriptor_limit descriptors;
     const signal_block blocked;
     const clock_face time;
     event_loop loop(time);
-    terminal out;
-    text_sink text([&](const std::string& lines) { out.print(lines); },
-                   given.colours.value_or(terminal::has_colours()));
-    if (given.show_commands)
-        text.show_commands();
+    readers reading(given, loop);
     event_journal events(time);
-    events.add(text);
+    events.add(reading.chosen());
     events.show_frames(given.trace);
     session on(loop, events, descriptors);
-    if (!given.deployment.empty())
-        on.keep_deployment_in(given.deployment);
-    on.trees.keys.learn(read.configuration);
-    on.trees.current = std::move(read.configuration);
-    on.daemon.publisher().set_answer_limit(milliseconds(given.timeout_ms));
+    prepare(on, given, std::move(read.configuration));
+    json_runner json_commands(on);
     signal_events signals(blocked, loop, on.programs);
     bool interrupted = false;
     try {
-        run_all(on, given, read.commands, out, signals);
+        run_all(on, given, read.commands, json_commands, reading.out, signals);
     } catch (const stopped&) {
-        interrupted = read.commands.has_value();
+        interrupted = given.json || read.commands.has_value();
         loop.resume();
     } catch (const problem&) {
         leave_counts(on.expected, given);
         throw;
     }
+    if (reading.json)
+        reading.json->let_session_end();
     on.end();
     leave_counts(on.expected, given);
-    return !interrupted && on.expected.failures() == 0 ? 0 : expectation_failed;
+    const bool all_read = !reading.json || reading.json->finish();
+    if (json_commands.mistakes() > 0)
+        throw problem("mistakes on the standard input: " +
+                      std::to_string(json_commands.mistakes()));
+    return !interrupted && all_read && on.expected.failures() == 0 ? 0 : expectation_failed;
 }
 
 } // namespace

@@ -22,6 +22,7 @@ struct serving_options {
     std::string script;
     std::string working_directory;
     bool trace = false;
+    bool json = false; // events out, and commands in unless there is a script
     bool here = false;
     bool in_place = false;
     int timeout_ms = 10000;
@@ -31,8 +32,8 @@ struct serving_options {
     expectation_counts* counts = nullptr; // where to leave them
 };
 
-// Both return the exit status, and throw problem when something cannot be set up, or a script holds
-// a line that is no command.
+// Both return the exit status, and throw problem when something cannot be set up, or a script or the
+// standard input holds a line that is no command.
 int serve_in_private(const serving_options& given);
 int serve_in_public(const serving_options& given);
 
