@@ -1,7 +1,7 @@
 #include "journal/text_sink.h"
 
 #include "journal/escaped.h"
-#include "model/operation.h"
+#include "journal/wording.h"
 #include "model/xml.h"
 
 #include <algorithm>
@@ -50,43 +50,6 @@ std::string indented(std::string_view lines) {
 
 char arrow(direction way) {
     return way == direction::to_peer ? '>' : way == direction::from_peer ? '<' : ' ';
-}
-
-// What a request of a plugin is about.
-std::string subject_of(const std::string& method, const xmlNode* params) {
-    std::string subject = method;
-    for (const char* name : {"plugin-name", "path", "oper-type"})
-        if (const std::string text = child_text(params, name); !text.empty())
-            subject += " " + text;
-    for (const char* name : {"old", "with-cfgr", "with-smooth"})
-        if (find_child(params, name) != nullptr)
-            subject += " (" + std::string(name) + ")";
-    return subject;
-}
-
-std::string subject_of(const event& what) {
-    if (what.who.is == role::agent)
-        return what.method.empty() ? "empty rpc" : what.method;
-    if (what.way == direction::from_peer)
-        return subject_of(what.method, what.body);
-    return (what.called.empty() ? what.method : what.called) +
-           (what.path.empty() ? "" : " " + what.path) +
-           (what.operation ? " " + oper_text(*what.operation) : "");
-}
-
-std::string unreadable_text(const event& what) {
-    switch (what.why) {
-    case cause::garbage:
-        return std::to_string(what.count) + " bytes that begin no frame";
-    case cause::no_xml:
-        return "a frame of " + std::to_string(what.count) + " bytes that is no well-formed XML";
-    case cause::no_request:
-        return "<" + what.text + "> where a request was expected";
-    case cause::no_parameters:
-        return "<" + what.text + "> without a method and params";
-    default:
-        return what.text;
-    }
 }
 
 } // namespace
@@ -148,7 +111,7 @@ void text_sink::frame(const event& what) const {
 }
 
 void text_sink::unreadable(const event& what) const {
-    timed(what, "unreadable", unreadable_text(what), false);
+    timed(what, "unreadable", defect_of(what), false);
 }
 
 void text_sink::closed(const event& what) const {
