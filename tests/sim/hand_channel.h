@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 struct far_end {
@@ -21,7 +22,7 @@ class hand_channel final : public pelmsim::channel {
 public:
     explicit hand_channel(far_end& other) : other_(other) {}
 
-    pelmsim::peer_process other_end() const override { return {7, 0}; }
+    pelmsim::peer_process other_end() const override { return {getpid(), 0}; }
     void start(std::function<void()> ready) override { other_.ready = std::move(ready); }
 
     std::optional<std::size_t> read(std::span<char> room) override {

@@ -70,6 +70,22 @@ TEST_F(Looping, AStopThatComesBetweenTwoRoundsEndsTheNext) {
     loop_.run_once(milliseconds(0));
 }
 
+TEST_F(Looping, AWaitGoesOnWhileItsLimitIsSuspendedAndThenAsLongAgain) {
+    const unique_fd never_quiet = ready_one();
+    watch(never_quiet, 1);
+    time_.run(milliseconds(1));
+    moment suspended_last{};
+    int looks = 0;
+    const auto is_suspended = [&] {
+        if (++looks < 5)
+            suspended_last = loop_.now();
+        return looks < 5;
+    };
+    EXPECT_FALSE(loop_.run_until([] { return false; }, milliseconds(50), is_suspended));
+    EXPECT_GE(loop_.now() - suspended_last, milliseconds(250));
+    EXPECT_FALSE(loop_.was_cancelled());
+}
+
 TEST_F(Looping, DescriptorsAreServedInTheirOrder) {
     const unique_fd first = ready_one();
     const unique_fd second = ready_one();

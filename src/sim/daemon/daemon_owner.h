@@ -12,6 +12,9 @@ class daemon_owner {
 public:
     virtual void heard_from(pid_t pid) = 0; // what that process has sent is not read yet
 
+    // Whether a debugger is at work on that process, so that no limit is to end a wait for it.
+    virtual bool is_debugged(pid_t pid) = 0;
+
     // That plugin has been given its initial configuration, which ended so.
     virtual void recovered(const std::string& plugin, outcome how) = 0;
 

@@ -46,6 +46,7 @@ protected:
     ~peer_table() { close(); }
 
     event_loop& watched_by() { return loop_; }
+    daemon_owner& around() { return around_; }
 
 private:
     void welcome(std::unique_ptr<channel> line) {

@@ -1,5 +1,8 @@
 #include "daemon/plugin.h"
 
+#include "daemon/explain.h"
+#include "journal/escaped.h"
+#include "journal/wording.h"
 #include "model/xml.h"
 
 #include <algorithm>
@@ -51,6 +54,42 @@ const char* plugin::why_none() const {
     return owner_.loop().was_cancelled() ? "cancelled" : "time-out";
 }
 
+// Whether it is waiting, as far as it can be seen, for an answer that it was not given.
+// Whatever it is sent then begins its library's limit anew.
+bool plugin::waits_itself() {
+    const moment now = owner_.loop().now();
+    if (!last_asked_ || !last_asked_->waits || now - last_asked_->quiet_since >= library_limit)
+        return false;
+    last_asked_->quiet_since = now;
+    return true;
+}
+
+void plugin::end_own_wait() {
+    if (!last_asked_ || !std::exchange(last_asked_->waits, false))
+        return;
+    const moment now = owner_.loop().now();
+    if (now - last_asked_->quiet_since >= library_limit)
+        events().report({.kind = event_kind::explanation,
+                         .who = who(),
+                         .text = escaped(label()) + " has waited " +
+                                 time_in_words(now - last_asked_->at) + " for an answer to " +
+                                 escaped(last_asked_->subject) +
+                                 ": its library's own limit of 30 s has ended that"});
+}
+
+void plugin::announce(const question& what, const xmlNode* params) {
+    events().report({.kind = event_kind::asked,
+                     .who = who(),
+                     .way = direction::to_peer,
+                     .method = what.method,
+                     .called = what.called,
+                     .id = std::to_string(last_id_),
+                     .path = what.path,
+                     .operation = what.operation,
+                     .body = params,
+                     .text = waits_itself() ? last_asked_->subject : ""});
+}
+
 outcome plugin::ask(question what, milliseconds limit) {
     if (!owner_.joins_requests())
         let_it_read(limit);
@@ -59,10 +98,14 @@ outcome plugin::ask(question what, milliseconds limit) {
     last_id_ = last_id_ % last_message_id + 1;
     awaited_id_ = last_id_;
     answer_.reset();
+    const xmlNode* const params = what.params.get();
     const unique_node rpc(
         plugin_build_rpc_message(what.method.c_str(), what.params.release(), last_id_));
+    announce(what, rpc == nullptr ? nullptr : params);
     send(rpc.get());
-    loop.run_until([this] { return answer_ || !is_open(); }, limit);
+    loop.run_until([this] { return answer_ || !is_open(); }, limit,
+                   [this] { return owner_.is_debugged(pid()); });
+    const bool is_late = !answer_ && is_open() && !loop.was_cancelled();
     if (!answer_)
         answer_ = outcome::no_answer(why_none());
     awaited_id_ = 0;
@@ -76,6 +119,10 @@ outcome plugin::ask(question what, milliseconds limit) {
                      .operation = what.operation,
                      .result = &*answer_,
                      .took = loop.now() - begin});
+    if (is_late)
+        events().report({.kind = event_kind::explanation,
+                         .who = who(),
+                         .text = explain_time_out(*this, begin, limit, owner_.joins_requests())});
     return *std::exchange(answer_, std::nullopt);
 }
 
@@ -87,6 +134,7 @@ void plugin::on_frame(unique_node body) {
 }
 
 void plugin::on_answer(unique_node answer) {
+    end_own_wait();
     const u32_t id = plugin_get_msgid(answer.get());
     if (awaited_id_ != 0 && id == awaited_id_ && !answer_)
         answer_ = read_answer(std::move(answer));
@@ -102,16 +150,20 @@ void plugin::on_request(xmlNode* rpc) {
     xmlNode* params = nullptr;
     if (local_name(rpc) != "rpc" || plugin_parse_rpc(rpc, &method, &params) < 0)
         return on_unreadable({cause::no_parameters, 0, local_name(rpc)});
+    end_own_wait();
     const u32_t id = plugin_get_msgid(rpc);
     auto answer = owner_.serve(*this, method, params);
-    events().report({.kind = event_kind::request,
-                     .who = who(),
-                     .way = direction::from_peer,
-                     .method = method,
-                     .id = std::to_string(id),
-                     .path = child_text(params, "path"),
-                     .result = answer ? &answer->result : nullptr,
-                     .body = params});
+    const event served{.kind = event_kind::request,
+                       .who = who(),
+                       .way = direction::from_peer,
+                       .method = method,
+                       .id = std::to_string(id),
+                       .path = child_text(params, "path"),
+                       .result = answer ? &answer->result : nullptr,
+                       .body = params};
+    const moment now = owner_.loop().now();
+    last_asked_ = {subject_of(served), now, !answer, now};
+    events().report(served);
     if (!answer)
         return;
     const unique_node message(plugin_build_reply_message(answer->body.release(), id));

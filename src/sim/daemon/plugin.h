@@ -23,6 +23,9 @@ public:
     // Whether a request is to arrive in the same read as the answer before it; otherwise it never does.
     virtual bool joins_requests() const = 0;
 
+    // Whether a debugger is at work on that process, so that no limit is to end a wait for it.
+    virtual bool is_debugged(pid_t pid) = 0;
+
     // Nothing when its request is to be left without an answer.
     virtual std::optional<reply> serve(plugin& from, const std::string& method,
                                        const xmlNode* params) = 0;
@@ -38,6 +41,14 @@ struct question {
     std::string called = {};           // what users call it, where the method is another word
     std::string path = {};             // that it is about
     std::optional<int> operation = {}; // the bits of a publication
+};
+
+// What a plugin has asked itself.
+struct own_request {
+    std::string subject;
+    moment at;
+    bool waits;         // for an answer, which it was not given
+    moment quiet_since; // as long as it waits: nothing has been sent to it
 };
 
 class plugin : public connection {
@@ -58,6 +69,9 @@ public:
     void register_as(const std::string& name, std::vector<registration> registrations);
     void activate(bool active) { active_ = active; }
 
+    const std::optional<own_request>& last_asked() const { return last_asked_; }
+    moment now() const { return owner_.loop().now(); }
+
     // Serves events until it has read what was sent, for a second at most.
     void let_it_read(milliseconds limit);
 
@@ -72,6 +86,9 @@ protected:
 private:
     void on_request(xmlNode* rpc);
     const char* why_none() const;
+    void announce(const question& what, const xmlNode* params);
+    bool waits_itself();
+    void end_own_wait();
     void send_answer(const xmlNode* message);
     void on_answer(unique_node answer);
 
@@ -82,6 +99,7 @@ private:
     u32_t last_id_ = 0;
     u32_t awaited_id_ = 0; // 0 while nothing is awaited
     std::optional<outcome> answer_;
+    std::optional<own_request> last_asked_;
     timer let_go_; // of an answer that is kept back
 };
 

@@ -29,6 +29,7 @@ public:
 private:
     event_loop& loop() override { return watched_by(); }
     bool joins_requests() const override { return joined_; }
+    bool is_debugged(pid_t pid) override { return around().is_debugged(pid); }
     bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
     std::optional<reply> serve(plugin& from, const std::string& method,
                                const xmlNode* params) override {

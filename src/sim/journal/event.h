@@ -26,6 +26,7 @@ enum class direction { none, to_peer, from_peer };
 
 enum class event_kind {
     connected,    // a plugin or an agent; who it is, it has yet to say
+    asked,        // a request goes out to a plugin; text is its own one that it waits for, or empty
     request,      // has been answered, or never will be: method, path, operation or params, result
     stray_answer, // an answer with an id that nobody waits for
     frame,        // id is its sequence number, count its bytes
@@ -43,6 +44,7 @@ enum class event_kind {
     shown,        // what a command had to show: text, in lines
     heading,      // text
     expectation,  // place, text is what was expected, got what came instead, their difference
+    explanation,  // text, in lines: why nothing came of a wait
     mistake,      // text: a line at the prompt that is no command
     result,       // of a command that came as JSON: id, result, or mistake; as an expectation: text
 };
@@ -70,7 +72,7 @@ struct event {
     std::string path = {};
     std::optional<int> operation = {}; // the bits of a publication
     const outcome* result = nullptr;
-    const xmlNode* body = nullptr; // of a request from a plugin: its params
+    const xmlNode* body = nullptr; // of a request from or to a plugin: its params
     cause why = cause::none;
     std::size_t count = 0;
     int code = 0;

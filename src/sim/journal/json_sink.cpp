@@ -12,10 +12,11 @@ namespace {
 
 // In the order of the enumerations.
 constexpr const char* roles[] = {"daemon", "plugin", "agent", "notifier", "program"};
-constexpr const char* kinds[] = {
-    "connected", "request",      "stray-answer", "frame",       "unreadable", "closed", "refused",
-    "waiting",   "notification", "dropped",      "restart",     "ended",      "output", "command",
-    "outcome",   "shown",        "heading",      "expectation", "mistake",    "result"};
+constexpr const char* kinds[] = {"connected",  "asked",   "request", "stray-answer", "frame",
+                                 "unreadable", "closed",  "refused", "waiting",      "notification",
+                                 "dropped",    "restart", "ended",   "output",       "command",
+                                 "outcome",    "shown",   "heading", "expectation",  "explanation",
+                                 "mistake",    "result"};
 constexpr const char* directions[] = {"", "to", "from"};
 constexpr const char* causes[] = {"",        "garbage",   "no-xml", "no-request", "no-parameters",
                                   "by-peer", "by-daemon", "unread", "failure"};

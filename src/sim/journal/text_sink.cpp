@@ -76,6 +76,7 @@ text_sink::teller text_sink::teller_of(event_kind kind) {
         {event_kind::shown, &text_sink::shown},
         {event_kind::heading, &text_sink::heading},
         {event_kind::expectation, &text_sink::expectation},
+        {event_kind::explanation, &text_sink::shown},
         {event_kind::mistake, &text_sink::mistake},
     };
     const auto* const found =

@@ -14,6 +14,13 @@ const char* kind_name(serves kind) {
 std::string pid_of(const connection& peer) { return "pid " + std::to_string(peer.pid()); }
 std::string uid_of(const connection& peer) { return "uid " + std::to_string(peer.uid()); }
 
+// One whose process has gone is nobody that could be asked, whoever holds its connection.
+std::string state_of(const plugin& which) {
+    if (which.has_lost_its_process())
+        return "gone; " + which.describe_holders();
+    return which.name().empty() ? "connected" : which.is_active() ? "active" : "inactive";
+}
+
 std::string list(const registration& entry) {
     const bool is_config = entry.kind == serves::config;
     return columns({{"", 4},
@@ -37,11 +44,8 @@ std::string columns(const std::vector<std::pair<std::string, std::size_t>>& cell
 std::string list_plugins(const plugin_table& all) {
     std::string lines;
     for (const auto& each : all.all()) {
-        const char* const state = each->name().empty() ? "connected"
-                                  : each->is_active()  ? "active"
-                                                       : "inactive";
-        lines +=
-            columns({{each->label(), 16}, {pid_of(*each), 14}, {uid_of(*each), 10}, {state, 1}});
+        lines += columns(
+            {{each->label(), 16}, {pid_of(*each), 14}, {uid_of(*each), 10}, {state_of(*each), 1}});
         for (const registration& entry : each->registrations())
             lines += list(entry);
     }

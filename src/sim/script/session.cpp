@@ -2,6 +2,10 @@
 
 #include "model/problem.h"
 #include "script/files.h"
+#include "wire/process_state.h"
+
+#include <algorithm>
+#include <unistd.h>
 
 namespace pelmsim {
 
@@ -31,6 +35,38 @@ bool session::serve_until(const std::function<bool()>& done, milliseconds limit)
             return done();
         },
         limit);
+}
+
+bool session::wait_until(const std::function<bool()>& done, milliseconds limit) {
+    return loop.run_until(
+        [&] {
+            daemon.publisher().recover();
+            return done();
+        },
+        limit, [this] { return is_anybody_debugged(); });
+}
+
+// One that watches pelmsim, too, watches everything: it is no debugger of a plugin.
+bool session::is_debugged(pid_t pid) {
+    const pid_t tracer = read_process(pid).tracer;
+    if (tracer == 0 || tracer == read_process(getpid()).tracer) {
+        debugged_.erase(pid);
+        return false;
+    }
+    if (debugged_.insert(pid).second)
+        events.report({.kind = event_kind::explanation,
+                       .text = "a debugger, process " + std::to_string(tracer) +
+                               ", is at work on process " + std::to_string(pid) +
+                               ": no limit ends a wait for it before they are parted"});
+    return true;
+}
+
+bool session::is_anybody_debugged() {
+    return std::ranges::any_of(daemon.plugins().all(),
+                               [this](const auto& each) { return is_debugged(each->pid()); }) ||
+           std::ranges::any_of(programs.all(), [this](const process& each) {
+               return !each.status && is_debugged(each.pid);
+           });
 }
 
 void session::take_in() {

@@ -8,6 +8,7 @@
 #include "script/wait.h"
 
 #include <filesystem>
+#include <set>
 
 namespace pelmsim {
 
@@ -22,6 +23,9 @@ public:
 
     // Serves until that holds, for at most so long; says whether it does.
     bool serve_until(const std::function<bool()>& done, milliseconds limit = forever);
+
+    // The same, but no limit is up while a debugger is at work on one of the plugins or programs.
+    bool wait_until(const std::function<bool()>& done, milliseconds limit);
 
     // Takes in what has arrived, without waiting for more.
     void take_in();
@@ -49,12 +53,15 @@ public:
 private:
     void hang_up();
     void heard_from(pid_t pid) override { programs.read_output_of(pid); }
+    bool is_debugged(pid_t pid) override;
+    bool is_anybody_debugged();
     void recovered(const std::string& plugin, outcome how) override {
         expected.recovered(plugin, std::move(how));
     }
     void keep_deployment(const std::string& document) override;
 
     std::string deployment_file_; // none when empty
+    std::set<pid_t> debugged_;    // of whom it was said
 };
 
 } // namespace pelmsim

@@ -1,7 +1,9 @@
 #include "script/wait.h"
 
+#include "journal/wording.h"
 #include "model/problem.h"
 #include "script/session.h"
+#include "script/wait_reasons.h"
 
 #include <algorithm>
 
@@ -81,11 +83,12 @@ ending wait(session& on, line_reader& words) {
     const std::string name =
         what == "notification" ? words.word_or("") : words.word("what to wait for");
     const condition done = condition_of(what, on, name);
+    const bool is_own = !words.at_end();
     const milliseconds limit = words.time_or(on.daemon.publisher().answer_limit());
     words.finish();
     const std::size_t dropped = on.daemon.notifier().dropped();
     const bool missed = what == "notification" && dropped > on.waited.notifications;
-    const bool came = on.serve_until(done, limit);
+    const bool came = on.wait_until(done, limit);
     if (!came && on.loop.was_cancelled())
         throw problem("the wait was cancelled");
     const std::string expected = what + " " + name;
@@ -95,6 +98,12 @@ ending wait(session& on, line_reader& words) {
                                    : "nothing within " + std::to_string(limit.count()) + " ms" +
                                          (missed ? ", but some were dropped before" : ""),
                        .is_beginning = what == "registered" || what == "active"});
+    if (!came)
+        on.events.report({.kind = event_kind::explanation,
+                          .text = "the limit, " + time_in_words(limit) +
+                                  (is_own ? ", stands in the line\n"
+                                          : ", is that of --timeout or the command timeout\n") +
+                                  explain_wait(on, what, name)});
     if (!came || what != "exited")
         return {};
     process& ended = program_to_end(on, name);

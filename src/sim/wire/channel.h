@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 #include <sys/types.h>
+#include <vector>
 
 namespace pelmsim {
 
@@ -24,6 +25,10 @@ public:
     virtual ~channel() = default;
 
     virtual peer_process other_end() const = 0;
+
+    // The processes that hold the other end now, as far as they can be seen: who connected may have
+    // gone, and left it to a child.
+    virtual std::vector<pid_t> holders() const { return {}; }
 
     // From now on calls when there is something to read, when the line is down, and when there is
     // room again after a write that found too little. The call may end the channel.

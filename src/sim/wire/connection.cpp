@@ -2,6 +2,7 @@
 
 #include "model/problem.h"
 #include "model/xml.h"
+#include "wire/process_state.h"
 
 #include <conf_plugin.h>
 
@@ -16,6 +17,25 @@ void connection::start() {
         if (const auto self = weak.lock())
             self->guarded([&] { self->on_ready(); });
     });
+}
+
+// A process of another namespace has no number here.
+bool connection::has_lost_its_process() const {
+    return is_open() && pid() > 0 && !read_process(pid()).lives();
+}
+
+std::string connection::describe_process() const {
+    if (pid() <= 0)
+        return "its process cannot be seen from here";
+    return describe_state(pid()) + (has_lost_its_process() ? "; " + describe_holders() : "");
+}
+
+std::string connection::describe_holders() const {
+    std::string holders;
+    for (const pid_t each : is_open() ? line_->holders() : std::vector<pid_t>())
+        holders += (holders.empty() ? "" : " and ") + describe_state(each, ", ");
+    return "its connection is held open by " +
+           (holders.empty() ? "another one, which cannot be seen" : holders);
 }
 
 // What goes wrong with one connection, if only memory, ends that one alone.

@@ -57,6 +57,12 @@ public:
     pid_t pid() const { return process_.pid; }
     uid_t uid() const { return process_.uid; }
 
+    // What the process that connected is doing, in words: "process 812 (ntp) is asleep in read". It
+    // may have gone, and left the connection to somebody else.
+    std::string describe_process() const;
+    bool has_lost_its_process() const;
+    std::string describe_holders() const; // of the connection
+
     virtual peer who() const = 0; // as events call the peer
     std::string label() const { return who().label(); }
 

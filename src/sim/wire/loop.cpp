@@ -17,6 +17,7 @@ namespace {
 
 constexpr int most_at_once = 64;
 constexpr unsigned generation_bits = 32;
+constexpr milliseconds until_next_look{200};
 
 // The kernel says the events of epoll with the bits of poll.
 static_assert(EPOLLIN == POLLIN && EPOLLOUT == POLLOUT && EPOLLRDHUP == POLLRDHUP &&
@@ -103,6 +104,18 @@ bool event_loop::run_until(const std::function<bool()>& done, milliseconds limit
         run_once(std::chrono::ceil<milliseconds>(left));
     }
     return true;
+}
+
+bool event_loop::run_until(const std::function<bool()>& done, milliseconds limit,
+                           const std::function<bool()>& is_suspended) {
+    bool is_done = run_until(done, limit);
+    while (!is_done && !cancelled_ && is_suspended()) {
+        while (!is_done && !cancelled_ && is_suspended())
+            is_done = run_until(done, until_next_look); // nothing tells of its end
+        if (!is_done && !cancelled_)
+            is_done = run_until(done, limit);
+    }
+    return is_done;
 }
 
 void event_loop::run_once(milliseconds limit) {

@@ -62,6 +62,11 @@ public:
     // Serves events until done() holds, for at most so long; says whether it does.
     bool run_until(const std::function<bool()>& done, milliseconds limit);
 
+    // The same, but when the time is up and the limit is suspended, waits until it is no more, and
+    // then as long again.
+    bool run_until(const std::function<bool()>& done, milliseconds limit,
+                   const std::function<bool()>& is_suspended);
+
     // Ends the wait at hand, as if its time were up; and whether that is how the last one ended.
     void cancel() { cancelled_ = true; }
     bool was_cancelled() const { return cancelled_; }

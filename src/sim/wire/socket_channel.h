@@ -4,6 +4,7 @@
 #include "model/owners.h"
 #include "wire/channel.h"
 #include "wire/loop.h"
+#include "wire/socket_holders.h"
 
 namespace pelmsim {
 
@@ -15,6 +16,7 @@ public:
     ~socket_channel() override { loop_.forget(socket_.get()); }
 
     peer_process other_end() const override;
+    std::vector<pid_t> holders() const override { return holders_of_other_end(socket_.get()); }
     void start(std::function<void()> ready) override;
     std::optional<std::size_t> read(std::span<char> room) override;
     std::optional<std::size_t> write(std::string_view bytes) override;

@@ -1,0 +1,80 @@
+#include "daemon/plugin.h"
+
+#include "hand_channel.h"
+#include "hand_clock.h"
+#include "journal/text_sink.h"
+
+#include <gmock/gmock.h>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+// A plugin that is answered nothing.
+class Unanswered : public ::testing::Test, public plugin_owner {
+protected:
+    Unanswered() {
+        events_.add(text_);
+        made_->start();
+        made_->register_as("ntp", {});
+        receive("<rpc><method>pull</method><params><path>/a</path></params><id>1</id></rpc>");
+    }
+
+    event_loop& loop() override { return loop_; }
+    bool is_taken(const std::string&) const override { return false; }
+    bool joins_requests() const override { return false; }
+    bool is_debugged(pid_t) override { return false; }
+    std::optional<reply> serve(plugin&, const std::string&, const xmlNode*) override { return {}; }
+    void heard_from(pid_t) override {}
+    void gone(const connection&) override {}
+
+    void receive(std::string_view body) {
+        frame_queue queue;
+        (void)queue.add(body);
+        other_.arriving = queue.front();
+        printed_.clear();
+        other_.ready();
+    }
+
+    hand_clock time_;
+    event_loop loop_{time_};
+    event_journal events_{time_};
+    std::string printed_;
+    text_sink text_{[this](const std::string& lines) { printed_ += lines; }, false};
+    far_end other_;
+    const std::shared_ptr<plugin> made_ =
+        std::make_shared<plugin>(events_, std::make_unique<hand_channel>(other_), *this);
+};
+
+constexpr const char* next_request =
+    "<rpc><method>push</method><params><path>/b</path></params><id>2</id></rpc>";
+
+TEST_F(Unanswered, ItsLibraryEndsTheWaitAfterHalfAMinute) {
+    time_.move(milliseconds(30000));
+    receive(next_request);
+    EXPECT_THAT(printed_, HasSubstr("ntp has waited 30.0 s for an answer to pull /a: its library's "
+                                    "own limit of 30 s has ended that\n"));
+}
+
+TEST_F(Unanswered, OneThatIsHeardOfEarlierHasNotWaitedSoLong) {
+    time_.move(milliseconds(29999));
+    receive(next_request);
+    EXPECT_THAT(printed_, Not(HasSubstr("own limit")));
+}
+
+TEST_F(Unanswered, ARequestToItIsDroppedAsLongAsItWaits) {
+    const auto explain = [this] {
+        printed_.clear();
+        time_.run(milliseconds(1));
+        (void)made_->ask({.method = "kickoff", .params = new_element("params")}, milliseconds(5));
+        return printed_;
+    };
+    EXPECT_THAT(explain(), HasSubstr("ntp was waiting for an answer to pull /a already"));
+    receive("<reply><result/><id>9</id></reply>"); // so it waits no more
+    EXPECT_THAT(explain(), HasSubstr("ntp has read the request, so its callback has been open"));
+}
+
+} // namespace
+} // namespace pelmsim

@@ -1,0 +1,83 @@
+#include "wire/process_state.h"
+
+#include <csignal>
+#include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// The rest of the line has 16 numbers up to that of the threads.
+std::string stat_line(const std::string& begin, int threads) {
+    return begin + " 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 " + std::to_string(threads) + " 0 99\n";
+}
+
+TEST(Processes, AreReadWhateverTheirNameHolds) {
+    const process_state state = parse_process({.stat = stat_line("812 (a) Z (b) R", 1)});
+    EXPECT_EQ(state.name, "a) Z (b");
+    EXPECT_TRUE(state.lives());
+    EXPECT_EQ(state.describe(), "running");
+}
+
+TEST(Processes, SleepInACallThatHasANameOrANumber) {
+    process_files files{.stat = stat_line("812 (ntp) S", 1),
+                        .system_call = std::to_string(SYS_read) + " 0x3 0x7ff 0x1\n"};
+    EXPECT_EQ(parse_process(files).describe(), "asleep in read");
+    files.calls_are_ours = false;
+    EXPECT_EQ(parse_process(files).describe(), "asleep in system call " + std::to_string(SYS_read));
+    files.calls_are_ours = true;
+    files.system_call = "99999 0x3\n";
+    EXPECT_EQ(parse_process(files).describe(), "asleep in system call 99999");
+}
+
+TEST(Processes, WaitForEventsInSomeCallsOnly) {
+    process_files files{.stat = stat_line("812 (ntp) S", 3),
+                        .system_call = std::to_string(SYS_ppoll) + " 0x0\n"};
+    EXPECT_TRUE(parse_process(files).waits_for_events);
+    EXPECT_EQ(parse_process(files).describe(), "asleep in ppoll, in its first thread");
+    files.system_call = std::to_string(SYS_read) + " 0x0\n";
+    EXPECT_FALSE(parse_process(files).waits_for_events);
+}
+
+TEST(Processes, SayWhatCannotBeRead) {
+    process_files files{.stat = stat_line("812 (ntp) S", 1)};
+    EXPECT_EQ(parse_process(files).describe(), "asleep; where, cannot be read");
+    files.wait_channel = "0";
+    EXPECT_EQ(parse_process(files).describe(), "asleep; where, cannot be read");
+    files.wait_channel = "pipe_read";
+    EXPECT_EQ(parse_process(files).describe(), "asleep in pipe_read");
+}
+
+TEST(Processes, AreGoneWhenNothingIsLeftToRun) {
+    EXPECT_FALSE(parse_process({}).lives());
+    EXPECT_EQ(parse_process({}).describe(), "gone");
+    EXPECT_EQ(parse_process({.stat = stat_line("812 (ntp) Z", 1)}).describe(), "gone");
+    EXPECT_EQ(parse_process({.stat = stat_line("812 (ntp) T", 1)}).describe(),
+              "stopped by a signal");
+}
+
+TEST(Processes, NameTheirTracer) {
+    EXPECT_EQ(parse_process({.status = "Name:\tntp\nTracerPid:\t4711\nUid:\t0\n"}).tracer, 4711);
+    EXPECT_EQ(parse_process({.status = "Name:\tntp\n"}).tracer, 0);
+}
+
+TEST(Processes, OfTheMachineAreReadToo) {
+    EXPECT_EQ(read_process(getpid()).letter, 'R');
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(0);
+    siginfo_t ended{};
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(read_process(child).letter, 'Z');
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_THAT(describe_state(child), StartsWith("process " + std::to_string(child)));
+    EXPECT_THAT(describe_state(child), HasSubstr(" is gone"));
+}
+
+} // namespace
+} // namespace pelmsim
