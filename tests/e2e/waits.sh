@@ -57,10 +57,12 @@ says 'process [0-9]+ \(stuck\) is stopped by a signal$' 'status 0'
 
 # It waits for an answer that it is not given, and drops what comes meanwhile.
 run "$begin" 'answer pull nothing' 'timeout 1000' 'operate /stuck <pull/>' 'kickoff stuck' \
-    'stop stuck'
+    'timeline 3' 'stop stuck'
 says 'its callback has been open' 'it has asked pull /a meanwhile, .* later, which nobody answers' \
     'stuck was waiting for an answer to pull /a already: its library drops' \
-    'status 0'
+    '--- stuck +operate /stuck: no answer \(time-out\) +#1 \([0-9.]+ ms\)$' \
+    '--x stuck +kickoff, dropped: the plugin waits for an answer to pull /a.* #2$' \
+    '--- stuck +kickoff: no answer \(time-out\) +#2' 'status 0'
 
 # The process has gone, but its child holds the connection.
 run "$begin" 'timeout 300' 'operate /stuck <leave/>' 'wait output alone 30000' 'kickoff' plugins \

@@ -227,6 +227,13 @@ ending stop(session& on, line_reader& words) {
     return which.status ? ending{which.end()} : ending{};
 }
 
+ending timeline(session& on, line_reader& words) {
+    const int most = words.number_or(-1); // by default all
+    words.finish();
+    return ending::lines(
+        or_else(on.happened.lines(static_cast<std::size_t>(most)), "nothing has happened"));
+}
+
 ending timeout(session& on, line_reader& words) {
     const milliseconds limit = words.time_or(milliseconds(0));
     if (limit == milliseconds(0))
@@ -273,6 +280,7 @@ constexpr command commands[] = {
     {"start", "PROGRAM [ARGUMENT...]", "start a program beside the plugin", start, acts},
     {"status", "PATH [FILTER]", "ask for a status", status, acts},
     {"stop", "PROGRAM", "end a program that was started", stop, acts},
+    {"timeline", "[LINES]", "show what went to and fro, and what was dropped", timeline},
     {"timeout", "MS", "how long to wait for answers and events", timeout},
     {"trace", "on|off", "show every frame", trace},
     {"wait", wait_arguments, "wait for an event", wait},

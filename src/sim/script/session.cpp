@@ -14,6 +14,7 @@ session::session(event_loop& its_loop, event_journal& journal, const descriptor_
       events(journal),
       programs(its_loop, journal, descriptors),
       step(journal),
+      happened(journal),
       daemon(its_loop, journal, *this, trees),
       expected(journal) {}
 

@@ -5,6 +5,7 @@
 #include "script/expectations.h"
 #include "script/processes.h"
 #include "script/step_record.h"
+#include "script/timeline.h"
 #include "script/wait.h"
 
 #include <filesystem>
@@ -44,6 +45,7 @@ public:
     store trees;
     process_table programs;
     step_record step;
+    timeline happened;
     pelmsim::daemon daemon;
     expectations expected;
     wait_progress waited;

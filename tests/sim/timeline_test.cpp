@@ -1,0 +1,141 @@
+#include "script/timeline.h"
+
+#include "model/owners.h"
+#include "model/xml.h"
+
+#include <gmock/gmock.h>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::HasSubstr;
+
+// Time goes on by half a second with each event.
+class Remembering : public ::testing::Test {
+protected:
+    class pacing_clock final : public clock_face {
+    public:
+        wall_time wall() const override { return now_ += std::chrono::milliseconds(500); }
+
+    private:
+        mutable wall_time now_{};
+    };
+
+    void request(const char* id, const outcome& result) {
+        journal_.report({.kind = event_kind::request,
+                         .who = ntp,
+                         .way = direction::to_peer,
+                         .method = "publish",
+                         .id = id,
+                         .path = "/a",
+                         .operation = 4,
+                         .result = &result});
+    }
+    void pull(const char* path) {
+        const unique_node params = new_element("params");
+        add_element(params.get(), "path", path);
+        const outcome good;
+        journal_.report({.kind = event_kind::request,
+                         .who = ntp,
+                         .way = direction::from_peer,
+                         .method = "pull",
+                         .id = "1",
+                         .path = path,
+                         .result = &good,
+                         .body = params.get()});
+    }
+    void stray(const char* id) {
+        journal_.report(
+            {.kind = event_kind::stray_answer, .who = ntp, .way = direction::from_peer, .id = id});
+    }
+    std::string all() const { return happened_.lines(1000); }
+    std::string last() const { return happened_.lines(1); }
+
+    const peer ntp{role::plugin, "ntp", 7};
+    pacing_clock time_;
+    event_journal journal_{time_};
+    timeline happened_{journal_};
+};
+
+TEST_F(Remembering, LinesHaveTheTimeSinceTheBeginningAndBothLanes) {
+    journal_.report({.kind = event_kind::connected, .who = {role::plugin, "", 7}});
+    request("3", outcome::error(22, "no\nway"));
+    EXPECT_EQ(all(),
+              "+0.000    pelmsim <-- pid 7         connected\n"
+              "+0.500    pelmsim <-- ntp           publish /a mod: error 22 (no\\nway)  #3\n");
+}
+
+TEST_F(Remembering, WhatRepeatsItselfIsFolded) {
+    for (int i = 0; i < 4; ++i)
+        pull("/a");
+    EXPECT_EQ(all(), "+0.000    pelmsim <-- ntp           pull /a: ok\n"
+                     "          … 4 times in 1.5 s\n");
+}
+
+TEST_F(Remembering, RoundsOfSeveralLinesAreFoldedWithWhatChangesInThemLeftOut) {
+    for (const char* id : {"1", "2", "3"}) {
+        request(id, {});
+        pull("/a");
+    }
+    pull("/b");
+    EXPECT_EQ(all(), "+0.000    pelmsim <-- ntp           publish /a mod: ok  #1\n"
+                     "+0.500    pelmsim <-- ntp           pull /a: ok\n"
+                     "          … these 2 lines 3 times in 2.5 s\n"
+                     "+3.000    pelmsim <-- ntp           pull /b: ok\n");
+}
+
+TEST_F(Remembering, TwiceIsNoRound) {
+    pull("/a");
+    pull("/a");
+    EXPECT_EQ(all(), "+0.000    pelmsim <-- ntp           pull /a: ok\n"
+                     "+0.500    pelmsim <-- ntp           pull /a: ok\n");
+}
+
+TEST_F(Remembering, AnAnswerThatNobodyWaitsForIsDroppedByARule) {
+    request("3", outcome::no_answer("time-out"));
+    stray("3");
+    EXPECT_THAT(last(), HasSubstr("x-- ntp           answer dropped: it comes too late for "
+                                  "publish /a mod: no answer (time-out)  #3"));
+    request("4", {});
+    stray("4");
+    EXPECT_THAT(last(), HasSubstr("there has been one already to its request"));
+    stray("5");
+    EXPECT_THAT(last(), HasSubstr("no request has its id"));
+}
+
+TEST_F(Remembering, ARequestToOneThatWaitsItselfIsDroppedOverThere) {
+    journal_.report({.kind = event_kind::asked,
+                     .who = ntp,
+                     .way = direction::to_peer,
+                     .method = "kickoff",
+                     .id = "9",
+                     .text = "pull /b"});
+    EXPECT_THAT(last(), HasSubstr("--x ntp           kickoff, dropped: the plugin waits for an "
+                                  "answer to pull /b, and its library drops"));
+}
+
+TEST_F(Remembering, WhatCannotBeReadIsDroppedHere) {
+    journal_.report({.kind = event_kind::unreadable,
+                     .who = ntp,
+                     .way = direction::from_peer,
+                     .why = cause::garbage,
+                     .count = 12});
+    EXPECT_THAT(last(), HasSubstr("x-- ntp           dropped: 12 bytes that begin no frame"));
+    journal_.report({.kind = event_kind::notification,
+                     .who = {role::notifier},
+                     .way = direction::from_peer,
+                     .why = cause::no_xml,
+                     .text = "<a"});
+    EXPECT_THAT(last(), HasSubstr("x-- notifier      notification, passed on to nobody: no "
+                                  "well-formed XML  2 bytes"));
+}
+
+TEST_F(Remembering, TheOldestLinesGo) {
+    for (int i = 0; i < 4097; ++i)
+        pull(i == 0 ? "/first" : "/a");
+    EXPECT_THAT(all(), HasSubstr("what came before, 1 lines, was dropped"));
+    EXPECT_THAT(all(), ::testing::Not(HasSubstr("/first")));
+}
+
+} // namespace
+} // namespace pelmsim
