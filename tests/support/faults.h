@@ -2,16 +2,23 @@
 // themselves can fail; what the C library and libxml2 do inside stays as it is.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 
-// A failing xml stands for libxml2's allocations, all others for the function of that name.
+// A failing xml stands for libxml2's allocations, json for cJSON's, all others for the function of that
+// name.
 // clang-format off
-enum class call {
-    bind, calloc, connect, epoll_create1, epoll_ctl, epoll_wait, fcntl, fopen, fstat, getpwuid,
-    listen, malloc, mmap, mremap, munmap, open, pthread_mutex_init, read, semctl, semget, semop,
-    setsockopt, shmat, shmget, socket, strdup, write, xml, xmlAddChild, count
-};
+#define EACH_CALL(X) \
+    X(bind) X(calloc) X(chown) X(connect) X(epoll_create1) X(epoll_ctl) X(epoll_wait) X(fcntl) \
+    X(fopen) X(fstat) X(ftok) X(getgrnam) X(getpwuid) X(json) X(listen) X(malloc) X(mmap) X(mremap) \
+    X(munmap) X(open) X(pthread_mutex_init) X(read) X(semctl) X(semget) X(semop) X(sendto) \
+    X(setsockopt) X(setvbuf) X(shmat) X(shmctl) X(shmget) X(socket) X(stat) X(strdup) X(system) \
+    X(unlink) X(vasprintf) X(write) X(xml) X(xmlAddChild)
+#define CALL_NAME(name) name,
+enum class call { EACH_CALL(CALL_NAME) count };
+#undef CALL_NAME
 // clang-format on
+const char* name_of(call which);
 
 // While it lives, one use of a call fails with error, after skip uses that go well; 0 leaves errno as
 // it is. Of two at a time for the same call the later one counts. A failure that never happened
@@ -41,6 +48,16 @@ private:
 // waits meanwhile: an epoll_wait that finds no event has run into its limit at once, since whatever
 // the other side does it does in watch.
 void observe(std::function<void(call)> watch);
+
+// From here on, asks decide at each use of a call whether it fails, with errno set by decide; not at those
+// of watch. Null ends it.
+void judge(std::function<bool(call)> decide);
+
+// From here on, read and write move no more than so many bytes at a time.
+void limit_transfers(std::size_t bytes);
+
+// How much memory the xml or json under way is to give.
+std::size_t wanted_bytes();
 
 // The limit of the last epoll_wait.
 int last_wait_ms();

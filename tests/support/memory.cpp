@@ -1,10 +1,12 @@
 #include "support/memory.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace {
@@ -17,6 +19,12 @@ std::ptrdiff_t mapped_bytes = 0;
 int block_count = 0;
 int gone_count = 0;
 std::size_t largest_block = 0;
+
+// All that came and did not go, and how many had come before. It outlives all others.
+std::unordered_map<void*, int>& live_blocks() {
+    static auto* const live = new std::unordered_map<void*, int>;
+    return *live;
+}
 
 std::size_t place_of_secret(const void* first, std::size_t bytes) {
     return std::string_view(static_cast<const char*>(first), bytes).find(secret);
@@ -44,6 +52,13 @@ int block_watch::count() const { return block_count - before_; }
 
 int block_watch::kept() const { return count() - (gone_count - gone_before_); }
 
+void block_watch::free_kept() const {
+    const std::unordered_map<void*, int> all = live_blocks();
+    for (const auto& [block, number] : all)
+        if (number >= before_)
+            std::free(block);
+}
+
 std::size_t block_watch::largest() const { return largest_block; }
 
 mapping_watch::mapping_watch() : before_(mapped_bytes) {}
@@ -52,17 +67,19 @@ mapping_watch::~mapping_watch() {
     EXPECT_EQ(mapped_bytes, before_) << "pages were kept, or given back twice";
 }
 
-void block_came(void* block) {
-    ++block_count;
+void block_came(void* block, bool is_empty) {
+    if (block != nullptr)
+        live_blocks()[block] = block_count++;
     largest_block = std::max(largest_block, malloc_usable_size(block));
     if (!is_watched || block == nullptr)
         return;
-    std::memset(block, 0, malloc_usable_size(block));
+    if (is_empty)
+        std::memset(block, 0, malloc_usable_size(block));
     blocks.insert(block);
 }
 
 void block_goes(void* block) {
-    gone_count += block != nullptr;
+    gone_count += static_cast<int>(live_blocks().erase(block));
     if (blocks.erase(block) == 0)
         return;
     const std::size_t place = place_of_secret(block, malloc_usable_size(block));

@@ -30,6 +30,8 @@ public:
 
     int count() const;
     int kept() const;
+    // Gives back what a library has lost.
+    void free_kept() const;
     std::size_t largest() const;
 
 private:
@@ -47,8 +49,9 @@ private:
     std::ptrdiff_t before_;
 };
 
-// For those who hand memory out and take it back. A block that has come is empty while a watch lives.
-void block_came(void* block);
+// For those who hand memory out and take it back. A block that comes without content is empty while a
+// watch lives.
+void block_came(void* block, bool is_empty);
 void block_goes(void* block);
 void block_is_forgotten(void* block);
 void pages_came(std::ptrdiff_t bytes);

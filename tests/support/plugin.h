@@ -38,6 +38,12 @@ public:
     // Once the plugin is connected, before its next call of the system, or a later one.
     void hang_up(int calls = 1) { calls_left_ = calls; }
 
+    // Whether a part of a frame came, and not yet the rest.
+    bool is_amid_a_frame() {
+        read();
+        return !input_.empty();
+    }
+
     // The bodies of the frames that came since the last time, one behind the other.
     std::string received();
 

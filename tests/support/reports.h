@@ -19,6 +19,9 @@ std::vector<std::string> plugin_log();
 // A text as printf makes it, for expected reports.
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...);
 
+// How many the process has. Whenever it is asked it counts one more.
+std::ptrdiff_t open_descriptors();
+
 // Fails the test when the process has more or fewer open descriptors at the end of the scope, and when
 // one is made in between that is not close-on-exec from the beginning.
 class descriptor_watch {
