@@ -12,6 +12,7 @@
 namespace {
 
 bool is_watched = false;
+bool is_away = false;             // the watch, for a while
 std::unordered_set<void*> blocks; // that came since then
 int texts_left = 0;
 int all_left = 0;
@@ -46,6 +47,8 @@ int secret_watch::texts() const { return texts_left; }
 
 int secret_watch::all() const { return all_left; }
 
+void look_away(bool is_away_now) { is_away = is_away_now; }
+
 block_watch::block_watch() : before_(block_count), gone_before_(gone_count) { largest_block = 0; }
 
 int block_watch::count() const { return block_count - before_; }
@@ -71,7 +74,7 @@ void block_came(void* block, bool is_empty) {
     if (block != nullptr)
         live_blocks()[block] = block_count++;
     largest_block = std::max(largest_block, malloc_usable_size(block));
-    if (!is_watched || block == nullptr)
+    if (!is_watched || is_away || block == nullptr)
         return;
     if (is_empty)
         std::memset(block, 0, malloc_usable_size(block));
@@ -80,7 +83,7 @@ void block_came(void* block, bool is_empty) {
 
 void block_goes(void* block) {
     gone_count += static_cast<int>(live_blocks().erase(block));
-    if (blocks.erase(block) == 0)
+    if (blocks.erase(block) == 0 || is_away)
         return;
     const std::size_t place = place_of_secret(block, malloc_usable_size(block));
     texts_left += place == 0;
@@ -93,7 +96,7 @@ void pages_came(std::ptrdiff_t bytes) { mapped_bytes += bytes; }
 
 void pages_go(const void* first, std::size_t bytes) {
     mapped_bytes -= static_cast<std::ptrdiff_t>(bytes);
-    if (!is_watched || place_of_secret(first, bytes) == std::string::npos)
+    if (!is_watched || is_away || place_of_secret(first, bytes) == std::string::npos)
         return;
     ++texts_left;
     ++all_left;

@@ -22,6 +22,9 @@ public:
     int all() const;
 };
 
+// From here on a watch for secrets does not look at what comes and goes, or does so again.
+void look_away(bool is_away);
+
 // Counts the blocks that come while it lives, and those that are there in the end.
 class block_watch {
 public:
