@@ -17,6 +17,7 @@ protected:
     ~Agent() override {
         fs::remove(path);
         conf_buffer_destroy(requests_);
+        (void)captured_syslog();
     }
     std::string requests() const {
         return {requests_->buf, static_cast<std::size_t>(requests_->used)};
@@ -51,29 +52,6 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
     dup2(standard_input.get(), 0);
 }
 
-TEST_F(Agent, SaysWhyTheSystemRefuses) {
-    const auto agent = conf_agent_init;
-    const auto service = conf_agent_service_enable;
-    const std::tuple<int (*)(), call, const char*> failures[] = {
-        {agent, call::socket, "Create socket failed(Input/output error)"},
-        {agent, call::connect, "Connect to agent sock addr failed(Input/output error)"},
-        {service, call::socket, "Create agent socket failed(Input/output error)"},
-        {service, call::bind, "Bind agent socket failed(Input/output error)"},
-        {service, call::listen, "Listen agent socket failed(Input/output error)"},
-        {service, call::fcntl, "Set agent service socket to nonblock failed"}};
-    for (const auto& [run, which, words] : traced(failures)) {
-        const fault one(which, EIO);
-        EXPECT_EQ(run(), -1);
-        EXPECT_EQ(captured_syslog().back(), text("<11>[ERROR] %s.\n", words));
-        conf_agent_service_disable(-1);
-        EXPECT_FALSE(fs::exists(path));
-    }
-    const fault unknown(call::getpwuid, 0);
-    errno = EIO; // of something else
-    EXPECT_EQ(conf_agent_build_session(&requests_, 1), -1);
-    expect_errors({"Get login user information failed(Success)."});
-}
-
 TEST_F(Agent, BuildsOneRequestBehindTheOther) {
     const std::string root = "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" xmlns:";
     const std::string own = root + "pelmd=\"com:vantrel:netconf:private:zerin:device:pelmd\" ";
@@ -90,47 +68,6 @@ TEST_F(Agent, BuildsOneRequestBehindTheOther) {
     EXPECT_EQ(requests(), frame_of(own + session, 0xFFFE) + frame_of(subscription, 7) +
                               frame_of(own + "message-id=\"70000\"><pelmd:get-capability/></rpc>",
                                        70000 - 65536));
-}
-
-// At first there is room for a header, but not for a body.
-TEST_F(Agent, ReportsARequestItCannotBuildAndLeavesTheBuffer) {
-    std::string filling(static_cast<std::size_t>(requests_->total - 13), '.');
-    conf_buffer_append(&requests_, filling.data(), static_cast<int>(filling.size()));
-    std::set<std::string> reports;
-    for (const call which : {call::mremap, call::getpwuid, call::xml})
-        for (const auto build :
-             {conf_agent_build_session, conf_agent_build_notify_rpc, conf_agent_build_capability})
-            fail_each(which, ENOMEM, [&](const fault& one) {
-                const std::string before = requests();
-                const int result = build(&requests_, 1);
-                EXPECT_EQ(result, one.hit() ? -1 : 0);
-                EXPECT_EQ(requests() == before, one.hit());
-                const std::vector<std::string> said = captured_syslog();
-                EXPECT_EQ(said.empty(), !one.hit());
-                reports.insert(said.begin(), said.end());
-            });
-    std::string words;
-    for (const std::string& report : reports)
-        words += report.substr(sizeof "<11>[ERROR]");
-    EXPECT_EQ(words, R"(Allocate 131072 byte(s) memory failed(Cannot allocate memory).
-Append message body to outbound buffer failed.
-Create attribution <message-id> failed.
-Create child node <agent-ppid> failed.
-Create child node <create-session> failed.
-Create child node <get-capability> failed.
-Create child node <username> failed.
-Create child node failed.
-Create namepsace <com:vantrel:netconf:private:zerin:device:pelmd> failed.
-Create namespace <urn:ietf:params:xml:ns:netconf:base:1.0> failed.
-Create root node <rpc> failed.
-Create xml buffer failed.
-Dump xml to message for <create-session> failed.
-Dump xml to message for <create-subscription> failed.
-Dump xml to message for <get-capability> failed.
-Expand buffer failed.
-Get login user information failed(Cannot allocate memory).
-[RE]Create namepsace <urn:ietf:params:xml:ns:netconf:notification:1.0> failed.
-)");
 }
 
 // In a world of its own a process cannot give files to groups.

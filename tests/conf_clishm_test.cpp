@@ -136,21 +136,6 @@ TEST_F(Table, OfAnotherProcessIsRemovedWhenItIsInTheWay) {
     }
 }
 
-TEST_F(Table, LeavesNothingBehindWhenItCannotBeCreated) {
-    const std::pair<call, const char*> steps[] = {
-        {call::shmget, "Allocate share memory for client-info"},
-        {call::shmat, "Attach share memory of client-info"},
-        {call::semget, "Allocate semaphore for client-info"},
-        {call::semctl, "Initailize semaphore for client-info"}};
-    for (const auto& [which, what] : traced(steps)) {
-        const fault one(which, ENOSPC);
-        EXPECT_EQ(conf_clishm_create(3), -1);
-        expect_errors({text("%s failed(No space left on device).", what)});
-        EXPECT_EQ(segment(), -1);
-        EXPECT_EQ(semaphore(), -1);
-    }
-}
-
 TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
     EXPECT_EXIT(_exit(conf_clishm_create(2)), testing::ExitedWithCode(0), "");
     int* const count = static_cast<int*>(shmat(segment(), nullptr, 0));
@@ -176,23 +161,10 @@ TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
     shmdt(count);
 }
 
-TEST_F(Table, OutlivesSignalsAndSaysWhatFails) {
-    ASSERT_EQ(conf_clishm_create(1), 0);
-    const fault interrupted(call::semop, EINTR);
-    EXPECT_TRUE(save(5));
-    const fault unlocking(call::semop, EIDRM, 1);
-    EXPECT_FALSE(save(6));
-    const fault locking(call::semop, EINVAL);
-    EXPECT_FALSE(holds(5));
+TEST_F(Table, RefusesNull) {
     EXPECT_EQ(conf_get_client_info(5, nullptr), -1);
     EXPECT_EQ(conf_save_client_info(nullptr), -1);
-    EXPECT_THAT(captured_syslog(),
-                ElementsAre("<12>[WARN] Unlock share memory failed(Identifier removed).\n",
-                            "<11>[ERROR] Share memory for client info is full(1).\n",
-                            "<12>[WARN] Try to lock share memory failed(Invalid argument).\n",
-                            "<12>[WARN] Get client info from sshd(5) failed.\n",
-                            "<11>[ERROR] Input parameter is not valid.\n",
-                            "<11>[ERROR] Input parameter is not valid.\n"));
+    expect_errors({"Input parameter is not valid.", "Input parameter is not valid."});
 }
 
 TEST_F(Table, LosesNothingWhenManyUseItAndSomeDieWithTheLock) {

@@ -191,48 +191,6 @@ TEST_F(Dispatch, ServesWhateverHasArrivedInOrder) {
     EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
 }
 
-TEST_F(Dispatch, SaysWhatKeptItFromAnAnswer) {
-    for (const auto& [kind, params, report] : traced(table<3>(R"(
-        config    |                        | ; Plugin ntp send reply for publish rpc failed.
-        operate   | <info/>                | ; Plugin ntp send error-reply failed.
-        subscribe | <callback>3</callback> |
-        subscribe | <callback>9</callback> | ; Plugin ntp send reply for publish rpc failed.
-        x         |                        | ; Plugin ntp send reply for x rpc failed.)"))) {
-        const fault broken(call::write, EPIPE);
-        EXPECT_EQ(outcome(kind, params), "");
-        EXPECT_TRUE(
-            log().ends_with("(Broken pipe).; Send reply message to pelmd failed." + report));
-    }
-    const fault no_memory(call::strdup, ENOMEM);
-    EXPECT_EQ(outcome("config", requests_[0][1]), "-1 Service process failed.");
-    EXPECT_EQ(log(), "Duplicated path /a failed.");
-}
-
-TEST_F(Dispatch, NeverSendsHalfAnAnswer) {
-    std::set<std::string> instead; // of an answer
-    for (const auto& [method, params] : traced(std::vector{requests_[1], requests_[2]}))
-        for (const bool has_nodes : {false, true}) {
-            callbacks.is_document = has_nodes; // so that they have to be copied
-            callbacks.nodes = has_nodes ? "<o>t</o>" : "";
-            callbacks.act = [] { return 0; };
-            const std::string whole = outcome(method, params);
-            std::optional<fault> no_memory;
-            for (int skip = 0; skip == 0 || no_memory->hit(); ++skip) {
-                callbacks.act = [&] { return no_memory.emplace(call::xml, ENOMEM, skip), 0; };
-                const std::string answered = outcome(method, params);
-                EXPECT_EQ(answered == whole, !no_memory->hit());
-                instead.insert(answered == whole ? "" : answered);
-            }
-        }
-    EXPECT_THAT(instead, ElementsAre("", "-1 Add status as a child failed.",
-                                     "-1 Build reply message failed.",
-                                     "-1 New &lt;data&gt; xml node failed.",
-                                     "-1 New &lt;ok&gt; xml node failed.",
-                                     "-1 New &lt;path&gt; xml node failed.",
-                                     "-1 New &lt;result&gt; xml node failed.",
-                                     "-1 add &lt;output&gt; xml node failed."));
-}
-
 TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
     callbacks.nodes = "<o/>";
     for (const bool is_again : {false, true})

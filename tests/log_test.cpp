@@ -58,9 +58,6 @@ TEST(Log, IsDeletedBeyondTwoMebibytesAndKeepsErrno) {
         EXPECT_EQ(errno, EXDEV);
         EXPECT_EQ(_conf_get_file_length(path) > size, size == 0x200000);
     }
-    const fault no_file(call::fopen, EMFILE);
-    _conf_write_log(DBG_INFO, "lost");
-    EXPECT_EQ(errno, EXDEV);
     EXPECT_THAT(plugin_log(), ElementsAre("INFO - line"));
 }
 

@@ -64,44 +64,6 @@ TEST(Message, IsBuiltAndFramedToTheByte) {
     EXPECT_EQ(dump(reply.get()), "<reply><result/><id>" + largest + "</id></reply>");
 }
 
-TEST(Message, IsMadeWholeOrWipedAndFreed) {
-    // Without siblings: out of memory, libxml2 itself loses those that it has copied already.
-    static const std::string body = "<a n=\"v\"><b>" + secret + "</b></a>";
-    const maker parse = [](xmlNode* child, u32_t) {
-        const conf::secret_node unused{child};
-        buffer from(frame_of(body) + frame_of("<next/>"));
-        xmlNode* root = plugin_parse_message(&from.handle);
-        EXPECT_EQ(from.bytes(), frame_of("<next/>"));
-        return root;
-    };
-    xmlSetStructuredErrorFunc(nullptr, [](void*, auto*) {}); // a host's, which hears of it, too
-    std::set<std::string> reports;
-    for (const maker make : {build_rpc, plugin_build_reply_message, parse}) {
-        const std::string whole = dump(unique_node{make(tree(body).release(), 7)}.get());
-        bool has_failed = true;
-        for (int skip = 0; has_failed; ++skip) {
-            std::optional<secret_watch> watch(std::in_place);
-            xmlNode* child = tree(body).release();
-            std::optional<fault> no_memory(std::in_place, call::xml, ENOMEM, skip);
-            const unique_node made{make(child, 7)};
-            // Newer versions of libxml2 free what there is of a tree themselves, without wiping it.
-            const bool is_parsers_own = make == parse && !made && LIBXML_VERSION >= 21300;
-            const bool is_answer = make == plugin_build_reply_message;
-            EXPECT_TRUE(watch->texts() == 0 || is_answer || is_parsers_own) << skip;
-            watch.reset();
-            has_failed = no_memory->hit();
-            no_memory.reset();
-            EXPECT_EQ(dump(made.get()), made || !has_failed ? whole : "") << skip;
-            std::ranges::move(plugin_log(), std::inserter(reports, reports.end()));
-        }
-    }
-    xmlSetStructuredErrorFunc(nullptr, nullptr);
-    EXPECT_THAT(reports, ElementsAre("ERROR - Build reply message failed.",
-                                     "ERROR - Build rpc <method = a> message failed.",
-                                     "ERROR - Copy node failed when parse plugin message.",
-                                     "ERROR - Translate rpc message to xml dom tree failed."));
-}
-
 TEST(Message, IsWipedAndFreedWhenAPartIsMissing) {
     const secret_watch watch;
     xmlNode* child = tree("<a>" + secret + "</a>").release();

@@ -38,33 +38,13 @@ TEST_F(Notifying, SendsTheBareTextOfAnElementAndTextWithItsZeroByte) {
 TEST_F(Notifying, SaysWhatIsMissingAndWhyTheSystemRefuses) {
     EXPECT_EQ(econf_notify(nullptr, node_), -1);
     EXPECT_EQ(conf_notify(name, nullptr), -1);
-    const fault first(call::socket, EMFILE);
-    EXPECT_EQ(econf_notify(name, node_), -1);
-    const fault second(call::socket, EMFILE);
-    EXPECT_EQ(conf_notify(name, data), -1);
     conf_plugin_notifier_disable(-1); // takes the file away, not the socket
     EXPECT_EQ(econf_notify(name, node_), -1);
     EXPECT_EQ(conf_notify(name, data), -1);
     EXPECT_EQ(log(), "Error input parameter(name=(nil), node=P).; "
                      "Error input parameter(list=P, node=(nil)).; "
-                     "Create notification socket failed(Too many open files).; "
-                     "Create notifier socket failed(Too many open files).; "
                      "Send notification alarm failed failed(No such file or directory).; "
                      "Send notification alarm failed failed(No such file or directory).");
-}
-
-TEST_F(Notifying, SendsNothingThatMemoryDidNotSufficeFor) {
-    std::set<std::string> reports;
-    fail_each(call::xml, ENOMEM, [&](const fault& one) {
-        const bool is_sent = econf_notify(name, node_) == 0;
-        EXPECT_EQ(is_sent, !one.hit());
-        EXPECT_EQ(received(), is_sent ? element_ : "");
-        reports.insert(log());
-    });
-    if (LIBXML_VERSION >= 21400) // a buffer there has its memory from the start
-        reports.insert("get content from xmlbuf fail.");
-    EXPECT_THAT(reports, ElementsAre("", "Create xml buffer for cache rpc failed.",
-                                     "Dump data node failed.", "get content from xmlbuf fail."));
 }
 
 TEST_F(Notifying, FailsAtOnceWhenTheQueueIsFullIfToldSo) {

@@ -23,12 +23,8 @@ TEST(Paths, LoseRepeatedPrefixesAndNeedlessQuotes) {
         EXPECT_STREQ(conf::unique_string(convert(path)).get(), expected) << path;
 }
 
-TEST(Paths, AreNullWithoutInputOrMemory) {
-    econf_plugin_config_debug(DBG_ERROR, 1);
+TEST(Paths, AreNullWithoutInput) {
     EXPECT_EQ(plugin_path_schema2std(nullptr), nullptr);
     EXPECT_EQ(plugin_path_std2db(nullptr), nullptr);
     EXPECT_EQ(conf::datastore_path_rm_quotes(nullptr), nullptr);
-    const fault no_memory(call::malloc, ENOMEM);
-    EXPECT_EQ(plugin_path_std2db("/a%n"), nullptr);
-    EXPECT_THAT(plugin_log(), ElementsAre("ERROR - Duplicated path /a%n failed."));
 }

@@ -45,25 +45,17 @@ int waiting_on(const char* path) {
 } // namespace
 
 TEST_F(Profile, LeavesAllAsItWasWhenItFails) {
-    const std::string valid = profile_of("/x"), longer(86, 'd');
-    constexpr call none = call::semop;
-    const std::tuple<call, std::string, std::string> cases[] = {
-        {call::open, valid,
-         text("Open default-pelmd-profile(%s) failed(Broken pipe).", conf::profile_path)},
-        {call::fstat, valid, "Pelmd's default-pelmd-profile is invalid."},
-        {call::mmap, valid, "Mapping default-pelmd-profile to memory failed(Broken pipe)."},
-        {call::strdup, valid, "Copy the working-dir(/x) failed(Broken pipe)."},
-        {none, "", "Pelmd's default-pelmd-profile is invalid."},
-        {none, "{\"a\":1,\n}", "Json parse error(})."},
-        {none, std::string(4096, 'x'), "Json parse error(" + std::string(236, 'x') + ")."},
-        {none, profile_of(longer),
+    const std::string longer(86, 'd');
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "Pelmd's default-pelmd-profile is invalid."},
+        {"{\"a\":1,\n}", "Json parse error(})."},
+        {std::string(4096, 'x'), "Json parse error(" + std::string(236, 'x') + ")."},
+        {profile_of(longer),
          text("The working-dir(%s) is too long for a socket address.", longer.c_str())}};
     char callers[] = "the caller's";
     char* directory = callers;
-    for (const auto& [failing, profile, report] : traced(cases)) {
-        const fault one(failing, EPIPE);
+    for (const auto& [profile, report] : traced(cases)) {
         EXPECT_EQ(load(profile, &directory), -1);
-        EXPECT_EQ(one.hit(), failing != none);
         EXPECT_EQ(log(), report);
         expect_sockets_in("/var/tmp");
         EXPECT_EQ(directory, callers);
@@ -103,29 +95,4 @@ TEST_F(Endpoint, IsForItsGroupWhateverTheMask) {
             EXPECT_FALSE(fs::exists(each.path));
         }
     EXPECT_EQ(dup(1), 0); // as many as before
-}
-
-TEST_F(Endpoint, IsNotLeftHalfMade) {
-    umask(027);
-    std::string reports;
-    for (const endpoint& each : traced(endpoints))
-        for (const call failing :
-             {call::socket, call::bind, call::listen, call::setsockopt, call::fcntl}) {
-            const fault one(failing, EPIPE);
-            const int sock = each.enable();
-            EXPECT_EQ(sock == -1, one.hit());
-            EXPECT_EQ(umask(027), 027u);
-            each.disable(sock);
-            EXPECT_FALSE(fs::exists(each.path));
-            reports += one.hit() ? log() + "\n" : "";
-        }
-    EXPECT_EQ(reports, R"(Create conf-plugin socket failed(Broken pipe).
-Bind conf-plugin socket failed(Broken pipe).
-Listen conf-plugin socket failed(Broken pipe).
-Set plugin service socket to nonblock failed.
-Create notifier socket failed(Broken pipe).
-Bind notifier socket failed(Broken pipe).
-Set socket receive buffer option failed(Broken pipe).
-Set notifier socket to nonblock failed.
-)");
 }

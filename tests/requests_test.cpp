@@ -125,35 +125,6 @@ TEST_F(Requests, SayWhatTheyAskAndTakeTheAnswer) {
     }
 }
 
-TEST_F(Requests, ReportWhatFailedWithoutMemory) {
-    start();
-    // Out of memory, libxml2 itself loses siblings that it has copied already.
-    xmlFreeNodeList(std::exchange(data_.get()->next, nullptr));
-    const auto words = table<2>(R"(
-        pull                      | send rpc to pelmd
-        pull                      | send rpc to pelmd
-        push                      | publish data
-        config deployment         | publish deployment data
-        save_deployment           | save deployment data
-        copy_deployment_to_memory | copy deployment to memory data)");
-    for (std::size_t i = 0; i < 6; ++i) {
-        const auto ask = [&] {
-            EXPECT_EQ(calls_[i](), -1);
-            const std::string sent = daemon_.received();
-            EXPECT_EQ(sent.find("<data/>"), sent.npos);
-        };
-        EXPECT_EQ(last_words_without_memory(ask), "; Build " + words[i][0] +
-                                                      " rpc for plugin ntp failed.; Plugin ntp " +
-                                                      words[i][1] + " failed.");
-    }
-    for (const std::size_t i : {0u, 3u}) { // which is reported on two floors
-        const fault no_memory(call::xml, ENOMEM);
-        EXPECT_EQ(calls_[i](), -1);
-        EXPECT_EQ(log(), "Build " + facts_[i][0] + " rpc for plugin ntp failed.; Build " +
-                             words[i][0] + " rpc for plugin ntp failed.");
-    }
-}
-
 TEST_F(Requests, HandBackWhatTheAnswerHolds) {
     start();
     for (const auto& [method, content, expected] : traced(table<3>(R"(
@@ -188,16 +159,6 @@ TEST_F(Requests, HandNothingBackWhenNothingWasFound) {
     EXPECT_EQ(econf_plugin_pull(0, "/a", &out_), -1);
     EXPECT_EQ(log(), "Invalid reply message(without <error> and <result>).; "
                      "Parse reply for plugin ntp rpc failed.");
-}
-
-TEST_F(Requests, KeepAPositionAsItIsWithoutMemory) {
-    start();
-    for (const call which : {call::strdup, call::xmlAddChild}) {
-        const fault no_memory(which, ENOMEM, which == call::xmlAddChild); // behind the parameters'
-        daemon_.will_answer(answer(R"(<result><prev>/a[b="c"]</prev></result>)"));
-        EXPECT_EQ(econf_plugin_locate(0, "/a", &out_), 0);
-        EXPECT_EQ(taken(), R"(<prev>/a[b="c"]</prev>)");
-    }
 }
 
 TEST_F(Requests, AreLoggedWhenTheyCarryData) {

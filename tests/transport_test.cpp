@@ -231,10 +231,6 @@ TEST_F(Transport, ARequestGivenUpWhenPartlyWrittenHasUsedItsId) {
 }
 
 TEST_F(Transport, SaysWhyAFrameCannotBeQueued) {
-    const unique_node reply{nodes_of("<reply/>")};
-    const auto respond_to = [&] { (void)_syn_send_reply(plugin(), reply.get()); };
-    EXPECT_EQ(last_words_without_memory(respond_to),
-              "; Create xml buffer for cache rpc failed.; Dump rpc node failed.");
     const std::pair<u32_t, std::string> cases[] = {
         {4080, "Append rpc message header to buffer failed."},
         {4070, "Append rpc message body to buffer failed."}};
@@ -262,17 +258,6 @@ TEST_F(Transport, AnAnswerCarriesTheErrorRecordedOnce) {
     EXPECT_EQ(_plugin_single_reply_send(plugin(), 0), -1);
     EXPECT_EQ(_plugin_single_reply_send(plugin(), 9), 0);
     EXPECT_EQ(daemon_.received(), result);
-}
-
-TEST_F(Transport, SaysWhyAnErrorCannotBeAnswered) {
-    const auto answer_with_error = [] {
-        _plugin_set_error(plugin(), 5, "no");
-        (void)_plugin_single_reply_send(plugin(), 9);
-    };
-    EXPECT_EQ(last_words_without_memory(answer_with_error),
-              "; Create <error> node failed.; Create <code> node failed."
-              "; Create <message> node failed.; Build reply message failed."
-              "; Send reply message to pelmd failed.");
 }
 
 TEST_F(Transport, TellsTheStepsOfARequest) {

@@ -66,17 +66,6 @@ TEST_F(Wiping, ReachesTheAnswerToAPull) {
     }
 }
 
-TEST_F(Wiping, ReachesPushedDataThatCannotBeBuilt) {
-    const unique_node data{nodes_of(element_)};
-    daemon_.fall_asleep();
-    for (const auto& push : pushes_)
-        fail_each(call::xml, ENOMEM, [&](const fault&) {
-            const int texts = left_by([&] { EXPECT_EQ(push(data.get()), -1); });
-            const bool is_built = log().find("Build") == std::string::npos;
-            EXPECT_TRUE(is_built || texts == 0);
-        });
-}
-
 TEST_F(Wiping, ReachesAValueThatCannotBeWrapped) {
     pelmd_plugin_callback_t hooks{};
     hooks.conf_plugin_pull = callback;

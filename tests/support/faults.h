@@ -61,14 +61,3 @@ std::size_t wanted_bytes();
 
 // The limit of the last epoll_wait.
 int last_wait_ms();
-
-// Lets the first use of a call fail, then the second, until run gets by without a failure. It is
-// given the fault, and may ask it afterwards whether this run was the one without.
-template <class Run> void fail_each(call which, int error, Run run) {
-    for (int skip = 0;; ++skip) {
-        const fault one(which, error, skip);
-        run(one);
-        if (!one.hit())
-            return;
-    }
-}

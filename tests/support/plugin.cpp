@@ -140,15 +140,3 @@ std::string PluginTest::log() {
             result += (result.empty() ? "" : "; ") + line.substr(line.starts_with("ERROR") ? 8 : 0);
     return std::regex_replace(result, address, "P");
 }
-
-std::string PluginTest::last_words_without_memory(const std::function<void()>& run) {
-    std::string words;
-    fail_each(call::xml, ENOMEM, [&](const fault& one) {
-        run();
-        const std::string reports = "; " + log();
-        const std::string last = reports.substr(reports.rfind("; "));
-        if (one.hit() && words.find(last) == words.npos)
-            words += last;
-    });
-    return words;
-}

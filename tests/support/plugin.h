@@ -100,10 +100,6 @@ protected:
     // Errors stand by their words alone, and an address is P.
     static std::string log();
 
-    // The last line of that log of run, behind "; ", for each allocation of libxml2 that fails it. Like
-    // ones count once.
-    static std::string last_words_without_memory(const std::function<void()>& run);
-
     descriptor_watch watch_;
     mapping_watch mappings_;
     daemon_side daemon_;
