@@ -1,0 +1,62 @@
+#include "script/suggest.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+#include <utility>
+
+namespace pelmsim {
+namespace {
+
+constexpr std::size_t longest = 1000; // the work grows with the square of the length
+
+char small(char letter) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+}
+
+bool is_same(char one, char other) { return small(one) == small(other); }
+
+// How many letters have to be changed, put in, left out or swapped to make one of the other.
+std::size_t distance(std::string_view from, std::string_view to) {
+    std::vector<std::size_t> before_last;
+    std::vector<std::size_t> last(to.size() + 1); // from the first i letters to the first j
+    std::iota(last.begin(), last.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        std::vector<std::size_t> now{i};
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const std::size_t changed = is_same(from[i - 1], to[j - 1]) ? 0 : 1;
+            now.push_back(std::min({last[j] + 1, now[j - 1] + 1, last[j - 1] + changed}));
+            if (i > 1 && j > 1 && is_same(from[i - 1], to[j - 2]) &&
+                is_same(from[i - 2], to[j - 1]))
+                now[j] = std::min(now[j], before_last[j - 2] + 1);
+        }
+        before_last = std::exchange(last, std::move(now));
+    }
+    return last.back();
+}
+
+} // namespace
+
+std::string did_you_mean(std::string_view wrong, const std::vector<std::string>& known) {
+    std::string nearest;
+    std::size_t least = longest;
+    for (const std::string& word : known) {
+        const std::size_t most = std::max(word.size(), wrong.size());
+        const std::size_t few = std::min(word.size(), wrong.size());
+        if (most > longest || (most - few) * 3 > most || word == wrong)
+            continue;
+        const std::size_t wrong_letters = distance(wrong, word);
+        if (wrong_letters * 3 > most || wrong_letters >= least)
+            continue;
+        nearest = word;
+        least = wrong_letters;
+    }
+    return nearest;
+}
+
+std::string suggestion(std::string_view wrong, const std::vector<std::string>& known) {
+    const std::string nearest = did_you_mean(wrong, known);
+    return nearest.empty() ? "" : ": did you mean " + nearest + "?";
+}
+
+} // namespace pelmsim
