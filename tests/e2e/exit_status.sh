@@ -14,6 +14,8 @@ ends() {
 }
 
 ends 1 'wrong.sim:2: expected active nobody, got nothing within 1 ms' "$1" run --script wrong.sim
+ends 1 'no plugin oen is connected: did you mean one?' "$1" run \
+    --script <(printf '%s\n' 'wait active one' 'wait active oen 1') -- test_plugin one 1
 ends 1 'wrong.sim:3: expected error 7 (text), got unheard' "$1" run --script wrong.sim
 ends 1 'wrong.sim:6: expected contains "nothing at all", got "nothing"' "$1" run --script wrong.sim
 ends 0 'ended: status 3' "$1" run --script <(echo wait output ready) -- \

@@ -21,6 +21,14 @@ TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
 
 TEST_F(Scripting, MistakesSayWhereTheyStand) {
     EXPECT_EQ(run("echo a\nfly \\\n away"), "a\nnet.sim:2: there is no command \"fly\"");
+    EXPECT_EQ(run("pubish /a mod"),
+              "net.sim:1: there is no command \"pubish\": did you mean publish?");
+    EXPECT_EQ(run("expect notificaton"),
+              "net.sim:1: \"notificaton\" is nothing to expect: did you mean notification?");
+    EXPECT_EQ(run("wait activ ntp"),
+              "net.sim:1: \"activ\" is nothing to wait for: did you mean active?");
+    EXPECT_EQ(run("show deploymnt"),
+              "net.sim:1: \"deploymnt\" is no configuration: did you mean deployment?");
     EXPECT_EQ(run("hold on"), "net.sim:1: nothing more was expected at \"on\"");
 }
 

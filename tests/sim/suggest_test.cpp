@@ -30,4 +30,17 @@ TEST(Suggesting, DoesNotGuessWildly) {
     EXPECT_EQ(did_you_mean(std::string(100'000, 'p'), {std::string(100'000, 'q')}), "");
 }
 
+TEST(Suggesting, ComparesPathsAsFarAsBothGo) {
+    const auto meant = [](const char* wrong) {
+        const std::vector<pelmsim::data_path> paths{
+            pelmsim::data_path("/net:interfaces/interface[name=\"eth0\"]/mtu"),
+            pelmsim::data_path("/system/ntp")};
+        return pelmsim::suggestion(pelmsim::data_path(wrong), paths);
+    };
+    EXPECT_EQ(meant("/system/npt/server[.=\"a\"]"), ": did you mean /system/ntp?");
+    EXPECT_EQ(meant("/interface"), ": did you mean /interfaces?");
+    EXPECT_EQ(meant("/interfaces/interface[name=\"eth1\"]/mtu"), "") << "its key is another one";
+    EXPECT_EQ(meant("/system"), "");
+}
+
 } // namespace

@@ -5,18 +5,28 @@
 #include "model/problem.h"
 #include "script/expect.h"
 #include "script/files.h"
+#include "script/known.h"
 #include "script/listing.h"
 #include "script/plugin_log.h"
 #include "script/session.h"
+#include "script/suggest.h"
 #include "script/wait.h"
 
 #include <algorithm>
+#include <map>
 
 namespace pelmsim {
 namespace {
 
 std::string or_else(const std::string& lines, const char* otherwise) {
     return lines.empty() ? otherwise : lines;
+}
+
+// Where nobody was concerned, the path may have been mistyped.
+ending verdict_at(const data_path& path, outcome how, const std::vector<data_path>& known) {
+    if (how.result == verdict::unheard)
+        how.text += suggestion(path, known);
+    return ending::verdict(std::move(how));
 }
 
 ending agents(session& on, line_reader& words) {
@@ -45,7 +55,8 @@ ending remove(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
     words.finish();
     if (on.trees.current.select(path).empty())
-        return ending::verdict(outcome::unheard("there is nothing at " + path.text()));
+        return ending::verdict(outcome::unheard("there is nothing at " + path.text() +
+                                                suggestion(path.text(), configured_paths(on))));
     return ending::verdict(
         on.daemon.publisher().change([&](tree& edited) { edited.remove(path); }));
 }
@@ -88,7 +99,10 @@ ending joined(session& on, line_reader& words) {
 ending kickoff(session& on, line_reader& words) {
     const std::string name = words.word_or("");
     words.finish();
-    return ending::verdict(on.daemon.publisher().kick_off(name));
+    outcome how = on.daemon.publisher().kick_off(name);
+    if (how.result == verdict::unheard)
+        how.text += suggestion(name, plugin_names(on));
+    return ending::verdict(std::move(how));
 }
 
 ending load(session& on, line_reader& words) {
@@ -128,7 +142,8 @@ ending notify(session& on, line_reader& words) {
 
 ending operate(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    return ending::verdict(on.daemon.publisher().operate(path, parse_nodes(words.rest())));
+    return verdict_at(path, on.daemon.publisher().operate(path, parse_nodes(words.rest())),
+                      registered_paths(on, serves::operate));
 }
 
 ending plugins(session& on, line_reader& words) {
@@ -146,7 +161,8 @@ ending publish(session& on, line_reader& words) {
         const int number = words.number_or(-1);
         oper |= number >= 0 ? number : oper_bit(words.word("an operation"));
     } while (!words.at_end());
-    return ending::verdict(on.daemon.publisher().publish(path, oper));
+    return verdict_at(path, on.daemon.publisher().publish(path, oper),
+                      registered_paths(on, serves::config));
 }
 
 ending quit(session& on, line_reader& words) {
@@ -177,7 +193,7 @@ ending send(session& on, line_reader& words) {
     const std::string name = words.word("a plugin");
     const auto to = on.daemon.plugins().find(name);
     if (to == nullptr)
-        throw problem("there is no plugin " + name);
+        throw problem("there is no plugin " + name + suggestion(name, plugin_names(on)));
     const std::string method = words.word("a method");
     unique_node params = new_element("params");
     attach(params.get(), parse_nodes(words.rest()));
@@ -188,19 +204,26 @@ ending set(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
     unique_nodes data = parse_nodes(words.rest("XML, or a text"));
     on.trees.keys.learn(path);
-    return ending::verdict(
-        on.daemon.publisher().change([&](tree& edited) { edited.set(path, std::move(data)); }));
+    return verdict_at(path, on.daemon.publisher().change([&](tree& edited) {
+        edited.set(path, std::move(data));
+    }),
+                      registered_paths(on, serves::config));
 }
 
 ending show(session& on, line_reader& words) {
-    const tree* which = &on.trees.current;
+    const std::map<std::string, const tree*> trees{{"current", &on.trees.current},
+                                                   {"deployment", &on.trees.deployment},
+                                                   {"old", &on.trees.old}};
     std::string path = words.word_or("/");
-    if (path == "current" || path == "old" || path == "deployment") {
-        which = path == "old" ? &on.trees.old : path == "deployment" ? &on.trees.deployment : which;
+    const auto named = trees.find(path);
+    const tree& which = named == trees.end() ? on.trees.current : *named->second;
+    if (named != trees.end())
         path = words.word_or("/");
-    }
     words.finish();
-    unique_nodes found = which->copy(data_path(path));
+    unique_nodes found = which.copy(data_path(path));
+    if (const std::string meant = suggestion(path, {"current", "deployment", "old"});
+        found == nullptr && !meant.empty())
+        throw problem("\"" + path + "\" is no configuration" + meant);
     ending how = ending::lines(found == nullptr ? "nothing" : pretty(found.get()));
     how.result->data = std::move(found);
     return how;
@@ -216,7 +239,8 @@ ending start(session& on, line_reader& words) {
 
 ending status(session& on, line_reader& words) {
     const data_path path(words.word("a path"));
-    return ending::verdict(on.daemon.publisher().status(path, words.rest()));
+    return verdict_at(path, on.daemon.publisher().status(path, words.rest()),
+                      registered_paths(on, serves::status));
 }
 
 ending stop(session& on, line_reader& words) {
@@ -289,6 +313,13 @@ constexpr command commands[] = {
 } // namespace
 
 std::span<const command> all_commands() { return commands; }
+
+std::vector<std::string> command_names() {
+    std::vector<std::string> names;
+    for (const command& each : commands)
+        names.emplace_back(each.name);
+    return names;
+}
 
 const command* find_command(const std::string& name) {
     const auto* const found =

@@ -6,6 +6,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace pelmsim {
 
@@ -20,6 +21,7 @@ struct command {
 };
 
 std::span<const command> all_commands(); // by their names
+std::vector<std::string> command_names();
 
 const command* find_command(const std::string& name); // or null
 

@@ -4,6 +4,8 @@
 #include "model/problem.h"
 #include "script/expect_seen.h"
 #include "script/session.h"
+#include "script/suggest.h"
+#include "script/syntax.h"
 
 #include <algorithm>
 #include <sys/wait.h>
@@ -88,7 +90,8 @@ finding judge(const std::string& what, const outcome& last, line_reader& words) 
     const auto* const kind =
         std::ranges::find_if(kinds, [&](const auto& each) { return what == each.name; });
     if (kind == std::end(kinds))
-        throw problem("\"" + what + "\" is nothing to expect");
+        throw problem("\"" + what + "\" is nothing to expect" +
+                      suggestion(what, first_keywords(expect_arguments)));
     finding made = kind->judge(last, words);
     words.finish();
     return made;

@@ -9,11 +9,11 @@ namespace pelmsim {
 class session;
 
 inline constexpr const char* expect_arguments =
-    "ok | error [CODE [TEXT]] | no-answer [WHY] | unheard [WHY] | status STATUS | "
+    "[within MS] (ok | error [CODE [TEXT]] | no-answer [WHY] | unheard [WHY] | status STATUS | "
     "xml XML | contains TEXT | lacks TEXT | recovery PLUGIN ok|error|no-answer|unheard ... | "
     "[not] pulled [by PLUGIN] [old] [PATH] | [not] pushed [by PLUGIN] [PATH [XML]] | "
     "[not] deployed [by PLUGIN] [add|delete|update [PATH [XML]] | save | copy | override] | "
-    "[not] notification [TEXT] | [not] log [TEXT]; any of these: within MS ...";
+    "[not] notification [TEXT] | [not] log [TEXT])";
 
 ending expect(session& on, line_reader& words);
 

@@ -3,7 +3,9 @@
 #include "journal/escaped.h"
 #include "model/difference.h"
 #include "model/problem.h"
+#include "script/known.h"
 #include "script/session.h"
+#include "script/suggest.h"
 
 #include <algorithm>
 
@@ -133,7 +135,7 @@ std::string describe(const plugin_request& which, bool with_plugin) {
 
 std::string doubt_of_requests(session& on, const request_wish& wish, bool is_known) {
     if (!is_known && wish.plugin && on.daemon.plugins().find(*wish.plugin) == nullptr)
-        return "there is no plugin " + *wish.plugin;
+        return "there is no plugin " + *wish.plugin + suggestion(*wish.plugin, plugin_names(on));
     return on.step.is_cut() ? "the first of many requests are kept no more" : on.step.unheard();
 }
 

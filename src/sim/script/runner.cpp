@@ -2,6 +2,7 @@
 
 #include "model/problem.h"
 #include "script/commands.h"
+#include "script/suggest.h"
 
 #include <sstream>
 
@@ -37,7 +38,7 @@ const outcome* runner::carry_out(const std::string& name, line_reader& words,
     on_.events.report({.kind = event_kind::command, .text = line, .place = on_.expected.place()});
     const command* const found = find_command(name);
     if (found == nullptr)
-        throw problem("there is no command \"" + name + "\"");
+        throw problem("there is no command \"" + name + "\"" + suggestion(name, command_names()));
     if (found->begins_step)
         on_.begin_step();
     const moment begin = on_.loop.now();
@@ -78,9 +79,7 @@ void runner::run_script(const std::string& name, const std::string& text) {
 }
 
 std::vector<std::string> runner::vocabulary() const {
-    std::vector<std::string> words;
-    for (const command& each : all_commands())
-        words.emplace_back(each.name);
+    std::vector<std::string> words = command_names();
     for (const auto& each : on_.daemon.plugins().all()) {
         words.push_back(each->name());
         for (const registration& entry : each->registrations())

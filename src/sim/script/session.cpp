@@ -2,6 +2,8 @@
 
 #include "model/problem.h"
 #include "script/files.h"
+#include "script/known.h"
+#include "script/suggest.h"
 #include "wire/process_state.h"
 
 #include <algorithm>
@@ -105,7 +107,8 @@ process& session::program(const std::string& name,
                           const std::function<bool(const process&)>& preferred) {
     process* const found = programs.find(name, preferred);
     if (found == nullptr)
-        throw problem("no program " + name + " was started");
+        throw problem("no program " + name + " was started" +
+                      suggestion(name, program_names(*this)));
     return *found;
 }
 

@@ -35,6 +35,16 @@ std::size_t distance(std::string_view from, std::string_view to) {
     return last.back();
 }
 
+std::string names_of_first(const data_path& path, std::size_t steps) {
+    data_path part = path;
+    part.steps.resize(std::min(steps, part.steps.size()));
+    return part.names();
+}
+
+std::string in_words(const std::string& meant) {
+    return meant.empty() ? "" : ": did you mean " + meant + "?";
+}
+
 } // namespace
 
 std::string did_you_mean(std::string_view wrong, const std::vector<std::string>& known) {
@@ -55,8 +65,23 @@ std::string did_you_mean(std::string_view wrong, const std::vector<std::string>&
 }
 
 std::string suggestion(std::string_view wrong, const std::vector<std::string>& known) {
-    const std::string nearest = did_you_mean(wrong, known);
-    return nearest.empty() ? "" : ": did you mean " + nearest + "?";
+    return in_words(did_you_mean(wrong, known));
+}
+
+std::string suggestion(const data_path& wrong, const std::vector<data_path>& known) {
+    const std::size_t all = wrong.steps.size();
+    for (std::size_t steps = all; steps > 0; --steps) {
+        const std::string part = names_of_first(wrong, steps);
+        std::vector<std::string> comparable;
+        for (const data_path& each : known)
+            if (each.steps.size() == steps || (each.steps.size() > steps && steps == all))
+                comparable.push_back(names_of_first(each, steps));
+        if (std::ranges::find(comparable, part) != comparable.end())
+            return {};
+        if (const std::string nearest = did_you_mean(part, comparable); !nearest.empty())
+            return in_words(nearest);
+    }
+    return {};
 }
 
 } // namespace pelmsim

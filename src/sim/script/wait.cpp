@@ -3,6 +3,8 @@
 #include "journal/wording.h"
 #include "model/problem.h"
 #include "script/session.h"
+#include "script/suggest.h"
+#include "script/syntax.h"
 #include "script/wait_reasons.h"
 
 #include <algorithm>
@@ -72,7 +74,8 @@ condition condition_of(const std::string& what, session& on, const std::string& 
     const auto* const kind =
         std::ranges::find_if(kinds, [&](const auto& each) { return what == each.name; });
     if (kind == std::end(kinds))
-        throw problem("\"" + what + "\" is nothing to wait for");
+        throw problem("\"" + what + "\" is nothing to wait for" +
+                      suggestion(what, first_keywords(wait_arguments)));
     return kind->make(on, name);
 }
 

@@ -1,7 +1,9 @@
 #include "script/wait_reasons.h"
 
 #include "daemon/explain.h"
+#include "script/known.h"
 #include "script/session.h"
+#include "script/suggest.h"
 #include "wire/process_state.h"
 
 #include <algorithm>
@@ -43,8 +45,8 @@ std::string describe_strangers(session& on) {
 std::string describe_plugin(session& on, const std::string& name) {
     const auto found = on.daemon.plugins().find(name);
     if (found == nullptr)
-        return "no plugin " + name + " is connected\n" + describe_strangers(on) +
-               describe_programs(on);
+        return "no plugin " + name + " is connected" + suggestion(name, plugin_names(on)) + "\n" +
+               describe_strangers(on) + describe_programs(on);
     const char* const state = found->has_lost_its_process() ? "is gone"
                               : found->is_active()          ? "is active"
                                                             : "is registered, but not active";
