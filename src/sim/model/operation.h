@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace pelmsim {
 
@@ -10,5 +11,7 @@ std::string oper_text(int oper);
 
 // The bit of one name; throws problem.
 int oper_bit(const std::string& name);
+
+std::vector<std::string> oper_names();
 
 } // namespace pelmsim

@@ -301,7 +301,7 @@ constexpr command commands[] = {
     {"send", "PLUGIN METHOD [XML]", "send a request with these parameters as they are", send, acts},
     {"set", "PATH XML", "change the configuration and publish that", set, acts},
     {"show", "[current|old|deployment] [PATH]", "show a configuration", show},
-    {"start", "PROGRAM [ARGUMENT...]", "start a program beside the plugin", start, acts},
+    {"start", "FILE [ARGUMENT...]", "start a program beside the plugin", start, acts},
     {"status", "PATH [FILTER]", "ask for a status", status, acts},
     {"stop", "PROGRAM", "end a program that was started", stop, acts},
     {"timeline", "[LINES]", "show what went to and fro, and what was dropped", timeline},

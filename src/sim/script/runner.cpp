@@ -78,14 +78,4 @@ void runner::run_script(const std::string& name, const std::string& text) {
         throw problem(place + "nothing follows the backslash");
 }
 
-std::vector<std::string> runner::vocabulary() const {
-    std::vector<std::string> words = command_names();
-    for (const auto& each : on_.daemon.plugins().all()) {
-        words.push_back(each->name());
-        for (const registration& entry : each->registrations())
-            words.push_back(entry.path.text());
-    }
-    return words;
-}
-
 } // namespace pelmsim

@@ -1,6 +1,7 @@
 // Runs lines, one by one, of a script or of the prompt.
 #pragma once
 
+#include "script/completion.h"
 #include "script/line_reader.h"
 #include "script/session.h"
 
@@ -29,8 +30,10 @@ public:
     // Runs a script to its end; a line that is no command throws problem, with its place.
     void run_script(const std::string& name, const std::string& text);
 
-    // Words that may stand in a line: commands, names of plugins and their paths.
-    std::vector<std::string> vocabulary() const;
+    // How the line may go on that has been entered so far.
+    completion complete(const std::string& line) const {
+        return pelmsim::complete(on_, begun_ + line);
+    }
 
 private:
     const outcome* carry_out(const std::string& name, line_reader& words, const std::string& line);

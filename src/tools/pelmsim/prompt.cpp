@@ -1,7 +1,6 @@
 #include "prompt.h"
 
-#include "journal/escaped.h"
-
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +13,7 @@ namespace {
 constexpr const char* text_before = "pelmsim> ";
 constexpr const char* text_within = "       > ";
 constexpr int most_lines_kept = 1000;
+char blanks[] = " \t";
 constexpr const char* clear_line = "\r\033[K";
 
 prompt* the_prompt = nullptr; // the one that the line editor works for
@@ -25,11 +25,10 @@ std::string history_file() {
 
 } // namespace
 
-prompt::prompt(event_loop& loop, terminal& out,
-               std::function<std::vector<std::string>()> vocabulary)
+prompt::prompt(event_loop& loop, terminal& out, completer completed)
     : loop_(loop),
       out_(out),
-      vocabulary_(std::move(vocabulary)),
+      completed_(std::move(completed)),
       history_file_(history_file()),
       text_(text_before) {
     the_prompt = this;
@@ -37,6 +36,7 @@ prompt::prompt(event_loop& loop, terminal& out,
     stifle_history(most_lines_kept);
     (void)read_history(history_file_.c_str()); // there may be none yet
     rl_attempted_completion_function = complete;
+    rl_completer_word_break_characters = blanks;
     rl_callback_handler_install(text_before, take_line);
     loop_.watch(STDIN_FILENO, POLLIN, [](short) { rl_callback_read_char(); });
     out_.before_output = [] { (void)std::fputs(clear_line, stdout); };
@@ -84,17 +84,23 @@ void prompt::show(const char* text) {
     rl_forced_update_display();
 }
 
-char** prompt::complete(const char* text, int, int) {
+char** prompt::complete(const char* text, int, int end) {
     rl_attempted_completion_over = 1; // no file names
-    the_prompt->find_candidates(text);
+    const std::string line(rl_line_buffer, static_cast<std::size_t>(end));
+    the_prompt->find_candidates(line, std::strlen(text));
     return rl_completion_matches(text, next_candidate);
 }
 
-void prompt::find_candidates(const char* text) {
-    candidates_ = vocabulary_();
-    std::erase_if(candidates_, [&](const std::string& word) {
-        return !word.starts_with(text) || word != escaped(word); // a terminal obeys the latter
-    });
+// To the line editor a word may begin later than it does, at a blank between brackets: of each it
+// is given what is behind that.
+void prompt::find_candidates(const std::string& line, std::size_t kept) {
+    completion found = completed_(line);
+    const std::size_t before = found.begun.size() - std::min(kept, found.begun.size());
+    for (std::string& word : found.words)
+        word.erase(0, before);
+    candidates_ = std::move(found.words);
+    const bool goes_on = candidates_.size() == 1 && candidates_.front().ends_with('/');
+    rl_completion_append_character = goes_on ? 0 : ' ';
 }
 
 // Called again and again: the next word, for the line editor to free.

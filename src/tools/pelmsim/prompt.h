@@ -1,6 +1,7 @@
 // The prompt: a line editor with completion, and a history that is kept in a file.
 #pragma once
 
+#include "script/completion.h"
 #include "terminal.h"
 #include "wire/loop.h"
 
@@ -14,7 +15,9 @@ namespace pelmsim {
 // At most one at a time: the line editor is one for the whole process.
 class prompt {
 public:
-    prompt(event_loop& loop, terminal& out, std::function<std::vector<std::string>()> vocabulary);
+    using completer = std::function<completion(const std::string& line)>;
+
+    prompt(event_loop& loop, terminal& out, completer completed);
     prompt(const prompt&) = delete;
     prompt& operator=(const prompt&) = delete;
     ~prompt();
@@ -37,15 +40,15 @@ private:
     static char* next_candidate(const char* text, int state);
 
     void show(const char* text);
-    void find_candidates(const char* text);
+    void find_candidates(const std::string& line, std::size_t kept);
 
     event_loop& loop_;
     terminal& out_;
-    std::function<std::vector<std::string>()> vocabulary_;
+    completer completed_;
     const std::string history_file_; // none when empty
     const char* text_;               // that the line begins with
     std::deque<std::optional<std::string>> lines_;
-    std::vector<std::string> candidates_; // words that may stand where one is completed
+    std::vector<std::string> candidates_; // ends of a word that may stand where one is completed
 };
 
 } // namespace pelmsim

@@ -47,7 +47,7 @@ inputs read_inputs(const serving_options& given, bool pipe_is_script) {
 }
 
 void run_prompt(session& on, runner& commands, terminal& out, signal_events& signals) {
-    prompt lines(on.loop, out, [&] { return commands.vocabulary(); });
+    prompt lines(on.loop, out, [&](const std::string& line) { return commands.complete(line); });
     signals.let_interrupts_cancel();
     while (!on.has_quit) {
         if (!on.serve_until([&] { return lines.has_line(); })) {
