@@ -151,6 +151,11 @@ ending plugins(session& on, line_reader& words) {
     return ending::lines(or_else(list_plugins(on.daemon.plugins()), "no plugins"));
 }
 
+ending programs(session& on, line_reader& words) {
+    words.finish();
+    return ending::lines(or_else(list_programs(on.programs), "no programs"));
+}
+
 ending publish(session& on, line_reader& words) {
     const std::string name = words.word("a path");
     if (!name.starts_with('/')) // more likely an operation, and the path was forgotten
@@ -293,6 +298,7 @@ constexpr command commands[] = {
     {"notify", "XML", "send a notification to the agents that subscribed", notify, acts},
     {"operate", "PATH [XML]", "invoke an operation with input", operate, acts},
     {"plugins", "", "list the plugins and what they registered", plugins},
+    {"programs", "", "list the programs that were started", programs},
     {"publish", "PATH OPER...", "publish operation bits for a path; nothing is changed", publish,
      acts},
     {"quit", "", "end everything", quit},

@@ -52,6 +52,16 @@ std::string list_plugins(const plugin_table& all) {
     return lines;
 }
 
+std::string list_programs(const process_table& all) {
+    std::string lines;
+    for (const process& each : all.all())
+        lines +=
+            columns({{each.name, 16},
+                     {"pid " + std::to_string(each.pid), 14},
+                     {each.status ? "ended: " + describe_status(*each.status) : "running", 1}});
+    return lines;
+}
+
 std::string list_agents(const agent_table& all) {
     std::string lines;
     for (const auto& each : all.all()) {

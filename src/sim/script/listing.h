@@ -3,6 +3,7 @@
 
 #include "daemon/agents.h"
 #include "daemon/plugins.h"
+#include "script/processes.h"
 
 #include <string>
 #include <utility>
@@ -16,5 +17,6 @@ std::string columns(const std::vector<std::pair<std::string, std::size_t>>& cell
 // One line for each, and for each path of a plugin; empty when there is none.
 std::string list_plugins(const plugin_table& all);
 std::string list_agents(const agent_table& all);
+std::string list_programs(const process_table& all);
 
 } // namespace pelmsim
