@@ -48,3 +48,6 @@ ends 2 ' is not a data path: it has more than 256 steps' \
 # A program that never stops printing keeps nothing else from its turn.
 ends 0 '' "$1" run --script <(printf '%s\n' 'start yes' 'wait output y')
 ends 0 'pelmsim 1.' "$1" --version
+ends 0 '2 commands, 1 expectation: all hold' "$1" run --script <(printf '%s\n' show 'expect ok')
+ends 1 '1 command, 1 expectation: 1 does not hold' "$1" run --script <(echo 'expect error')
+ends 0 '10000' "$1" run --help

@@ -39,6 +39,7 @@ const outcome* runner::carry_out(const std::string& name, line_reader& words,
     const command* const found = find_command(name);
     if (found == nullptr)
         throw problem("there is no command \"" + name + "\"" + suggestion(name, command_names()));
+    ++on_.commands;
     if (found->begins_step)
         on_.begin_step();
     const moment begin = on_.loop.now();

@@ -51,6 +51,7 @@ public:
     wait_progress waited;
     std::filesystem::path directory; // that files are looked for in
     bool has_quit = false;
+    int commands = 0; // that were begun
 
 private:
     void hang_up();

@@ -28,8 +28,9 @@ void add_desk_options(CLI::App& command, serving_options& given) {
 void add_serving_options(CLI::App& command, serving_options& given) {
     add_desk_options(command, given);
     command.add_option("--deployment", given.deployment,
-                       "XML file that keeps the deployment store");
-    command.add_option("--script", given.script, "File with commands; - is the standard input");
+                       "XML file that keeps the deployment store; otherwise it goes in the end");
+    command.add_option("--script", given.script,
+                       "File with commands; - is the standard input; otherwise there is a prompt");
     command.add_flag("--json", given.json,
                      "Print events as JSON lines, and read commands as such unless --script is "
                      "given");
@@ -49,8 +50,9 @@ CLI::App& add_test(CLI::App& app, test_options& given) {
         *app.add_subcommand("test", "Run scripts as tests, each in a private world of its own");
     add_desk_options(command, given.each);
     add_world_options(command, given.each);
-    command.add_option("-j,--jobs", given.jobs, "Scripts to run at once; otherwise 1")
-        ->check(CLI::Range(1, INT_MAX));
+    command.add_option("-j,--jobs", given.jobs, "Scripts to run at once")
+        ->check(CLI::Range(1, INT_MAX))
+        ->capture_default_str();
     command.add_option("scripts", given.scripts, "Scripts, or folders of *.sim files")
         ->option_text("SCRIPT|FOLDER...")
         ->required();

@@ -107,6 +107,19 @@ void leave_counts(const expectations& made, const serving_options& given) {
         *given.counts = {made.count(), made.failures()};
 }
 
+std::string counted(int count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string summary(const session& on) {
+    const int failures = on.expected.failures();
+    const std::string failed = failures == 0   ? "all hold"
+                               : failures == 1 ? "1 does not hold"
+                                               : std::to_string(failures) + " do not hold";
+    return counted(on.commands, "command") + ", " + counted(on.expected.count(), "expectation") +
+           (on.expected.count() == 0 ? "" : ": " + failed) + "\n";
+}
+
 // Those who read what happens: people, or a program.
 struct readers {
     readers(const serving_options& given, event_loop& loop)
@@ -130,6 +143,14 @@ struct readers {
     text_sink text;
     std::optional<json_output> json;
 };
+
+// A test has a line of its own, and a program reads no sentence.
+void conclude(const session& on, const serving_options& given, bool had_script,
+              const terminal& out) {
+    leave_counts(on.expected, given);
+    if (had_script && !given.json && given.counts == nullptr)
+        out.print(summary(on));
+}
 
 int serve(const serving_options& given, inputs read) {
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
@@ -158,7 +179,7 @@ int serve(const serving_options& given, inputs read) {
     if (reading.json)
         reading.json->let_session_end();
     on.end();
-    leave_counts(on.expected, given);
+    conclude(on, given, read.commands.has_value(), reading.out);
     const bool all_read = !reading.json || reading.json->finish();
     if (json_commands.mistakes() > 0)
         throw problem("mistakes on the standard input: " +
