@@ -51,3 +51,5 @@ ends 0 'pelmsim 1.' "$1" --version
 ends 0 '2 commands, 1 expectation: all hold' "$1" run --script <(printf '%s\n' show 'expect ok')
 ends 1 '1 command, 1 expectation: 1 does not hold' "$1" run --script <(echo 'expect error')
 ends 0 '10000' "$1" run --help
+ends 0 'The daemon hung up' "$1" explain An error epoll event 'occur(0x2015).'
+ends 1 'nothing is known of "publishng": did you mean Publishing?' "$1" explain publishng

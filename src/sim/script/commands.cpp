@@ -4,6 +4,7 @@
 #include "model/operation.h"
 #include "model/problem.h"
 #include "script/expect.h"
+#include "script/explain.h"
 #include "script/files.h"
 #include "script/known.h"
 #include "script/listing.h"
@@ -65,6 +66,8 @@ ending echo(session& on, line_reader& words) {
     on.events.report({.kind = event_kind::heading, .text = words.rest()});
     return {};
 }
+
+ending explain_words(session&, line_reader& words) { return ending::lines(explain(words.rest())); }
 
 ending help(session&, line_reader& words) {
     const std::string wanted = words.word_or("");
@@ -287,6 +290,8 @@ constexpr command commands[] = {
     {"echo", "TEXT", "print a heading", echo},
     {"expect", expect_arguments, "compare how the last command came out, and what came of it",
      expect},
+    {"explain", "[CODE | MESSAGE | PATH | TOPIC]",
+     "say what the documents say of it; list their topics", explain_words},
     {"help", "[COMMAND]", "list the commands", help},
     {"hold", "", "stop reading notifications, so that their queue fills up", hold},
     {"joined", "on|off", "whether requests arrive in the same read as the answers before", joined},

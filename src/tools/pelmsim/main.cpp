@@ -2,8 +2,10 @@
 #include "clients.h"
 #include "doctor.h"
 #include "journal/escaped.h"
+#include "model/problem.h"
 #include "model/xml.h"
 #include "new.h"
+#include "script/explain.h"
 #include "serving.h"
 #include "test.h"
 #include "wire/loop.h"
@@ -18,10 +20,14 @@ namespace {
 
 using namespace pelmsim;
 
+constexpr int unknown_topic = 1;
+
 void add_desk_options(CLI::App& command, serving_options& given) {
-    command.add_option("--config", given.config, "XML file with the configuration");
+    command.add_option("--config", given.config,
+                       "XML file with the configuration; otherwise it is empty");
     command.add_option("--timeout", given.timeout_ms, "Milliseconds to wait for answers")
-        ->check(CLI::Range(1, INT_MAX));
+        ->check(CLI::Range(1, INT_MAX))
+        ->capture_default_str();
     command.add_flag("--trace", given.trace, "Show every frame");
 }
 
@@ -43,6 +49,22 @@ void add_world_options(CLI::App& command, serving_options& given) {
                      "Stay in the world it is started in, which is private already");
     command.add_flag("--in-place", given.in_place,
                      "Where namespaces are refused to root, use the machine's own places");
+}
+
+CLI::App& add_run(CLI::App& app, serving_options& given) {
+    CLI::App& command =
+        *app.add_subcommand("run", "Serve one plugin in a private world, without root");
+    add_serving_options(command, given);
+    add_world_options(command, given);
+    command.add_option("plugin", given.plugin, "The plugin and its arguments, after --");
+    return command;
+}
+
+CLI::App& add_serve(CLI::App& app, serving_options& given) {
+    CLI::App& command =
+        *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");
+    add_serving_options(command, given);
+    return command;
 }
 
 CLI::App& add_test(CLI::App& app, test_options& given) {
@@ -88,26 +110,42 @@ CLI::App& add_new(CLI::App& app, new_options& given) {
     return command;
 }
 
+CLI::App& add_explain(CLI::App& app, std::vector<std::string>& words) {
+    CLI::App& command = *app.add_subcommand("explain", "Say what the documents say of something");
+    command.add_option("what", words, "What to explain; otherwise all topics are listed")
+        ->option_text("CODE|MESSAGE|PATH|TOPIC");
+    return command;
+}
+
+int explain_words(const std::vector<std::string>& words) {
+    std::string what;
+    for (const std::string& each : words)
+        what += (what.empty() ? "" : " ") + each;
+    try {
+        std::printf("%s\n", escaped(explain(what), "\n").c_str());
+        return 0;
+    } catch (const problem& why) {
+        (void)std::fprintf(stderr, "pelmsim: %s\n", escaped(why.what()).c_str());
+        return unknown_topic;
+    }
+}
+
 int run_command(int argc, char** argv) {
     serving_options given;
     test_options tests;
     new_options project;
+    std::vector<std::string> words;
     CLI::App app("Plays the configuration daemon for the authors of plugins and agents.",
                  "pelmsim");
     app.require_subcommand(1);
     app.set_version_flag("--version", "pelmsim " PELM_VERSION);
-    CLI::App& in_private =
-        *app.add_subcommand("run", "Serve one plugin in a private world, without root");
-    add_serving_options(in_private, given);
-    add_world_options(in_private, given);
-    in_private.add_option("plugin", given.plugin, "The plugin and its arguments, after --");
+    const CLI::App& in_private = add_run(app, given);
     const CLI::App& testing = add_test(app, tests);
     if (argc > 1 && std::strcmp(argv[1], "test") == 0)
         tests.each.plugin = take_plugin(argc, argv);
-    CLI::App& in_public =
-        *app.add_subcommand("serve", "Serve plugins that are started elsewhere on this machine");
-    add_serving_options(in_public, given);
+    const CLI::App& in_public = add_serve(app, given);
     const CLI::App& making = add_new(app, project);
+    const CLI::App& explaining = add_explain(app, words);
     const CLI::App& clients = *app.add_subcommand("clients", "Show the table of clients");
     app.add_subcommand("doctor", "Look for what is wrong on this machine");
     try {
@@ -124,6 +162,8 @@ int run_command(int argc, char** argv) {
         return serve_in_public(given);
     if (making)
         return make_project(project);
+    if (explaining)
+        return explain_words(words);
     return clients ? show_clients() : examine_machine();
 }
 

@@ -1,0 +1,11 @@
+# The documents that "explain" looks things up in become a function that hands out their texts.
+set(embedded "#include \"script/documents.h\"\n\nstd::vector<pelmsim::document> pelmsim::all_documents() {\n    return {\n")
+foreach(name messages.md pelmsim.md tutorial.md testing.md journal.md compatibility.md security.md)
+  set(file ${PROJECT_SOURCE_DIR}/docs/${name})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  file(READ ${file} text)
+  string(APPEND embedded "{\"${name}\", R\"~~(${text})~~\"},\n")
+endforeach()
+string(APPEND embedded "    };\n}\n")
+file(CONFIGURE OUTPUT documents.cpp CONTENT "${embedded}" @ONLY)
+target_sources(pelmsim_script PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/documents.cpp)
