@@ -75,6 +75,15 @@ TEST_F(Lines, ComeFromFilesThatNoLoopCanWaitFor) {
     EXPECT_EQ(lines.take(), std::nullopt);
 }
 
+TEST_F(Lines, ThatHaveNoEndKeepNobodyFromEndingTheWait) {
+    const unique_fd zeros(open("/dev/zero", O_RDONLY | O_CLOEXEC));
+    line_input lines(loop_, zeros.get(), 5);
+    EXPECT_FALSE(lines.is_ready());
+    loop_.stop();
+    const auto is_ready = [&] { return lines.is_ready(); };
+    EXPECT_THROW(loop_.run_until(is_ready, milliseconds(1)), stopped);
+}
+
 TEST_F(Lines, AreKeptForAReaderThatIsSlow) {
     line_output lines(loop_, pipe_.writing.get(), milliseconds(1), lost_);
     const std::string much(std::size_t{1024} * 1024, 'x');

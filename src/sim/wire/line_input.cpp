@@ -8,6 +8,8 @@
 namespace pelmsim {
 namespace {
 
+constexpr int most_reads = 16; // at once, of what may have no end
+
 // A file, which no loop can wait for, always has something: its end, at last.
 bool has_something(int fd) {
     pollfd one{fd, POLLIN, 0};
@@ -20,10 +22,13 @@ line_input::line_input(event_loop& loop, int fd, std::size_t longest)
     : loop_(loop), fd_(fd), longest_(longest) {}
 
 bool line_input::is_ready() {
-    while (!has_line() && !ended_ && has_something(fd_))
+    for (int i = 0; i < most_reads && !has_line() && !ended_ && has_something(fd_); ++i)
         read_some();
     const bool ready = has_line() || ended_;
-    watch(!ready);
+    const bool has_more = !ready && has_something(fd_);
+    watch(!ready && !has_more);
+    if (has_more)
+        soon_ = loop_.after(milliseconds(0), [] {});
     return ready;
 }
 

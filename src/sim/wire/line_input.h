@@ -19,7 +19,8 @@ public:
     line_input& operator=(const line_input&) = delete;
     ~line_input() { watch(false); }
 
-    // Whether a line is there, or the end; until then the loop wakes up when something comes.
+    // Whether a line is there, or the end; until then the loop wakes up when something comes. It is
+    // served in between, however fast somebody writes.
     bool is_ready();
 
     // The next line, without its end; nothing at the end.
@@ -38,6 +39,7 @@ private:
     std::size_t end_of_line_ = std::string::npos;
     bool ended_ = false;
     bool watched_ = false;
+    timer soon_; // there is more to read
 };
 
 } // namespace pelmsim
