@@ -16,6 +16,7 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
+    EXPECT_EQ(run("echo a\\\r\nb\r\n"), "a b\n"); // as some editors end lines
     EXPECT_EQ(run("# nothing\n\necho a\\\nb\nquit\necho c"), "a b\n");
 }
 
@@ -43,6 +44,17 @@ TEST_F(Scripting, AValueIsMissingOrEmptyButNeverBoth) {
     EXPECT_EQ(run("set /a"), "net.sim:1: XML, or a text is missing");
     lines_.run("set /a \"\"");
     EXPECT_EQ(on_.trees.current.text(), "<a/>");
+}
+
+TEST_F(Scripting, WhatWouldAlwaysHoldCannotBeExpected) {
+    for (const char* line : {"expect contains", "expect lacks", "wait output \"\""})
+        EXPECT_EQ(run(line), "net.sim:1: a text is missing") << line;
+    EXPECT_THAT(run("wait closed nobody 0"), HasSubstr("expected closed nobody, got nothing"));
+}
+
+TEST_F(Scripting, ACodeIsANumber) {
+    for (const char* line : {"expect error not now", "answer pull error not now"})
+        EXPECT_EQ(run(line), "net.sim:1: the error's code is missing: a number") << line;
 }
 
 TEST_F(Scripting, QuotesAreClosed) {

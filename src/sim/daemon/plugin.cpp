@@ -36,6 +36,7 @@ peer plugin::who() const { return {role::plugin, name_, pid(), !name_.empty()}; 
 
 void plugin::register_as(const std::string& name, std::vector<registration> registrations) {
     name_ = name;
+    owner_.has_registered(name);
     registrations_ = std::move(registrations);
 }
 

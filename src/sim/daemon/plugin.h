@@ -19,6 +19,7 @@ class plugin_owner : public connection_owner {
 public:
     virtual event_loop& loop() = 0;
     virtual bool is_taken(const std::string& name) const = 0;
+    virtual void has_registered(const std::string& name) = 0;
 
     // Whether a request is to arrive in the same read as the answer before it; otherwise it never does.
     virtual bool joins_requests() const = 0;

@@ -4,6 +4,8 @@
 #include "daemon/peer_table.h"
 #include "daemon/plugin.h"
 
+#include <set>
+
 namespace pelmsim {
 
 // Whoever answers what plugins ask.
@@ -26,11 +28,17 @@ public:
 
     std::shared_ptr<plugin> find(const std::string& name) const; // registered, or null
 
+    // Whether one of that name was registered, and is not now.
+    bool has_gone(const std::string& name) const {
+        return names_.contains(name) && find(name) == nullptr;
+    }
+
 private:
     event_loop& loop() override { return watched_by(); }
     bool joins_requests() const override { return joined_; }
     bool is_debugged(pid_t pid) override { return around().is_debugged(pid); }
     bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
+    void has_registered(const std::string& name) override { names_.insert(name); }
     std::optional<reply> serve(plugin& from, const std::string& method,
                                const xmlNode* params) override {
         return handler_.serve(from, method, params);
@@ -38,6 +46,7 @@ private:
 
     request_handler& handler_;
     bool joined_ = false;
+    std::set<std::string> names_; // of all that were ever here
 };
 
 } // namespace pelmsim

@@ -44,7 +44,7 @@ ending answer(session& on, line_reader& words) {
     if (how == "nothing")
         arranged = {.silence = true};
     if (how == "error") {
-        const int code = words.number_or(-1);
+        const int code = words.number("the error's code");
         arranged = {.code = code, .text = words.rest()};
     }
     words.finish();

@@ -20,7 +20,7 @@ finding ok(const outcome& last, line_reader&) { return {last.is_ok(), "ok", last
 finding error(const outcome& last, line_reader& words) {
     if (words.at_end())
         return {last.result == verdict::error, "error", last.describe()};
-    const int code = words.number_or(-1);
+    const int code = words.number("the error's code");
     const std::string text = words.rest();
     const bool same_text = text.empty() || text == last.text;
     return {last.result == verdict::error && code == last.code && same_text,
@@ -62,14 +62,22 @@ finding xml(const outcome& last, line_reader& words) {
             describe_difference(nodes.get(), last.data.get())};
 }
 
+// Nothing at all is in every text.
+std::string text_to_find(line_reader& words) {
+    std::string text = words.rest();
+    if (text.empty())
+        throw problem("a text is missing");
+    return text;
+}
+
 finding contains(const outcome& last, line_reader& words) {
-    const std::string text = words.rest();
+    const std::string text = text_to_find(words);
     const std::string all = last.shown + last.xml();
     return {all.find(text) != std::string::npos, "contains " + in_quotes(text), in_quotes(all)};
 }
 
 finding lacks(const outcome& last, line_reader& words) {
-    const std::string text = words.rest();
+    const std::string text = text_to_find(words);
     const std::string all = last.shown + last.xml();
     if (last.result == verdict::unheard) // nothing can be said of what is not there at all
         return {false, "lacks " + in_quotes(text), last.describe()};

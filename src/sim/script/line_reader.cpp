@@ -51,6 +51,14 @@ std::string line_reader::word(const char* what) {
     return take_word();
 }
 
+int line_reader::number(const char* what) {
+    const std::size_t begin = place();
+    const int found = number_or(0);
+    if (place() == begin)
+        throw problem(std::string(what) + " is missing: a number");
+    return found;
+}
+
 int line_reader::number_or(int otherwise) {
     int number = 0;
     const std::string_view next = at_end() ? std::string_view() : upcoming();

@@ -21,6 +21,9 @@ public:
     std::string word(const char* what);
     std::string word_or(const char* otherwise) { return at_end() ? otherwise : take_word(); }
 
+    // The next word, a number. Throws problem when it is none.
+    int number(const char* what);
+
     // A number if one comes next.
     int number_or(int otherwise);
 

@@ -53,7 +53,7 @@ const outcome* runner::carry_out(const std::string& name, line_reader& words,
 }
 
 void runner::take(const std::string& line) {
-    begun_ += line;
+    begun_ += line.substr(0, line.ends_with('\r') ? line.size() - 1 : line.size());
     if (begun_.ends_with('\\'))
         begun_.back() = ' ';
     else

@@ -26,7 +26,7 @@ condition active(session& on, const std::string& name) {
 }
 
 condition closed(session& on, const std::string& name) {
-    return [&on, name] { return on.daemon.plugins().find(name) == nullptr; };
+    return [&on, name] { return on.daemon.plugins().has_gone(name); };
 }
 
 process& program_to_end(session& on, const std::string& name) {
@@ -38,6 +38,8 @@ condition exited(session& on, const std::string& name) {
 }
 
 condition output(session& on, const std::string& text) {
+    if (text.empty()) // which is in every output
+        throw problem("a text is missing");
     return [&on, text] {
         const std::size_t found = on.programs.output().find(text, on.waited.output);
         if (found != std::string::npos)
