@@ -25,7 +25,7 @@ public:
             columns_ = std::max(columns_, static_cast<int>(escaped(each.script()).size()));
     }
 
-    void show(const test_child& test) {
+    void show(test_child& test) {
         const std::string why = test.complaint();
         std::printf("%s  %-*s  %3d expectation%-1s  %6.2f s%s%s\n", mark(why.empty()), columns_,
                     escaped(test.script()).c_str(), test.expectations(),
@@ -33,6 +33,7 @@ public:
                     why.c_str());
         if (!why.empty())
             show_transcript(test.transcript());
+        test.forget_transcript();
         (void)std::fflush(stdout); // before another child has a copy of what is left
         expectations_ += test.expectations();
         ++(why.empty() ? passed_ : failed_);

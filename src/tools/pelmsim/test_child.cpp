@@ -97,6 +97,7 @@ void test_child::stop() {
         return;
     was_stopped_ = true;
     (void)kill(pid_, SIGTERM);
+    (void)kill(pid_, SIGCONT); // for the plugin may have stopped it
 }
 
 void test_child::reap() {

@@ -30,6 +30,7 @@ public:
     // Of one that has ended: why it has failed, or nothing.
     std::string complaint() const;
     std::string transcript() const;
+    void forget_transcript() { output_.reset(); } // no descriptor is kept for it
     int expectations() const { return record_->counts.made; }
     std::chrono::duration<double> took() const { return ended_ - started_; }
 
