@@ -53,3 +53,5 @@ ends 1 '1 command, 1 expectation: 1 does not hold' "$1" run --script <(echo 'exp
 ends 0 '10000' "$1" run --help
 ends 0 'The daemon hung up' "$1" explain An error epoll event 'occur(0x2015).'
 ends 1 'nothing is known of "publishng": did you mean Publishing?' "$1" explain publishng
+print_to_full_disk() { "$1" --version >/dev/full; }
+ends 2 'not all of the output could be written' print_to_full_disk "$1"

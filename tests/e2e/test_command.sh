@@ -86,10 +86,31 @@ says ' s  cannot run ./none: No such file'
 run 1 crash.sim -- bash -c "kill -KILL \$PPID"
 says 'pelmsim ended: signal 9'
 
+# Whatever the plugin does to pelmsim, Ctrl-C and many scripts come to an end.
+script stopped.sim 'wait output none'
+mkfifo stopped
+"$simulator" test stopped.sim -- \
+    bash -c "until kill -STOP \$PPID; do :; done; echo >stopped; sleep 600" >said 2>&1 </dev/null &
+runner=$!
+read -r _ <stopped
+kill -INT "$runner"
+wait "$runner" && complain 'it passed'
+output=$(<said)
+says 's  interrupted'
+for i in {1..40}; do script "many/$i.sim" 'expect unheard'; done
+(ulimit -n 30 && run 0 many)
+
 # Each script has a world and a plugin of its own: the second finds nothing of the first.
 script world/a.sim 'wait output made' 'status /none' 'expect unheard'
 script world/b.sim 'wait output made'
 run 0 world -- bash -c 'mkdir /var/tmp/made.e2e && echo made'
+
+# What a plugin leaves behind ends with its script.
+script left.sim 'wait exited plugin'
+mkfifo left
+"$simulator" test left.sim -- bash -c 'exec 3>left; setsid sleep 600 & sleep 600 & :' >said 2>&1 &
+timeout 60 cat left || complain 'what the plugin left behind runs on'
+wait $! || complain 'left.sim failed'
 
 # What cannot be begun: nothing of it is run.
 run 2

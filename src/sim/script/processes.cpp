@@ -120,17 +120,22 @@ process* process_table::find(const std::string& name,
 }
 
 void process_table::reap() {
-    for (process& each : all_) {
-        int status = 0;
-        if (each.status || waitpid(each.pid, &status, WNOHANG) != each.pid)
-            continue;
-        read_output(each); // what it said last comes before its end
-        each.status = status;
-        events_.report({.kind = event_kind::ended,
-                        .who = {role::program, each.name, each.pid},
-                        .code = status,
-                        .good = each.complaint().empty()});
+    int status = 0;
+    for (pid_t pid = 0; (pid = waitpid(-1, &status, WNOHANG)) > 0;) {
+        const auto ended = std::ranges::find_if(
+            all_, [&](const process& each) { return each.pid == pid && !each.status; });
+        if (ended != all_.end()) // otherwise one that a program has left behind
+            has_ended(*ended, status);
     }
+}
+
+void process_table::has_ended(process& which, int status) {
+    read_output(which); // what it said last comes before its end
+    which.status = status;
+    events_.report({.kind = event_kind::ended,
+                    .who = {role::program, which.name, which.pid},
+                    .code = status,
+                    .good = which.complaint().empty()});
 }
 
 void process_table::read_output_of(pid_t pid) {

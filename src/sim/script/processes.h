@@ -69,6 +69,7 @@ public:
 private:
     process* group_of(pid_t pid); // that a program is of; null when it was not started here
     void end_within(milliseconds limit, const std::function<bool(const process&)>& concerned);
+    void has_ended(process& which, int status);
     void read_output(process& from);
     void print_line(process& from);
 

@@ -167,11 +167,19 @@ int run_command(int argc, char** argv) {
     return clients ? show_clients() : examine_machine();
 }
 
+// A result that nobody can read, as on a full disk, is none.
+int unless_unprinted(int status) {
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return status;
+    (void)std::fputs("pelmsim: not all of the output could be written\n", stderr);
+    return status == 0 ? cannot_run : status;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     try {
-        return run_command(argc, argv);
+        return unless_unprinted(run_command(argc, argv));
     } catch (const stopped&) {
         return expectation_failed;
     } catch (const std::exception& why) {

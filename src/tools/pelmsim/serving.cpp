@@ -10,11 +10,14 @@
 #include "script/json_runner.h"
 #include "script/runner.h"
 #include "signals.h"
+#include "traces.h"
 #include "wire/line_input.h"
 #include "world.h"
 
 #include <conf_plugin.h>
 #include <optional>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace pelmsim {
@@ -152,10 +155,33 @@ void conclude(const session& on, const serving_options& given, bool had_script,
         out.print(summary(on));
 }
 
+// What programs leave running when they end becomes a child of this process, and is killed with this.
+class orphans {
+public:
+    orphans() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+    orphans(const orphans&) = delete;
+    orphans& operator=(const orphans&) = delete;
+    ~orphans() {
+        while (kill_all()) {
+            // the children of those that have ended are there now
+        }
+    }
+
+private:
+    static bool kill_all() {
+        bool were_any = false;
+        for (const pid_t each : pelm::children_of_this_process())
+            if (kill(each, SIGKILL) == 0 && waitpid(each, nullptr, 0) == each)
+                were_any = true;
+        return were_any;
+    }
+};
+
 int serve(const serving_options& given, inputs read) {
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
     const descriptor_limit descriptors;
     const signal_block blocked;
+    const orphans left_behind;
     const clock_face time;
     event_loop loop(time);
     readers reading(given, loop);
