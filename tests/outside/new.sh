@@ -73,6 +73,7 @@ refuses 'dangling is there already' dangling
 refuses 'cannot name a project: a name is a letter' ../beside
 refuses 'cannot name a project: a name is a letter' 3com
 refuses 'cannot name a project: its build has' test
+refuses 'cannot name a project: its build has' preinstall
 refuses '"system/ntp" names no element' other --config system/ntp
 refuses '"9:b" is no name in XML' other --status /a/9:b
 refuses 'the key "k" has no plain name or value' other --config '/a[k="<"]'

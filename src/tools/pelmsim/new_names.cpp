@@ -12,9 +12,10 @@ namespace {
 constexpr std::size_t longest_name = 64;
 
 // Of the build: CMake's own targets and folders, and the file that stands beside.
-constexpr std::string_view taken_names[] = {"CMakeFiles", "Testing",       "all",     "clean",
-                                            "edit_cache", "help",          "install", "main",
-                                            "package",    "rebuild_cache", "test"};
+constexpr std::string_view taken_names[] = {
+    "ALL_BUILD",  "CMakeFiles", "INSTALL",        "PACKAGE",    "RUN_TESTS",     "Testing",
+    "ZERO_CHECK", "all",        "clean",          "edit_cache", "help",          "install",
+    "main",       "package",    "package_source", "preinstall", "rebuild_cache", "test"};
 
 bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
