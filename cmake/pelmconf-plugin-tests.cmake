@@ -3,7 +3,8 @@
 #                           [PROPERTIES property value...])
 #
 # Makes each script, and each *.sim file below a folder, a test that "pelmsim test" runs against the
-# plugin. It is called PREFIX, which is the target's name unless given, then "." and the script's name.
+# plugin. It is called PREFIX, which is the target's name unless given, then "." and the script's name,
+# in which blanks become underscores: projects for older versions of CMake cannot have them there.
 #   ARGUMENTS   of the plugin
 #   CONFIG      what its configuration begins with; NAME.xml beside NAME.sim goes before it
 #   TIMEOUT     how long pelmsim waits for an answer and for an event
@@ -57,6 +58,7 @@ function(pelmconf_add_plugin_tests)
   _pelmconf_list_scripts(folders names ${arg_SCRIPTS})
   foreach(folder name IN ZIP_LISTS folders names)
     string(REGEX REPLACE "\\.sim$" "" test "${arg_PREFIX}.${name}")
+    string(REPLACE " " "_" test "${test}")
     add_test(NAME ${test} COMMAND ${pelmsim} test ${arg_OPTIONS} ${folder}/${name} ${plugin})
     if(properties)
       set_tests_properties(${test} ${properties})
@@ -88,7 +90,8 @@ function(_pelmconf_list_scripts folders_variable names_variable)
   foreach(given IN LISTS ARGN)
     get_filename_component(given ${given} ABSOLUTE)
     if(IS_DIRECTORY ${given})
-      file(GLOB_RECURSE found CONFIGURE_DEPENDS RELATIVE ${given} ${given}/*.sim)
+      string(REGEX REPLACE "([][*?])" "[\\1]" pattern ${given}) # for the folder is no pattern
+      file(GLOB_RECURSE found CONFIGURE_DEPENDS RELATIVE ${given} ${pattern}/*.sim)
     elseif(EXISTS ${given})
       get_filename_component(found ${given} NAME)
       get_filename_component(given ${given} DIRECTORY)
