@@ -1,5 +1,6 @@
 #include "wire/frame_queue.h"
 #include "wire/frame_reader.h"
+#include "wire/xml_fault.h"
 
 #include <gmock/gmock.h>
 #include <vector>
@@ -8,6 +9,7 @@ namespace pelmsim {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::StartsWith;
 
 std::string frame_of(std::string_view body) {
     frame_queue queue;
@@ -36,6 +38,15 @@ TEST(Reading, FramesComeInOrderHoweverTheyArrive) {
 
 TEST(Reading, AFrameThatIsNoXmlTakesNothingElseWithIt) {
     EXPECT_THAT(read_singly(frame_of("<a>") + frame_of("<b/>")), ElementsAre("!", "b"));
+}
+
+TEST(Reading, WhatIsNoXmlIsFoundAtItsPlace) {
+    EXPECT_EQ(xml_fault("<a>\t\r\n\xC3\xA9\x7F&lt;&#1;&&;</a>"), "");
+    EXPECT_EQ(xml_fault("<a>\x1F</a>"), "0x1f at byte 3 of 8, behind \"<a>\"");
+    EXPECT_THAT(xml_fault("\xC3<"), StartsWith("0xc3 at byte 0 of 2, "));
+    EXPECT_THAT(xml_fault("\xEF\xBF\xBE"), StartsWith("0xef 0xbf 0xbe at byte 0"));
+    EXPECT_THAT(xml_fault("\xED\xA0\x80"), StartsWith("0xed 0xa0 0x80 at byte 0"));
+    EXPECT_THAT(xml_fault("&a &amp; &b1;"), StartsWith("the entity &b1; at byte 9 of 13"));
 }
 
 TEST(Reading, AFrameBehindGarbageIsFound) {

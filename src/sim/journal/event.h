@@ -52,7 +52,7 @@ enum class event_kind {
 enum class cause {
     none,
     garbage,       // count bytes that begin no frame
-    no_xml,        // a frame of count bytes
+    no_xml,        // a frame of count bytes; text says what is no XML, if that is known
     no_request,    // text is the name of the element that came instead
     no_parameters, // a request without a method and params; text is its name
     by_peer,       // it hung up

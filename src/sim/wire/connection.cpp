@@ -106,7 +106,7 @@ void connection::deliver(arrival frame) {
     const msg_head_t header = frame.header;
     unique_node body = std::move(frame.body);
     if (body == nullptr)
-        return on_unreadable({cause::no_xml, header.length});
+        return on_unreadable({cause::no_xml, header.length, std::move(frame.fault)});
     events_.report({.kind = event_kind::frame,
                     .who = who(),
                     .way = direction::from_peer,

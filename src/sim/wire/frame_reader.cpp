@@ -1,5 +1,7 @@
 #include "wire/frame_reader.h"
 
+#include "wire/xml_fault.h"
+
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -38,7 +40,12 @@ std::optional<arrival> frame_reader::next() {
         return arrival{.garbage = skip_garbage()};
     if (header.length > static_cast<u32_t>(length - header_bytes))
         return std::nullopt;
-    return arrival{.header = header, .body = unique_node(plugin_parse_message(&received_))};
+    const char* const begin = static_cast<const char*>(conf_buffer_data(received_)) + header_bytes;
+    std::string fault = xml_fault({begin, header.length});
+    unique_node body(plugin_parse_message(&received_));
+    if (body != nullptr)
+        return arrival{.header = header, .body = std::move(body)};
+    return arrival{.header = header, .fault = std::move(fault)};
 }
 
 // A frame may still follow. What may be the beginning of a mark is kept.

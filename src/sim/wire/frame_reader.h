@@ -6,6 +6,7 @@
 #include <conf_plugin.h>
 #include <optional>
 #include <span>
+#include <string>
 
 namespace pelmsim {
 
@@ -14,6 +15,7 @@ struct arrival {
     std::size_t garbage = 0; // so many bytes that begin no frame; otherwise
     msg_head_t header = {};  // it is a frame
     unique_node body = {};   // of it; null when that is no well-formed XML
+    std::string fault = {};  // of such a body, as far as it can be told
 };
 
 class frame_reader {
