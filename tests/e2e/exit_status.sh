@@ -30,6 +30,10 @@ ends 1 'expected a good end of echo, got 1==ERROR: AddressSanitizer: ' "$1" run 
 ends 0 'ended: status 0' "$1" run --script <(echo wait output active) -- test_plugin x 1
 ends 1 'expected recovery one ok, got error 5 (refused <as> told)' \
     "$1" run --config one.xml --script <(echo wait active one) -- test_plugin one 1 1
+ends 1 'expected no warning of slash, got the path of status_cbs[0] does not begin with a slash' \
+    "$1" run --strict --script <(echo wait active slash) -- mistakes slash
+ends 0 'warning: the path of status_cbs[0]' \
+    "$1" run --script <(echo wait active slash) -- mistakes slash
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
 # The world of a plugin is private: what it leaves in these places goes with it, and what the machine

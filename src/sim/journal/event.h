@@ -36,6 +36,7 @@ enum class event_kind {
     waiting,      // new connections have to wait: text
     notification, // text, count of the agents that it went to, body when it can be read
     dropped,      // notifications: the oldest go from now on
+    warning,      // of a mistake: why says which, path what it is about, text what to change
     restart,      // of the daemon
     ended,        // a process: code is its status, as from waitpid()
     output,       // of a process: text is one line
@@ -59,6 +60,22 @@ enum class cause {
     by_daemon,     // which goes away itself
     unread,        // the peer leaves count bytes unread
     failure,       // text says what the system said
+
+    // Of warnings.
+    empty_path,    // that was registered
+    no_slash,      // at its beginning
+    path_twice,    // registered
+    unknown_path,  // that is nearly one of the configuration's
+    no_callback,   // for what was asked
+    sigpipe,       // ends the process
+    several_nodes, // where one element belongs
+    slow,          // answer
+    not_allowed,   // by XML, in a frame
+    code_0,        // of an error
+    loop,          // of registrations
+    spin,          // behind a hang-up
+    inactive,      // for long, and never was anything else
+    child,         // which holds the connection of a plugin that has ended
 };
 
 // Nodes and outcomes are borrowed: they are there during the call that reports the event.

@@ -12,19 +12,40 @@ namespace {
 
 // In the order of the enumerations.
 constexpr const char* roles[] = {"daemon", "plugin", "agent", "notifier", "program"};
-constexpr const char* kinds[] = {"connected",  "asked",   "request", "stray-answer", "frame",
-                                 "unreadable", "closed",  "refused", "waiting",      "notification",
-                                 "dropped",    "restart", "ended",   "output",       "command",
-                                 "outcome",    "shown",   "heading", "expectation",  "explanation",
-                                 "mistake",    "result"};
+constexpr const char* kinds[] = {
+    "connected", "asked",       "request",     "stray-answer", "frame",   "unreadable",
+    "closed",    "refused",     "waiting",     "notification", "dropped", "warning",
+    "restart",   "ended",       "output",      "command",      "outcome", "shown",
+    "heading",   "expectation", "explanation", "mistake",      "result"};
 constexpr const char* directions[] = {"", "to", "from"};
-constexpr const char* causes[] = {"",        "garbage",   "no-xml", "no-request", "no-parameters",
-                                  "by-peer", "by-daemon", "unread", "failure"};
+constexpr const char* causes[] = {"",
+                                  "garbage",
+                                  "no-xml",
+                                  "no-request",
+                                  "no-parameters",
+                                  "by-peer",
+                                  "by-daemon",
+                                  "unread",
+                                  "failure",
+                                  "empty-path",
+                                  "no-slash",
+                                  "path-twice",
+                                  "unknown-path",
+                                  "no-callback",
+                                  "sigpipe",
+                                  "several-nodes",
+                                  "slow",
+                                  "not-allowed",
+                                  "code-0",
+                                  "loop",
+                                  "spin",
+                                  "inactive",
+                                  "child"};
 constexpr const char* verdicts[] = {"ok", "error", "no-answer", "unheard", "ended"};
 static_assert(std::size(roles) == static_cast<std::size_t>(role::program) + 1);
 static_assert(std::size(kinds) == static_cast<std::size_t>(event_kind::result) + 1);
 static_assert(std::size(directions) == static_cast<std::size_t>(direction::from_peer) + 1);
-static_assert(std::size(causes) == static_cast<std::size_t>(cause::failure) + 1);
+static_assert(std::size(causes) == static_cast<std::size_t>(cause::child) + 1);
 static_assert(std::size(verdicts) == static_cast<std::size_t>(verdict::ended) + 1);
 
 template <std::size_t count, class Value>

@@ -68,6 +68,7 @@ text_sink::teller text_sink::teller_of(event_kind kind) {
         {event_kind::waiting, &text_sink::waiting},
         {event_kind::notification, &text_sink::notification},
         {event_kind::dropped, &text_sink::dropped},
+        {event_kind::warning, &text_sink::warning},
         {event_kind::restart, &text_sink::restart},
         {event_kind::ended, &text_sink::ended},
         {event_kind::output, &text_sink::output},
@@ -145,6 +146,8 @@ void text_sink::notification(const event& what) const {
 void text_sink::dropped(const event& what) const {
     timed(what, "the oldest notifications are dropped from now on", "");
 }
+
+void text_sink::warning(const event& what) const { timed(what, "warning", what.text, false); }
 
 void text_sink::restart(const event& what) const { timed(what, "the daemon restarts", ""); }
 

@@ -37,6 +37,7 @@ private:
     void waiting(const event& what) const;
     void notification(const event& what) const;
     void dropped(const event& what) const;
+    void warning(const event& what) const;
     void restart(const event& what) const;
     void ended(const event& what) const;
     void output(const event& what) const;

@@ -13,7 +13,7 @@ inline constexpr const char* expect_arguments =
     "xml XML | contains TEXT | lacks TEXT | recovery PLUGIN ok|error|no-answer|unheard ... | "
     "[not] pulled [by PLUGIN] [old] [PATH] | [not] pushed [by PLUGIN] [PATH [XML]] | "
     "[not] deployed [by PLUGIN] [add|delete|update [PATH [XML]] | save | copy | override] | "
-    "[not] notification [TEXT] | [not] log [TEXT])";
+    "[not] notification [TEXT] | [not] log [TEXT] | [not] warning [TEXT])";
 
 ending expect(session& on, line_reader& words);
 

@@ -214,6 +214,27 @@ search search_log(session& on, const std::string& kind, line_reader& words) {
             }};
 }
 
+sight look_at_warnings(session& on, const std::string& text) {
+    sight made{false, "", on.warned.is_full() ? "more came than are kept" : on.step.unheard()};
+    std::vector<std::string> others;
+    for (given_warning& each : on.warned.of_step()) {
+        others.push_back("\"" + each.who + ": " + each.text + "\"");
+        if (each.text.find(text) == std::string::npos)
+            continue;
+        each.is_looked_at = true;
+        made.is_there = true;
+        made.seen = "warning " + others.back();
+    }
+    if (!made.is_there)
+        made.seen = listed(others);
+    return made;
+}
+
+search search_warnings(session& on, const std::string& kind, line_reader& words) {
+    const std::string text = words.rest();
+    return {in_words({kind, text}), [&on, text] { return look_at_warnings(on, text); }};
+}
+
 constexpr struct {
     const char* name;
     search (*make)(session& on, const std::string& kind, line_reader& words);
@@ -223,6 +244,7 @@ constexpr struct {
     {"notification", search_notifications},
     {"pulled", search_requests},
     {"pushed", search_requests},
+    {"warning", search_warnings},
 };
 
 const auto* find_kind(const std::string& name) {

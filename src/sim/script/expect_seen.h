@@ -1,5 +1,5 @@
 // Expectations of what came of a command beside its outcome: requests of plugins, notifications,
-// lines of the log. All of them look at the present step.
+// lines of the log, warnings. All of them look at the present step.
 #pragma once
 
 #include "script/expectations.h"

@@ -17,6 +17,7 @@ session::session(event_loop& its_loop, event_journal& journal, const descriptor_
       programs(its_loop, journal, descriptors),
       step(journal),
       happened(journal),
+      warned(its_loop, journal, trees),
       daemon(its_loop, journal, *this, trees),
       expected(journal) {}
 
@@ -80,6 +81,7 @@ void session::take_in() {
 void session::begin_step() {
     take_in();
     step.begin(daemon.notifier().arrived());
+    warned.begin_step();
     expected.begin_step();
 }
 
@@ -94,10 +96,19 @@ void session::hang_up() {
     daemon.close();
 }
 
+void session::check_warnings() {
+    for (const given_warning& each : warned.all())
+        if (!each.is_looked_at)
+            expected.check({false, "no warning of " + each.who, each.text});
+}
+
 void session::end() {
+    warned.look_a_last_time();
     hang_up();
     programs.end_all();
     expected.check_recoveries();
+    if (is_strict)
+        check_warnings();
     for (const process& each : programs.all())
         if (const std::string why = each.complaint(); !why.empty())
             expected.check({false, "a good end of " + each.name, why});

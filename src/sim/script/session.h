@@ -7,6 +7,7 @@
 #include "script/step_record.h"
 #include "script/timeline.h"
 #include "script/wait.h"
+#include "script/warnings.h"
 
 #include <filesystem>
 #include <set>
@@ -46,15 +47,18 @@ public:
     process_table programs;
     step_record step;
     timeline happened;
+    warnings warned;
     pelmsim::daemon daemon;
     expectations expected;
     wait_progress waited;
     std::filesystem::path directory; // that files are looked for in
     bool has_quit = false;
-    int commands = 0; // that were begun
+    int commands = 0;       // that were begun
+    bool is_strict = false; // warnings that nobody looked at count as failures
 
 private:
     void hang_up();
+    void check_warnings();
     void heard_from(pid_t pid) override { programs.read_output_of(pid); }
     bool is_debugged(pid_t pid) override;
     bool is_anybody_debugged();

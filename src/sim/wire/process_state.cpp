@@ -4,11 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace pelmsim {
 namespace {
@@ -89,7 +92,8 @@ std::string kind_of_program(const std::string& process) {
 
 // "812 (name) S ...": a name may hold anything.
 void parse_stat(const std::string& stat, process_state& state) {
-    constexpr int between_letter_and_threads = 16;
+    constexpr int between_letter_and_times = 10;
+    constexpr int between_times_and_threads = 4;
     const std::size_t open = stat.find('(');
     const std::size_t close = stat.rfind(')');
     if (open == std::string::npos || close == std::string::npos)
@@ -98,17 +102,32 @@ void parse_stat(const std::string& stat, process_state& state) {
     std::istringstream rest(stat.substr(close + 1));
     rest >> state.letter;
     std::string skipped;
-    for (int i = 0; i < between_letter_and_threads; ++i)
+    for (int i = 0; i < between_letter_and_times; ++i)
+        rest >> skipped;
+    std::int64_t user = 0;
+    std::int64_t system = 0;
+    rest >> user >> system;
+    state.worked = milliseconds((user + system) * 1000 / sysconf(_SC_CLK_TCK));
+    for (int i = 0; i < between_times_and_threads; ++i)
         rest >> skipped;
     rest >> state.threads;
 }
 
-pid_t tracer_in(const std::string& status) {
-    constexpr std::string_view label = "TracerPid:";
+// What stands behind the label, a number to that base; 0 when it is not there.
+std::uint64_t number_in(const std::string& status, std::string_view label, int base) {
     const std::size_t found = status.find(label);
     if (found == std::string::npos)
         return 0;
-    return static_cast<pid_t>(std::strtol(status.c_str() + found + label.size(), nullptr, 10));
+    return std::strtoull(status.c_str() + found + label.size(), nullptr, base);
+}
+
+void parse_status(const std::string& status, process_state& state) {
+    state.tracer = static_cast<pid_t>(number_in(status, "TracerPid:", 10));
+    std::uint64_t harmless = 0;
+    for (const char* label : {"SigBlk:", "SigIgn:", "SigCgt:"})
+        harmless |= number_in(status, label, 16);
+    state.is_ended_by_sigpipe =
+        status.find("SigCgt:") != std::string::npos && (harmless >> (SIGPIPE - 1) & 1) == 0;
 }
 
 void parse_call(const std::string& text, bool is_ours, process_state& state) {
@@ -149,7 +168,7 @@ process_state parse_process(const process_files& files) {
     if (files.stat)
         parse_stat(*files.stat, state);
     if (files.status)
-        state.tracer = tracer_in(*files.status);
+        parse_status(*files.status, state);
     if (files.system_call)
         parse_call(*files.system_call, files.calls_are_ours, state);
     else if (files.wait_channel && *files.wait_channel != "0")

@@ -1,6 +1,8 @@
 // What a process of the machine is doing, as /proc tells it.
 #pragma once
 
+#include "journal/clock.h"
+
 #include <optional>
 #include <string>
 #include <sys/types.h>
@@ -23,6 +25,8 @@ struct process_state {
     pid_t tracer = 0;           // 0 when no debugger is at work on it
     std::string where = {};     // what it sleeps in; empty when that is not known
     bool waits_for_events = {}; // it sleeps in a call that waits for descriptors
+    milliseconds worked{};      // of processor time, in all
+    bool is_ended_by_sigpipe{}; // which it neither ignores nor catches nor blocks
 
     bool lives() const { return letter != 0 && letter != 'Z' && letter != 'X'; }
 

@@ -29,6 +29,8 @@ void add_desk_options(CLI::App& command, serving_options& given) {
         ->check(CLI::Range(1, INT_MAX))
         ->capture_default_str();
     command.add_flag("--trace", given.trace, "Show every frame");
+    command.add_flag("--strict", given.strict,
+                     "Let warnings fail, other than those that a script has expected");
 }
 
 void add_serving_options(CLI::App& command, serving_options& given) {

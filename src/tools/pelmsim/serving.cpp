@@ -103,6 +103,7 @@ void prepare(session& on, const serving_options& given, tree configuration) {
     on.trees.keys.learn(configuration);
     on.trees.current = std::move(configuration);
     on.daemon.publisher().set_answer_limit(milliseconds(given.timeout_ms));
+    on.is_strict = given.strict;
 }
 
 void leave_counts(const expectations& made, const serving_options& given) {

@@ -23,6 +23,7 @@ struct serving_options {
     std::string working_directory;
     bool trace = false;
     bool json = false; // events out, and commands in unless there is a script
+    bool strict = false;
     bool here = false;
     bool in_place = false;
     int timeout_ms = 10000;

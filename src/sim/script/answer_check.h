@@ -1,0 +1,13 @@
+// Mistakes in how a plugin answers.
+#pragma once
+
+#include "script/warning.h"
+
+#include <optional>
+
+namespace pelmsim {
+
+// Of a request to a plugin, once it has been answered or never will be.
+std::optional<warning> check_answer(const event& request);
+
+} // namespace pelmsim

@@ -1,0 +1,138 @@
+#include "script/warnings.h"
+
+#include "script/registration_check.h"
+#include "scripting.h"
+
+namespace pelmsim {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+std::string registered(const std::string& kind, std::initializer_list<const char*> paths) {
+    std::string rows;
+    for (const char* path : paths)
+        rows += "<row><path>" + std::string(path) + "</path><callback>1</callback></row>";
+    return "<" + kind + ">" + rows + "</" + kind + ">";
+}
+
+class Warning : public Scripting {
+protected:
+    // What a registration of these paths is warned of.
+    std::string warned(const std::string& kind, std::initializer_list<const char*> paths) {
+        const unique_node params = new_element("params");
+        attach(params.get(), parse_nodes(registered(kind, paths)));
+        std::string texts;
+        for (const warning& each : check_registration(params.get(), configuration_))
+            texts += each.text + "\n";
+        return texts;
+    }
+
+    void asks(const char* method, pid_t pid = 0) {
+        const unique_node params = new_element("params");
+        events_.report({.kind = event_kind::request,
+                        .who = {role::plugin, "ntp", pid},
+                        .way = direction::from_peer,
+                        .method = method,
+                        .body = params.get()});
+    }
+
+    void answers_late() {
+        const outcome good;
+        events_.report({.kind = event_kind::request,
+                        .who = {role::plugin, "ntp"},
+                        .way = direction::to_peer,
+                        .method = "kickoff",
+                        .result = &good,
+                        .took = std::chrono::milliseconds(1001)});
+    }
+
+    const tree configuration_ = tree::from_xml("<net><host>a</host><ipv4/><l><n>1</n></l></net>");
+};
+
+TEST_F(Warning, APathThatIsNearlyOneOfTheConfigurationIsPutRight) {
+    EXPECT_EQ(warned("config-subscribe", {"/net/hots"}),
+              "nothing in the configuration is at the path of config_cbs[0], /net/hots: "
+              "did you mean /net/host?\n");
+    EXPECT_THAT(warned("config-subscribe", {"/x:ntt/host"}), EndsWith("mean /x:net/host?\n"));
+}
+
+TEST_F(Warning, APathThatMayBeMeantSoIsLeftAlone) {
+    for (const char* path : {"/", "/net", "/net/l[n=7]", "/net/ipv6", "/net/hots/none", "/other"})
+        EXPECT_EQ(warned("config-subscribe", {path}), "") << path;
+    EXPECT_EQ(warned("config-subscribe", {"/net/host", "/net/hosts"}), "");
+    EXPECT_EQ(warned("status-publish", {"/net/hots"}), "");
+    EXPECT_EQ(warned("operate-subscribe", {"reset"}), "");
+}
+
+TEST_F(Warning, OfARowThatIsWrongOnlyTheReasonIsTold) {
+    EXPECT_EQ(warned("status-publish", {"", ""}),
+              "the path of status_cbs[0] arrives empty: in a path an ampersand is written "
+              "\"&amp;\"\n"
+              "the path of status_cbs[1] arrives empty: in a path an ampersand is written "
+              "\"&amp;\"\n");
+}
+
+TEST_F(Warning, ANotificationThatIsMeantAsXmlShouldBeSome) {
+    for (const char* text : {"free\x01", "<a>", "<a>\x01</a>"})
+        events_.report({.kind = event_kind::notification,
+                        .who = {role::notifier},
+                        .why = cause::no_xml,
+                        .text = text});
+    ASSERT_EQ(on_.warned.all().size(), 1U);
+    EXPECT_THAT(
+        on_.warned.all().front().text,
+        StartsWith("a notification goes to no agent, for XML does not allow 0x01 at byte 3 of"));
+}
+
+TEST_F(Warning, EachIsGivenOnceAndLookedAtInItsStep) {
+    answers_late();
+    answers_late();
+    EXPECT_THAT(printed_,
+                HasSubstr("  ntp            warning: kickoff was answered after 1.0 s, and "
+                          "the daemon waits meanwhile: answer at once, and do "
+                          "afterwards what takes long\n"));
+    EXPECT_EQ(on_.warned.all().size(), 1U);
+    EXPECT_TRUE(holds("warning answered after"));
+    EXPECT_TRUE(holds("not warning SIGPIPE"));
+    on_.begin_step();
+    EXPECT_TRUE(holds("not warning"));
+}
+
+TEST_F(Warning, OneThatWasNotLookedAtFailsAStrictRunAlone) {
+    answers_late();
+    on_.end();
+    EXPECT_EQ(on_.expected.failures(), 0);
+    on_.is_strict = true;
+    on_.end();
+    EXPECT_THAT(printed_, HasSubstr("expected no warning of ntp, got kickoff was answered after"));
+    EXPECT_EQ(on_.expected.failures(), 1);
+    EXPECT_TRUE(holds("warning"));
+    on_.end();
+    EXPECT_EQ(on_.expected.failures(), 1);
+}
+
+TEST_F(Warning, RegistrationsAfterARestartAreNoLoop) {
+    for (int i = 0; i < 18; ++i) {
+        if (i == 9)
+            events_.report({.kind = event_kind::restart});
+        asks("register");
+    }
+    EXPECT_TRUE(on_.warned.all().empty());
+    asks("register");
+    EXPECT_THAT(printed_, HasSubstr("warning: registers in a loop, 10 times within two seconds"));
+}
+
+TEST_F(Warning, OneThatIsSlowToGoActiveMayHaveNotHadTheTime) {
+    asks("register", getpid());
+    time_.move(milliseconds(1000));
+    on_.warned.look_a_last_time();
+    EXPECT_TRUE(on_.warned.all().empty());
+    time_.move(milliseconds(1));
+    on_.warned.look_a_last_time();
+    EXPECT_THAT(printed_, HasSubstr("warning: has registered, but does not go active"));
+}
+
+} // namespace
+} // namespace pelmsim
