@@ -36,6 +36,8 @@ ends 0 'warning: the path of status_cbs[0]' \
     "$1" run --script <(echo wait active slash) -- mistakes slash
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
+ends 2 'cannot read /proc/self/mem: Input/output error' \
+    "$1" run --script <(echo load /proc/self/mem)
 # The world of a plugin is private: what it leaves in these places goes with it, and what the machine
 # holds there is hidden, unless the machine's own places have to do.
 ends 0 '' "$1" run -- touch /mnt/made.e2e /var/tmp/made.e2e /var/log/made.e2e

@@ -2,11 +2,11 @@
 
 #include "model/problem.h"
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 namespace pelmsim {
 
@@ -14,7 +14,13 @@ std::string read_file(const std::string& name) {
     std::ifstream file(name, std::ios::binary);
     if (!file || std::filesystem::is_directory(name))
         throw problem("cannot read " + name + ": " + std::strerror(file ? EISDIR : errno));
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string text;
+    std::array<char, 65536> piece;
+    while (file.read(piece.data(), piece.size()) || file.gcount() > 0)
+        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    if (file.bad())
+        throw problem("cannot read " + name + ": " + std::strerror(errno));
+    return text;
 }
 
 tree read_tree(const std::string& name) {

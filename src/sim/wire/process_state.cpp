@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -74,12 +73,14 @@ constexpr call_name calls[] = {
 #endif
 };
 
+// A process may end while it is looked at: reading then fails, which iterators would throw.
 std::optional<std::string> read_all(const std::string& name) {
-    std::ifstream file(name, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (text.empty()) // what there is, is never empty
+    const std::ifstream file(name, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (text.view().empty()) // what there is, is never empty
         return std::nullopt;
-    return text;
+    return std::move(text).str();
 }
 
 // What tells architectures apart in a program file: its class, and its machine.
