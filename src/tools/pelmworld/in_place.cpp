@@ -193,8 +193,10 @@ int wait_for(pid_t child, const lock_file& lock, const sigset_t& signals) {
                 return status;
         // What the kernel sends comes from the terminal, and to the child as well; but that the
         // terminal has gone, it may say to this process alone.
-        if (number == SIGHUP || (number > 0 && number != SIGCHLD && signal.si_code <= 0))
+        if (number == SIGHUP || (number > 0 && number != SIGCHLD && signal.si_code <= 0)) {
             (void)kill(child, number);
+            (void)kill(child, SIGCONT); // it may have been stopped, and would not hear it
+        }
     }
 }
 
