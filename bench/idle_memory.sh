@@ -34,5 +34,5 @@ measure() {
     ) -- "$1/examples/example_plugin" | sed -n 's/^ *idle_memory.sh| //p'
 }
 
-for _ in 1 2 3; do measure "$1"; done | tee /dev/stderr | awk '{ print $(NF - 1) }' | sort -n |
+for _ in 1 2 3; do measure "$1"; done | tee >(cat >&2) | awk '{ print $(NF - 1) }' | sort -n |
     awk 'NR == 2 { median = $1 } END { exit !(NR == 3 && median <= 64) }'

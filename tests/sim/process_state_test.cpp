@@ -67,7 +67,6 @@ TEST(Processes, NameTheirTracer) {
 }
 
 TEST(Processes, OfTheMachineAreReadToo) {
-    EXPECT_EQ(read_process(getpid()).letter, 'R');
     const pid_t child = fork();
     if (child == 0)
         _exit(0);
