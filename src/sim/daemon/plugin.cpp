@@ -78,17 +78,23 @@ void plugin::end_own_wait() {
                                  ": its library's own limit of 30 s has ended that"});
 }
 
+// What all events of a request to the plugin say of it.
+event plugin::about(const question& what, event_kind kind) const {
+    return {.kind = kind,
+            .who = who(),
+            .way = direction::to_peer,
+            .method = what.method,
+            .called = what.called,
+            .id = std::to_string(last_id_),
+            .path = what.path,
+            .operation = what.operation};
+}
+
 void plugin::announce(const question& what, const xmlNode* params) {
-    events().report({.kind = event_kind::asked,
-                     .who = who(),
-                     .way = direction::to_peer,
-                     .method = what.method,
-                     .called = what.called,
-                     .id = std::to_string(last_id_),
-                     .path = what.path,
-                     .operation = what.operation,
-                     .body = params,
-                     .text = waits_itself() ? last_asked_->subject : ""});
+    event asked = about(what, event_kind::asked);
+    asked.body = params;
+    asked.text = waits_itself() ? last_asked_->subject : "";
+    events().report(std::move(asked));
 }
 
 outcome plugin::ask(question what, milliseconds limit) {
@@ -110,16 +116,10 @@ outcome plugin::ask(question what, milliseconds limit) {
     if (!answer_)
         answer_ = outcome::no_answer(why_none());
     awaited_id_ = 0;
-    events().report({.kind = event_kind::request,
-                     .who = who(),
-                     .way = direction::to_peer,
-                     .method = what.method,
-                     .called = what.called,
-                     .id = std::to_string(last_id_),
-                     .path = what.path,
-                     .operation = what.operation,
-                     .result = &*answer_,
-                     .took = loop.now() - begin});
+    event answered = about(what, event_kind::request);
+    answered.result = &*answer_;
+    answered.took = loop.now() - begin;
+    events().report(std::move(answered));
     if (is_late)
         events().report({.kind = event_kind::explanation,
                          .who = who(),

@@ -87,6 +87,7 @@ protected:
 private:
     void on_request(xmlNode* rpc);
     const char* why_none() const;
+    event about(const question& what, event_kind kind) const;
     void announce(const question& what, const xmlNode* params);
     bool waits_itself();
     void end_own_wait();
