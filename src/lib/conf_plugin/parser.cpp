@@ -19,7 +19,8 @@ xmlNode* parse_failure() noexcept {
 }
 
 // Whether a body begins with its root. Then it has neither an XML declaration nor a document type, both
-// of which stand in front. And a zero would end it early; versions differ in what xmlReadMemory() makes of one.
+// of which stand in front. And a zero would end it early: versions differ in what xmlReadMemory() makes
+// of one.
 bool is_bare(const char* body, int bytes) noexcept {
     const auto size = static_cast<std::size_t>(bytes);
     return body[0] == '<' && body[1] != '?' && body[1] != '!' && strnlen(body, size) == size;
