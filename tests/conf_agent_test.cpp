@@ -70,6 +70,16 @@ TEST_F(Agent, BuildsOneRequestBehindTheOther) {
                                        70000 - 65536));
 }
 
+TEST_F(Agent, SaysThatThereIsNoRoomForAHeader) {
+    std::string filling(static_cast<std::size_t>(requests_->total - 5), '.');
+    conf_buffer_append(&requests_, filling.data(), static_cast<int>(filling.size()));
+    const fault no_memory(call::mremap, ENOMEM);
+    EXPECT_EQ(conf_agent_build_capability(&requests_, 1), -1);
+    EXPECT_EQ(requests(), filling);
+    EXPECT_THAT(captured_syslog(),
+                testing::Contains("<11>[ERROR] Append message header to buffer failed.\n"));
+}
+
 // In a world of its own a process cannot give files to groups.
 TEST_F(Agent, GivesItsSocketToSudoOrWarns) {
     const group* const sudo = getgrnam("sudo");

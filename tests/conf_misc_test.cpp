@@ -75,6 +75,7 @@ TEST(Itoa, WritesWhatFits) {
         EXPECT_EQ(conf_itoa(number, area, size), area);
         EXPECT_STREQ(area, expected);
     }
+    EXPECT_EQ(conf_itoa(7, nullptr, 64), nullptr);
     for (const long number : {LONG_MIN, LONG_MIN + 1, -10L, 1000000L, LONG_MAX}) {
         char area[32];
         EXPECT_EQ(conf_itoa(number, area, sizeof area), std::to_string(number));

@@ -73,6 +73,10 @@ TEST_F(Legacy, NeedsAPlugin) {
     EXPECT_EQ(log(), "");
     EXPECT_EQ(conf_run(handle_, 0), 0);
     EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
+    del_plugin_from_hash();
+    const fault no_memory(call::malloc, ENOMEM); // for an entry of the process
+    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), -1);
+    EXPECT_THAT(log(), testing::EndsWith("Can not get plugin information on reply."));
 }
 
 TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
@@ -90,6 +94,20 @@ TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
     }
     EXPECT_EQ(conf_recovery_status(), recoveries);
     EXPECT_EQ(log(), "");
+}
+
+TEST_F(Legacy, AsksForEitherConfigurationAndChangesIt) {
+    const conf::unique_node data{nodes_of("<v/>")};
+    (void)daemon_.received();
+    daemon_.will_answer(answer("<result><data><now/></data></result>"));
+    EXPECT_EQ(text_of(unique_node{conf_get_config(path)}.get()), "<now/>");
+    daemon_.will_answer(answer("<result><data><then/></data></result>"));
+    EXPECT_EQ(text_of(unique_node{conf_get_old_config(path)}.get()), "<then/>");
+    daemon_.will_answer(answer("<result/>"));
+    EXPECT_EQ(conf_set_config(path, data.get()), 0);
+    EXPECT_EQ(daemon_.received(), rpc("pull", "<path>/a</path>", 3) +
+                                      rpc("pull", "<old/><path>/a</path>", 4) +
+                                      rpc("push", "<path>/a</path><data><v/></data>", 5));
 }
 
 TEST_F(Legacy, RecordsAnError) {
