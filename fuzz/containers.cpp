@@ -83,7 +83,7 @@ void use_queues(input& in) {
         auto& list = lists[which];
         auto& model = models[which];
         auto* node = &all[in.below(std::size(all))];
-        auto* before = &all[in.below(std::size(all))];
+        auto* before = in.below(8) == 0 ? nullptr : &all[in.below(std::size(all))]; // null: the end
         const bool is_loose = node->list == nullptr, is_ours = node->list == &list;
         if (!is_loose) {
             conf_dlq_remove(&list, node); // changes nothing when the other list holds it
@@ -94,8 +94,9 @@ void use_queues(input& in) {
             model.push_back(node);
         } else {
             const auto place = std::ranges::find(model, before);
+            const bool has_place = before == nullptr || place != model.end();
             const bool is_done = conf_dlq_insert(&list, before, node) == 0;
-            require(is_done == (place != model.end()) && reports() == !is_done);
+            require(is_done == has_place && reports() == !is_done);
             if (is_done)
                 model.insert(place, node);
         }
