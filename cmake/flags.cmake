@@ -23,6 +23,12 @@ if(PELM_SANITIZE)
   target_link_options(pelm_flags INTERFACE ${sanitize})
 endif()
 
+# Which lines run. Several threads may count at once.
+if(PELM_COVERAGE)
+  target_compile_options(pelm_flags INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(pelm_flags INTERFACE --coverage)
+endif()
+
 # Times after 2038, and files whose size or inode number needs 64 bits, on 32-bit targets as well.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_definitions(pelm_flags INTERFACE _TIME_BITS=64 _FILE_OFFSET_BITS=64)
