@@ -34,6 +34,8 @@ ends 1 'expected no warning of slash, got the path of status_cbs[0] does not beg
     "$1" run --strict --script <(echo wait active slash) -- mistakes slash
 ends 0 'warning: the path of status_cbs[0]' \
     "$1" run --script <(echo wait active slash) -- mistakes slash
+ends 0 '2 commands, 1 expectation: all hold; 1 warning, 1 expected' \
+    "$1" run --strict --script <(printf '%s\n' 'wait active slash' 'expect warning') -- mistakes slash
 ends 2 'cannot run ./none' "$1" run -- ./none
 ends 2 'one.xml:1: there is no command "<?xml"' "$1" run --script one.xml
 ends 2 'cannot read /proc/self/mem: Input/output error' \

@@ -73,6 +73,9 @@ ok      folder/b.sim      1 expectation
 script nothing.sim 'wait active one' 'set /x 1'
 run 1 nothing.sim -- test_plugin one 1
 says 'nothing.sim    0 expectations' 'expects nothing'
+script warned.sim 'wait active slash' 'show' 'expect ok'
+run 0 warned.sim -- mistakes slash
+says 'ok      warned.sim' '1 warning: see --strict'
 script in_vain.sim 'wait active two 1'
 run 1 in_vain.sim -- test_plugin one 1
 says '1 does not hold' 'in_vain.sim:1: expected active two, got nothing within 1 ms'

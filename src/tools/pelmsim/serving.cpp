@@ -14,6 +14,7 @@
 #include "wire/line_input.h"
 #include "world.h"
 
+#include <algorithm>
 #include <conf_plugin.h>
 #include <optional>
 #include <sys/prctl.h>
@@ -106,13 +107,25 @@ void prepare(session& on, const serving_options& given, tree configuration) {
     on.is_strict = given.strict;
 }
 
-void leave_counts(const expectations& made, const serving_options& given) {
+int unexpected_warnings(const session& on) {
+    return static_cast<int>(
+        std::ranges::count(on.warned.all(), false, &given_warning::is_looked_at));
+}
+
+void leave_counts(const session& on, const serving_options& given) {
     if (given.counts != nullptr)
-        *given.counts = {made.count(), made.failures()};
+        *given.counts = {on.expected.count(), on.expected.failures(), unexpected_warnings(on)};
 }
 
 std::string counted(int count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string counted_warnings(const session& on) {
+    const int all = static_cast<int>(on.warned.all().size());
+    const int expected = all - unexpected_warnings(on);
+    return (all == 0 ? "" : "; " + counted(all, "warning")) +
+           (expected == 0 ? "" : ", " + std::to_string(expected) + " expected");
 }
 
 std::string summary(const session& on) {
@@ -121,7 +134,7 @@ std::string summary(const session& on) {
                                : failures == 1 ? "1 does not hold"
                                                : std::to_string(failures) + " do not hold";
     return counted(on.commands, "command") + ", " + counted(on.expected.count(), "expectation") +
-           (on.expected.count() == 0 ? "" : ": " + failed) + "\n";
+           (on.expected.count() == 0 ? "" : ": " + failed) + counted_warnings(on) + "\n";
 }
 
 // Those who read what happens: people, or a program.
@@ -151,7 +164,7 @@ struct readers {
 // A test has a line of its own, and a program reads no sentence.
 void conclude(const session& on, const serving_options& given, bool had_script,
               const terminal& out) {
-    leave_counts(on.expected, given);
+    leave_counts(on, given);
     if (had_script && !given.json && given.counts == nullptr)
         out.print(summary(on));
 }
@@ -200,7 +213,7 @@ int serve(const serving_options& given, inputs read) {
         interrupted = given.json || read.commands.has_value();
         loop.resume();
     } catch (const problem&) {
-        leave_counts(on.expected, given);
+        leave_counts(on, given);
         throw;
     }
     if (reading.json)

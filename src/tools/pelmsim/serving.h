@@ -10,10 +10,12 @@ namespace pelmsim {
 inline constexpr int expectation_failed = 1;
 inline constexpr int cannot_run = 2;
 
-// How often something was expected, with what is found to be wrong in the end, and was not so.
-struct expectation_counts {
+// How often something was expected, with what is found to be wrong in the end, and was not so; and how
+// many warnings nobody expected.
+struct serving_counts {
     int made = 0;
     int failed = 0;
+    int warnings = 0;
 };
 
 struct serving_options {
@@ -29,8 +31,8 @@ struct serving_options {
     int timeout_ms = 10000;
     std::vector<std::string> plugin;
     bool show_commands = false;
-    std::optional<bool> colours = {};     // otherwise as the standard output has them
-    expectation_counts* counts = nullptr; // where to leave them
+    std::optional<bool> colours = {}; // otherwise as the standard output has them
+    serving_counts* counts = nullptr; // where to leave them
 };
 
 // Both return the exit status, and throw problem when something cannot be set up, or a script or the

@@ -27,10 +27,11 @@ public:
 
     void show(test_child& test) {
         const std::string why = test.complaint();
+        const std::string note = why.empty() ? warnings_of(test) : why;
         std::printf("%s  %-*s  %3d expectation%-1s  %6.2f s%s%s\n", mark(why.empty()), columns_,
                     escaped(test.script()).c_str(), test.expectations(),
-                    plural(test.expectations()), test.took().count(), why.empty() ? "" : "  ",
-                    why.c_str());
+                    plural(test.expectations()), test.took().count(), note.empty() ? "" : "  ",
+                    note.c_str());
         if (!why.empty())
             show_transcript(test.transcript());
         test.forget_transcript();
@@ -56,6 +57,13 @@ private:
         if (!colours_)
             return good ? "ok    " : "FAILED";
         return good ? "\033[32mok\033[0m    " : "\033[31mFAILED\033[0m";
+    }
+
+    static std::string warnings_of(const test_child& test) {
+        const int count = test.warnings();
+        if (count == 0)
+            return {};
+        return std::to_string(count) + " warning" + plural(count) + ": see --strict";
     }
 
     static void show_transcript(const std::string& text) {

@@ -108,18 +108,19 @@ void test_child::reap() {
 }
 
 std::string test_child::complaint() const {
-    const auto& [made, wrong] = record_->counts;
+    const serving_counts& counts = record_->counts;
     if (was_stopped_)
         return "interrupted";
     if (record_->mistake[0] != '\0')
         return record_->mistake;
     if (!record_->is_complete || !WIFEXITED(status_) || WEXITSTATUS(status_) > expectation_failed)
         return "pelmsim ended: " + describe_status(status_);
-    if (wrong > 0)
-        return std::to_string(wrong) + (wrong == 1 ? " does not hold" : " do not hold");
+    if (counts.failed > 0)
+        return std::to_string(counts.failed) +
+               (counts.failed == 1 ? " does not hold" : " do not hold");
     if (status_ != 0)
         return "interrupted";
-    return made == 0 ? "expects nothing" : "";
+    return counts.made == 0 ? "expects nothing" : "";
 }
 
 std::string test_child::transcript() const {

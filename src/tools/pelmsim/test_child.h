@@ -32,6 +32,7 @@ public:
     std::string transcript() const;
     void forget_transcript() { output_.reset(); } // no descriptor is kept for it
     int expectations() const { return record_->counts.made; }
+    int warnings() const { return record_->counts.warnings; }
     std::chrono::duration<double> took() const { return ended_ - started_; }
 
     const std::string& script() const { return options_.script; }
@@ -40,7 +41,7 @@ private:
     // Lies in memory that the child shares, and that no program has which it starts. So nothing that
     // such a program does can pass for a result.
     struct record {
-        expectation_counts counts;
+        serving_counts counts;
         bool is_complete = false; // the script and the end of everybody
         char mistake[2000] = "";  // that nothing more was done behind
     };
