@@ -84,6 +84,12 @@ TEST_F(Remembering, RoundsOfSeveralLinesAreFoldedWithWhatChangesInThemLeftOut) {
                      "+3.000    pelmsim <-- ntp           pull /b: ok\n");
 }
 
+TEST_F(Remembering, HowOftenIsNeverShownWithoutWhat) {
+    for (int i = 0; i < 4; ++i)
+        pull("/a");
+    EXPECT_EQ(last(), all());
+}
+
 TEST_F(Remembering, TwiceIsNoRound) {
     pull("/a");
     pull("/a");

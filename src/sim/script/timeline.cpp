@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <vector>
 
 namespace pelmsim {
 namespace {
@@ -200,22 +199,31 @@ void timeline::keep(timeline_entry entry) {
     }
 }
 
-std::string timeline::lines(std::size_t most) const {
+std::vector<std::string> timeline::groups() const {
     std::vector<std::string> all;
     if (dropped_ > 0)
         all.push_back("what came before, " + std::to_string(dropped_) + " lines, was dropped\n");
     for (std::size_t at = 0; at < kept_.size();) {
         const round next = round_at(kept_, at);
+        std::string& group = all.emplace_back();
         for (std::size_t i = 0; i < next.length; ++i)
-            all.push_back(text_of(kept_[at + i], *begin_));
+            group += text_of(kept_[at + i], *begin_);
         const std::size_t end = at + next.length * next.count;
         if (next.count > 1)
-            all.push_back(text_of(next, kept_[end - 1].time - kept_[at].time));
+            group += text_of(next, kept_[end - 1].time - kept_[at].time);
         at = end;
     }
+    return all;
+}
+
+std::string timeline::lines(std::size_t most) const {
+    const std::vector<std::string> all = groups();
+    std::size_t first = all.size();
+    for (std::size_t count = 0; first > 0 && count < most; --first)
+        count += static_cast<std::size_t>(std::ranges::count(all[first - 1], '\n'));
     std::string text;
-    for (std::size_t at = all.size() - std::min(most, all.size()); at < all.size(); ++at)
-        text += all[at];
+    for (; first < all.size(); ++first)
+        text += all[first];
     return text;
 }
 

@@ -5,6 +5,7 @@
 
 #include <deque>
 #include <string>
+#include <vector>
 
 namespace pelmsim {
 
@@ -28,13 +29,14 @@ public:
     timeline& operator=(const timeline&) = delete;
     ~timeline() { events_.remove(*this); }
 
-    // The last lines, so many at most; those that repeat themselves are one, or a few, with how often
-    // they came.
+    // The last lines, so many, or a few more: those that repeat themselves are one, or a few, with how
+    // often they came, and stay together.
     std::string lines(std::size_t most) const;
 
 private:
     void take(const event& what) override;
     void keep(timeline_entry entry);
+    std::vector<std::string> groups() const; // lines that stay together
     std::string rule_for_stray(const event& answer) const;
 
     event_journal& events_;
