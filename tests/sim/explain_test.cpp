@@ -50,6 +50,7 @@ TEST(Explaining, NumbersAreTakenApart) {
     EXPECT_THAT(explain("32770"), AllOf(HasSubstr("0x2 "), HasSubstr("rollback")));
     EXPECT_THAT(explain("rm|rollback"), HasSubstr("rm|rollback is 32770"));
     EXPECT_THAT(explain("32"), HasSubstr("Broken pipe"));
+    EXPECT_THAT(explain("0"), Not(HasSubstr("events")));
 }
 
 TEST(Explaining, TopicsAreHeadingsAndBeginningsOfParagraphs) {
@@ -60,7 +61,9 @@ TEST(Explaining, TopicsAreHeadingsAndBeginningsOfParagraphs) {
     EXPECT_THAT(explain("joined req"), StartsWith("Joined requests"));
     EXPECT_THAT(explain("tests"), StartsWith("topics with that:\n"));
     EXPECT_THAT(explain("show"), HasSubstr("show [current|old|deployment] [PATH]\n    prints it"));
-    EXPECT_THAT(explain(""), HasSubstr("\n    Prefixes\n"));
+    EXPECT_THAT(explain("release"), StartsWith("hold, release\n    stops reading"));
+    EXPECT_THAT(explain("a"), StartsWith("topics with that:\n"));
+    EXPECT_THAT(explain(" "), HasSubstr("\n    Prefixes\n"));
 }
 
 TEST(Explaining, WhatIsUnknownIsAskedAbout) {

@@ -16,19 +16,24 @@ std::string small(std::string text) {
     return text;
 }
 
+std::string without_blanks_around(const std::string& text) {
+    const std::size_t begin = std::min(text.find_first_not_of(" \t"), text.size());
+    return text.substr(begin, text.find_last_not_of(" \t") + 1 - begin);
+}
+
 bool is_capital(char c) { return std::isupper(static_cast<unsigned char>(c)) != 0; }
 
-// The messages of "`Send failed(REASON).` `Read failed(REASON).`".
-std::vector<std::string> messages_in(const std::string& about) {
-    std::vector<std::string> messages;
+// The two of "`Send failed(REASON).` `Read failed(REASON).`".
+std::vector<std::string> marked_in(const std::string& about) {
+    std::vector<std::string> marked;
     for (std::size_t begin = about.find('`'); begin != std::string::npos;) {
         const std::size_t end = about.find('`', begin + 1);
         if (end == std::string::npos)
             break;
-        messages.push_back(about.substr(begin + 1, end - begin - 1));
+        marked.push_back(about.substr(begin + 1, end - begin - 1));
         begin = about.find('`', end + 1);
     }
-    return messages;
+    return marked;
 }
 
 // What stands in a message between its values, which are in capitals. The level that syslog shows
@@ -103,7 +108,7 @@ bool is_of_messages(const table_row& row) { return row.document == "messages.md"
 std::string explain_message(const std::string& what) {
     return rows_that([&](const table_row& row) {
         return is_of_messages(row) &&
-               std::ranges::any_of(messages_in(row.about), [&](const std::string& message) {
+               std::ranges::any_of(marked_in(row.about), [&](const std::string& message) {
                    return is_in(what, message);
                });
     });
@@ -129,8 +134,11 @@ std::string explain_topic(const std::string& what) {
 // What tables say of a command, an option or a word: with what follows it.
 std::string explain_entry(const std::string& what) {
     return rows_that([&](const table_row& row) {
-        const std::string about = without_marks(row.about);
-        return !is_of_messages(row) && (about == what || about.starts_with(what + " "));
+        return !is_of_messages(row) &&
+               (row.about == what ||
+                std::ranges::any_of(marked_in(row.about), [&](const std::string& each) {
+                    return each == what || each.starts_with(what + " ");
+                }));
     });
 }
 
@@ -171,7 +179,8 @@ constexpr std::string (*explainers[])(const std::string& what) = {
 
 } // namespace
 
-std::string explain(const std::string& what) {
+std::string explain(const std::string& question) {
+    const std::string what = without_blanks_around(question);
     if (what.empty())
         return list_topics();
     for (const auto& explainer : explainers)

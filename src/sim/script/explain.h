@@ -7,6 +7,6 @@
 namespace pelmsim {
 
 // Lines. Throws problem when nothing is known of it, with what may have been meant.
-std::string explain(const std::string& what);
+std::string explain(const std::string& question);
 
 } // namespace pelmsim

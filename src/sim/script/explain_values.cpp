@@ -51,6 +51,8 @@ std::string hexadecimal(unsigned number) {
 
 // A line for each bit that is set; nothing when one of them is none of these.
 std::string explain_bits(const char* title, unsigned number, std::span<const named_bit> known) {
+    if (number == 0)
+        return {};
     std::string lines = title + std::string("\n");
     for (const named_bit& each : known) {
         if ((number & each.bit) != 0)
