@@ -49,6 +49,12 @@ TEST_F(Completing, PathsAreThoseOfTheConfiguration) {
     EXPECT_THAT(within_quotes.words, ElementsAre(port, port + "/mtu", port + "/name"));
 }
 
+TEST_F(Completing, WhatIsAskedOfPluginsAreTheirPathsAlone) {
+    lines_.run("set /a 1");
+    EXPECT_THAT(words("status "), IsEmpty());
+    EXPECT_THAT(words("operate /"), IsEmpty());
+}
+
 TEST_F(Completing, FilesAreThoseOfTheFolderThatIsNamed) {
     std::filesystem::create_directories("/var/tmp/desk/more");
     write_file("/var/tmp/desk/one.xml", "<a/>");

@@ -41,6 +41,7 @@ TEST(Suggesting, ComparesPathsAsFarAsBothGo) {
     EXPECT_EQ(meant("/interface"), ": did you mean /interfaces?");
     EXPECT_EQ(meant("/interfaces/interface[name=\"eth1\"]/mtu"), "") << "its key is another one";
     EXPECT_EQ(meant("/system"), "");
+    EXPECT_EQ(meant("/interfaces/interface/speed"), "") << "that is no mistyped mtu";
 }
 
 } // namespace

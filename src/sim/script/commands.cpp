@@ -57,7 +57,7 @@ ending remove(session& on, line_reader& words) {
     words.finish();
     if (on.trees.current.select(path).empty())
         return ending::verdict(outcome::unheard("there is nothing at " + path.text() +
-                                                suggestion(path.text(), configured_paths(on))));
+                                                suggestion(path, configured_paths(on))));
     return ending::verdict(
         on.daemon.publisher().change([&](tree& edited) { edited.remove(path); }));
 }
@@ -77,6 +77,9 @@ ending help(session&, line_reader& words) {
         if (wanted.empty() || wanted == each.name)
             lines += columns({{each.name, 14}, {each.purpose, 1}}) +
                      (*each.arguments == '\0' ? "" : columns({{"", 16}, {each.arguments, 1}}));
+    if (lines.empty())
+        throw problem("there is no command \"" + wanted + "\"" +
+                      suggestion(wanted, command_names()));
     return ending::lines(lines);
 }
 

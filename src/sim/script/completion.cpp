@@ -15,20 +15,42 @@ namespace {
 
 using strings = std::vector<std::string>;
 
-strings all_paths(session& on, const std::string&) {
-    strings paths = configured_paths(on);
+// Where a word is being typed.
+struct position {
+    session& on;
+    std::string command; // that it is behind
+    std::string begun;   // what there is of it
+};
+
+strings texts(const std::vector<data_path>& paths) {
+    strings all;
+    for (const data_path& each : paths)
+        all.push_back(each.text());
+    return all;
+}
+
+// What some commands ask of plugins is nowhere else.
+constexpr struct {
+    const char* command;
+    serves kind;
+} served[] = {{"operate", serves::operate}, {"status", serves::status}};
+
+strings paths(const position& at) {
+    for (const auto& each : served)
+        if (at.command == each.command)
+            return texts(registered_paths(at.on, each.kind));
+    strings all = texts(configured_paths(at.on));
     for (const serves kind : {serves::config, serves::status, serves::operate})
-        for (const data_path& each : registered_paths(on, kind))
-            paths.push_back(each.text());
-    return paths;
+        std::ranges::move(texts(registered_paths(at.on, kind)), std::back_inserter(all));
+    return all;
 }
 
 // Those of the folder that the word names so far; folders end in a slash, for more is to come.
-strings files(session& on, const std::string& begun) {
-    const std::string folder = begun.substr(0, begun.rfind('/') + 1);
+strings files(const position& at) {
+    const std::string folder = at.begun.substr(0, at.begun.rfind('/') + 1);
     strings names;
     std::error_code none;
-    const auto place = on.directory / (folder.empty() ? "." : folder);
+    const auto place = at.on.directory / (folder.empty() ? "." : folder);
     for (const auto& each : std::filesystem::directory_iterator(place, none))
         names.push_back(folder + each.path().filename().string() +
                         (each.is_directory(none) ? "/" : ""));
@@ -38,22 +60,22 @@ strings files(session& on, const std::string& begun) {
 // What words in capitals stand for.
 constexpr struct {
     const char* symbol;
-    strings (*known)(session& on, const std::string& begun);
+    strings (*known)(const position& at);
 } placeholders[] = {
-    {"COMMAND", [](session&, const std::string&) { return command_names(); }},
+    {"COMMAND", [](const position&) { return command_names(); }},
     {"FILE", files},
-    {"OPER", [](session&, const std::string&) { return oper_names(); }},
-    {"PATH", all_paths},
-    {"PLUGIN", [](session& on, const std::string&) { return plugin_names(on); }},
-    {"PROGRAM", [](session& on, const std::string&) { return program_names(on); }},
+    {"OPER", [](const position&) { return oper_names(); }},
+    {"PATH", paths},
+    {"PLUGIN", [](const position& at) { return plugin_names(at.on); }},
+    {"PROGRAM", [](const position& at) { return program_names(at.on); }},
 };
 
-strings known_as(const std::string& symbol, session& on, const std::string& begun) {
+strings known_as(const std::string& symbol, const position& at) {
     if (!is_placeholder(symbol))
         return {symbol};
     for (const auto& each : placeholders)
         if (symbol == each.symbol)
-            return each.known(on, begun);
+            return each.known(at);
     return {};
 }
 
@@ -90,10 +112,11 @@ strings words_behind(strings before, session& on, const std::string& begun) {
     const command* const called = find_command(before.front());
     if (called == nullptr)
         return {};
+    const position at{on, before.front(), begun};
     before.erase(before.begin());
     strings words;
     for (const std::string& symbol : next_symbols(called->arguments, before))
-        for (std::string& each : known_as(symbol, on, begun))
+        for (std::string& each : known_as(symbol, at))
             words.push_back(std::move(each));
     return words;
 }

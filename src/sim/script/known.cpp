@@ -8,13 +8,13 @@ namespace {
 constexpr std::size_t most_paths = 5000; // that anybody could look through
 
 void add_paths(const store& trees, const xmlNode* parent, const data_path& above,
-               std::vector<std::string>& paths) {
+               std::vector<data_path>& paths) {
     for (const xmlNode* element : child_elements(parent)) {
         if (paths.size() == most_paths)
             return;
         data_path its_path = above;
         its_path.steps.push_back({"", local_name(element), trees.keys.keys_of(element)});
-        paths.push_back(its_path.text());
+        paths.push_back(its_path);
         add_paths(trees, element, its_path, paths);
     }
 }
@@ -45,8 +45,8 @@ std::vector<data_path> registered_paths(session& on, serves kind) {
     return paths;
 }
 
-std::vector<std::string> configured_paths(session& on) {
-    std::vector<std::string> paths;
+std::vector<data_path> configured_paths(session& on) {
+    std::vector<data_path> paths;
     add_paths(on.trees, on.trees.current.root(), {}, paths);
     return paths;
 }

@@ -17,6 +17,6 @@ std::vector<std::string> program_names(session& on); // of those that were start
 std::vector<data_path> registered_paths(session& on, serves kind);
 
 // The path of each element of the configuration, with keys: not of more than the first thousands.
-std::vector<std::string> configured_paths(session& on);
+std::vector<data_path> configured_paths(session& on);
 
 } // namespace pelmsim

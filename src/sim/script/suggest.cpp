@@ -41,6 +41,20 @@ std::string names_of_first(const data_path& path, std::size_t steps) {
     return part.names();
 }
 
+// A third of its letters may be wrong, and in a short name one.
+bool is_near(const std::string& name, const std::string& other) {
+    const std::size_t most = std::max({name.size(), other.size(), std::size_t{3}});
+    return most <= longest && distance(name, other) * 3 <= most;
+}
+
+// Whether each of the first steps may be meant by that of the other path.
+bool is_near(const data_path& wrong, const data_path& other, std::size_t steps) {
+    for (std::size_t i = 0; i < steps; ++i)
+        if (!is_near(wrong.steps[i].name, other.steps[i].name))
+            return false;
+    return true;
+}
+
 std::string in_words(const std::string& meant) {
     return meant.empty() ? "" : ": did you mean " + meant + "?";
 }
@@ -74,7 +88,8 @@ std::string suggestion(const data_path& wrong, const std::vector<data_path>& kno
         const std::string part = names_of_first(wrong, steps);
         std::vector<std::string> comparable;
         for (const data_path& each : known)
-            if (each.steps.size() == steps || (each.steps.size() > steps && steps == all))
+            if ((each.steps.size() == steps || (each.steps.size() > steps && steps == all)) &&
+                is_near(wrong, each, steps))
                 comparable.push_back(names_of_first(each, steps));
         if (std::ranges::find(comparable, part) != comparable.end())
             return {};
