@@ -4,6 +4,7 @@
 #define _GNU_SOURCE /* POLLRDHUP */
 
 #include <conf_api.h>
+#include <conf_debug.h>
 
 #include <poll.h>
 #include <signal.h>
@@ -13,6 +14,19 @@
 
 static int take(int session, int oper, int more, int priority, const char* path) {
     (void)session, (void)oper, (void)more, (void)priority, (void)path;
+    return 0;
+}
+
+static int refuse_with_0(int session, int oper, int more, int priority, const char* path) {
+    (void)session, (void)oper, (void)more, (void)priority, (void)path;
+    econf_plugin_error(0, "It failed.");
+    return -1;
+}
+
+static int leave_error(int session, const char* path, const char* filter, xmlNode** status) {
+    (void)session, (void)path, (void)filter;
+    *status = xmlNewNode(NULL, BAD_CAST "state");
+    econf_plugin_error(5, "It is late.");
     return 0;
 }
 
@@ -67,6 +81,8 @@ static struct mistake {
     {.word = "byte", .statuses = {{"/byte", control_byte}}},
     {.word = "late", .statuses = {{"/late", late}}},
     {.word = "code", .operations = {{operation, code_0}}},
+    {.word = "refusal", .configs = {{"/refusal", 1, refuse_with_0}}},
+    {.word = "left", .statuses = {{"/left", leave_error}}},
 };
 
 static int is(const char* word, const char* other) { return (strcmp)(word, other) == 0; }
@@ -91,6 +107,12 @@ static void go_wrong(const char* word, struct pollfd* daemon) {
     }
     if (is(word, "child") && fork() != 0)
         _exit(0);
+    if (is(word, "share") && fork() == 0)
+        _exit(pause());
+    if (is(word, "fork") && fork() == 0) {
+        xmlNode* none = NULL;
+        _exit(econf_plugin_pull(0, "/a", &none) == 0);
+    }
     while (is(word, "spin") && poll(daemon, 1, -1) == 1)
         econf_plugin_run();
 }
@@ -99,6 +121,8 @@ int main(int argc, char** argv) {
     const char* word = argc > 1 ? argv[1] : "";
     struct pollfd daemon = {.events = POLLIN | POLLRDHUP};
 
+    if (is(word, "refusal") || is(word, "left") || is(word, "fork"))
+        (void)econf_plugin_config_debug(DBG_DEBUG, 1);
     if (!is(word, "sigpipe"))
         (void)signal(SIGPIPE, SIG_IGN);
     daemon.fd = begin(word);

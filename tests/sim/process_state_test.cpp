@@ -59,6 +59,9 @@ TEST(Processes, AreGoneWhenNothingIsLeftToRun) {
     EXPECT_EQ(parse_process({.stat = stat_line("812 (ntp) Z", 1)}).describe(), "gone");
     EXPECT_EQ(parse_process({.stat = stat_line("812 (ntp) T", 1)}).describe(),
               "stopped by a signal");
+    const process_state of_threads = parse_process({.stat = stat_line("812 (ntp) Z", 2)});
+    EXPECT_TRUE(of_threads.lives());
+    EXPECT_THAT(of_threads.describe(), StartsWith("at work in other threads"));
 }
 
 TEST(Processes, NameTheirTracer) {

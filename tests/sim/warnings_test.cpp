@@ -1,5 +1,6 @@
 #include "script/warnings.h"
 
+#include "script/files.h"
 #include "script/registration_check.h"
 #include "scripting.h"
 
@@ -122,6 +123,15 @@ TEST_F(Warning, RegistrationsAfterARestartAreNoLoop) {
     EXPECT_TRUE(on_.warned.all().empty());
     asks("register");
     EXPECT_THAT(printed_, HasSubstr("warning: registers in a loop, 10 times within two seconds"));
+}
+
+TEST_F(Warning, TheLogTellsOfWhatIsCalledTooEarlyAndNotOfWhatIsClosedTwice) {
+    const std::string line = "[ERROR] - Plugin context is not ready when close.\r\n";
+    write_file(plugin_log_file, line);
+    EXPECT_TRUE(holds("not warning"));
+    write_file(plugin_log_file, line + "[ERROR] - Plugin context is not ready when active.\r\n");
+    EXPECT_TRUE(holds("warning behind econf_plugin_activate()"));
+    std::filesystem::remove(plugin_log_file);
 }
 
 TEST_F(Warning, OneThatIsSlowToGoActiveMayHaveNotHadTheTime) {

@@ -75,7 +75,9 @@ enum class cause {
     loop,          // of registrations
     spin,          // behind a hang-up
     inactive,      // for long, and never was anything else
-    child,         // which holds the connection of a plugin that has ended
+    child,         // which holds the connection of a plugin
+    left_error,    // recorded, but by a callback that succeeds
+    unregistered,  // who calls the library
 };
 
 // Nodes and outcomes are borrowed: they are there during the call that reports the event.

@@ -40,12 +40,14 @@ constexpr const char* causes[] = {"",
                                   "loop",
                                   "spin",
                                   "inactive",
-                                  "child"};
+                                  "child",
+                                  "left-error",
+                                  "unregistered"};
 constexpr const char* verdicts[] = {"ok", "error", "no-answer", "unheard", "ended"};
 static_assert(std::size(roles) == static_cast<std::size_t>(role::program) + 1);
 static_assert(std::size(kinds) == static_cast<std::size_t>(event_kind::result) + 1);
 static_assert(std::size(directions) == static_cast<std::size_t>(direction::from_peer) + 1);
-static_assert(std::size(causes) == static_cast<std::size_t>(cause::child) + 1);
+static_assert(std::size(causes) == static_cast<std::size_t>(cause::unregistered) + 1);
 static_assert(std::size(verdicts) == static_cast<std::size_t>(verdict::ended) + 1);
 
 template <std::size_t count, class Value>

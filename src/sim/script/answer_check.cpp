@@ -32,13 +32,10 @@ std::optional<warning> has_no_callback(const event& request) {
 
 // A status holds data, and an operation that has nothing to say <ok/>. An answer without either is
 // what the library makes of an error whose code is 0. Of a change it is the usual answer.
-std::optional<warning> counts_as_success(const event& request) {
+std::optional<warning> has_failed_with_code_0(const event& request) {
     if (request.called.empty() || !request.result->is_ok() || request.result->data != nullptr)
         return std::nullopt;
-    return warning{cause::code_0, path_of(request),
-                   subject_of(request) +
-                       " failed with an error whose code is 0, and so counts as a success: give "
-                       "econf_plugin_error() another code"};
+    return counted_as_success(request);
 }
 
 std::string name_of(const xmlNode* node) {
@@ -75,10 +72,17 @@ std::optional<warning> was_late(const event& request) {
                        "takes long"};
 }
 
-constexpr std::optional<warning> (*checks[])(const event&) = {has_no_callback, counts_as_success,
-                                                              is_no_element, was_late};
+constexpr std::optional<warning> (*checks[])(const event&) = {
+    has_no_callback, has_failed_with_code_0, is_no_element, was_late};
 
 } // namespace
+
+warning counted_as_success(const event& request) {
+    return {cause::code_0, path_of(request),
+            subject_of(request) +
+                " failed with an error whose code is 0, and so counts as a success: give "
+                "econf_plugin_error() another code"};
+}
 
 std::optional<warning> check_answer(const event& request) {
     for (const auto check : checks)

@@ -215,6 +215,7 @@ search search_log(session& on, const std::string& kind, line_reader& words) {
 }
 
 sight look_at_warnings(session& on, const std::string& text) {
+    on.warned.look_at_log();
     sight made{false, "", on.warned.is_full() ? "more came than are kept" : on.step.unheard()};
     std::vector<std::string> others;
     for (given_warning& each : on.warned.of_step()) {

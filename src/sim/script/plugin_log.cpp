@@ -1,13 +1,17 @@
 #include "script/plugin_log.h"
 
-#include "model/problem.h"
 #include "script/files.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <sys/stat.h>
 
 namespace pelmsim {
 namespace {
+
+constexpr std::size_t most_read =
+    std::size_t{16} * 1024 * 1024; // at once; the library keeps it below 2
 
 std::string last_lines(const std::string& text, int count) {
     std::size_t begin = text.size();
@@ -32,15 +36,19 @@ log_place end_of_plugin_log() {
 }
 
 std::optional<log_part> plugin_log_behind(const log_place& place) {
-    const log_place end = end_of_plugin_log();
-    std::string text;
-    try {
-        text = read_file(plugin_log_file);
-    } catch (const problem&) { // a plugin may delete it at any time
+    const log_place now = end_of_plugin_log();
+    const bool is_same = now.file == place.file && now.at >= place.at;
+    const std::size_t first = is_same ? place.at : 0;
+    const std::size_t begin = std::max(first, now.at - std::min(now.at, most_read));
+    std::ifstream file(plugin_log_file, std::ios::binary);
+    if (!file) // a plugin may delete it at any time
         return std::nullopt;
-    }
-    const bool is_same = end.file == place.file && text.size() >= place.at;
-    return log_part{is_same ? text.substr(place.at) : text, !is_same && place.file != 0};
+    std::string text(now.at - begin, '\0');
+    file.seekg(static_cast<std::streamoff>(begin));
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    const log_place end{now.file, begin + text.size()};
+    return log_part{std::move(text), end, begin > first || (!is_same && place.file != 0)};
 }
 
 } // namespace pelmsim

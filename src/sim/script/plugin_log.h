@@ -17,12 +17,15 @@ std::string plugin_log(int lines);
 struct log_place {
     ino_t file = 0; // 0 when there is none
     std::size_t at = 0;
+
+    bool operator==(const log_place&) const = default;
 };
 
 log_place end_of_plugin_log();
 
 struct log_part {
     std::string text;
+    log_place end;
     bool is_cut; // some of it went with a log that was deleted
 };
 

@@ -17,12 +17,12 @@ constexpr milliseconds much_work{1000}; // leak checkers and coverage take less
 constexpr std::size_t many_registrations = 10;
 constexpr milliseconds of_late{2000};
 
-// Also when nobody has taken note of it yet. The first thread may end before the others.
+// Also when nobody has taken note of it yet.
 bool has_ended(pid_t pid) {
     const process_state its = read_process(pid);
     if (its.letter == 0) // it may be hidden
         return pid > 0 && kill(pid, 0) != 0 && errno == ESRCH;
-    return !its.lives() && its.threads <= 1;
+    return !its.lives();
 }
 
 } // namespace
@@ -119,8 +119,27 @@ void process_watch::look_for_spin(state& each) {
     each.is_done = true;
 }
 
-// What is gone at two looks was not about to be read as a hang-up.
+// Another process that holds the plugin's connection, or 0. Only who has a child is looked at, for that
+// takes a look at all processes.
+pid_t process_watch::other_holder(pid_t pid) const {
+    if (!has_children(pid))
+        return 0;
+    for (const pid_t each : holders_(pid))
+        if (each != pid)
+            return each;
+    return 0;
+}
+
+// What is gone at two looks was not about to be read as a hang-up, and a child that is there at both is
+// not about to become another program.
 void process_watch::look_for_child(state& each, bool is_gone) {
+    const pid_t child = is_gone ? 0 : other_holder(each.who.pid);
+    if (std::exchange(each.was_shared, child != 0) && child != 0)
+        found_(each.who, {cause::child, "",
+                          "process " + std::to_string(child) +
+                              ", which it has forked, holds its connection, too: what such a child "
+                              "asks fails, and nobody notices when the plugin ends. Close the "
+                              "descriptor in the child"});
     if (std::exchange(each.was_gone, is_gone) && is_gone)
         found_(each.who, {cause::child, "",
                           "process " + std::to_string(each.who.pid) +

@@ -14,8 +14,12 @@ class process_watch {
 public:
     using finder = std::function<void(const peer& who, warning what)>;
 
+    // Who holds the connection of a plugin's process.
+    using holders_of = std::function<std::vector<pid_t>(pid_t)>;
+
     // Tells the finder of each, perhaps more than once.
-    process_watch(event_loop& loop, finder found) : loop_(loop), found_(std::move(found)) {}
+    process_watch(event_loop& loop, holders_of holders, finder found)
+        : loop_(loop), holders_(std::move(holders)), found_(std::move(found)) {}
     process_watch(const process_watch&) = delete;
     process_watch& operator=(const process_watch&) = delete;
     ~process_watch() = default;
@@ -33,6 +37,7 @@ private:
         bool is_hung_up_on = false;
         bool is_done = false;         // nothing more is to be found
         bool was_gone = false;        // when it was looked at before
+        bool was_shared = false;      // its connection, at that time
         milliseconds worked_before{}; // the hang-up
     };
 
@@ -44,9 +49,11 @@ private:
     void look_at_connected(state& each);
     void look_for_spin(state& each);
     void look_for_child(state& each, bool is_gone);
+    pid_t other_holder(pid_t pid) const;
     void look_at_inactive(const state& each, milliseconds limit);
 
     event_loop& loop_;
+    holders_of holders_;
     finder found_;
     std::map<pid_t, state> watched_;
     std::map<pid_t, std::deque<moment>> registrations_; // of late, also those that were refused

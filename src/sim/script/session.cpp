@@ -17,9 +17,16 @@ session::session(event_loop& its_loop, event_journal& journal, const descriptor_
       programs(its_loop, journal, descriptors),
       step(journal),
       happened(journal),
-      warned(its_loop, journal, trees),
+      warned(its_loop, journal, trees, [this](pid_t pid) { return holders_of(pid); }),
       daemon(its_loop, journal, *this, trees),
       expected(journal) {}
+
+std::vector<pid_t> session::holders_of(pid_t plugin) {
+    const auto& all = daemon.plugins().all();
+    const auto found =
+        std::ranges::find_if(all, [&](const auto& each) { return each->pid() == plugin; });
+    return found == all.end() ? std::vector<pid_t>() : (*found)->holders();
+}
 
 void session::keep_deployment_in(const std::string& file) {
     deployment_file_ = file;
@@ -80,6 +87,7 @@ void session::take_in() {
 
 void session::begin_step() {
     take_in();
+    warned.look_at_log();
     step.begin(daemon.notifier().arrived());
     warned.begin_step();
     expected.begin_step();

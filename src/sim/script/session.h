@@ -62,6 +62,7 @@ private:
     void heard_from(pid_t pid) override { programs.read_output_of(pid); }
     bool is_debugged(pid_t pid) override;
     bool is_anybody_debugged();
+    std::vector<pid_t> holders_of(pid_t plugin);
     void recovered(const std::string& plugin, outcome how) override {
         expected.recovered(plugin, std::move(how));
     }

@@ -28,10 +28,13 @@ std::string what_is_lost(const event& what) {
 
 } // namespace
 
-warnings::warnings(event_loop& loop, event_journal& events, const store& trees)
+warnings::warnings(event_loop& loop, event_journal& events, const store& trees,
+                   process_watch::holders_of holders)
     : events_(events),
       trees_(trees),
-      processes_(loop, [this](const peer& who, const warning& what) { give(who, what); }) {
+      processes_(loop, std::move(holders),
+                 [this](const peer& who, const warning& what) { give(who, what); }),
+      log_(loop, [this](const peer& who, const warning& what) { give(who, what); }) {
     events_.add(*this);
 }
 
@@ -46,6 +49,7 @@ void warnings::take(const event& what) {
 
 void warnings::take_named(const event& what) {
     processes_.take(what);
+    log_.take(what);
     if (const std::string fault = fault_of(what); !fault.empty())
         return give(what.who, {cause::not_allowed, "",
                                what_is_lost(what) + ", for XML does not allow " + fault +

@@ -3,6 +3,7 @@
 
 #include "journal/journal.h"
 #include "model/store.h"
+#include "script/log_watch.h"
 #include "script/process_watch.h"
 
 #include <set>
@@ -23,7 +24,8 @@ public:
     static constexpr std::size_t most_given = 1000; // names may be anything
 
     // Warns within the report of what it warns of: who prints should hear of that before.
-    warnings(event_loop& loop, event_journal& events, const store& trees);
+    warnings(event_loop& loop, event_journal& events, const store& trees,
+             process_watch::holders_of holders);
     warnings(const warnings&) = delete;
     warnings& operator=(const warnings&) = delete;
     ~warnings() { events_.remove(*this); }
@@ -36,7 +38,13 @@ public:
     bool is_full() const { return given_.size() == most_given; } // there may have been more
 
     // To be called before everybody is hung up on in the end.
-    void look_a_last_time() { processes_.look_at_inactive(); }
+    void look_a_last_time() {
+        processes_.look_at_inactive();
+        log_.look();
+    }
+
+    // To be called before they are looked at.
+    void look_at_log() { log_.look(); }
 
 private:
     void take(const event& what) override;
@@ -46,6 +54,7 @@ private:
     event_journal& events_;
     const store& trees_;
     process_watch processes_;
+    log_watch log_;
     std::set<std::string> known_;
     std::vector<given_warning> given_;
     std::size_t before_step_ = 0;

@@ -30,12 +30,16 @@ std::string connection::describe_process() const {
     return describe_state(pid()) + (has_lost_its_process() ? "; " + describe_holders() : "");
 }
 
+std::vector<pid_t> connection::holders() const {
+    return is_open() ? line_->holders() : std::vector<pid_t>();
+}
+
 std::string connection::describe_holders() const {
-    std::string holders;
-    for (const pid_t each : is_open() ? line_->holders() : std::vector<pid_t>())
-        holders += (holders.empty() ? "" : " and ") + describe_state(each, ", ");
+    std::string all;
+    for (const pid_t each : holders())
+        all += (all.empty() ? "" : " and ") + describe_state(each, ", ");
     return "its connection is held open by " +
-           (holders.empty() ? "another one, which cannot be seen" : holders);
+           (all.empty() ? "another one, which cannot be seen" : all);
 }
 
 // What goes wrong with one connection, if only memory, ends that one alone.

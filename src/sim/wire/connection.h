@@ -62,6 +62,7 @@ public:
     std::string describe_process() const;
     bool has_lost_its_process() const;
     std::string describe_holders() const; // of the connection
+    std::vector<pid_t> holders() const;   // as far as they can be seen
 
     virtual peer who() const = 0; // as events call the peer
     std::string label() const { return who().label(); }

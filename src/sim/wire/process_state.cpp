@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <sys/syscall.h>
@@ -146,11 +147,12 @@ void parse_call(const std::string& text, bool is_ours, process_state& state) {
 
 std::string process_state::describe() const {
     const std::string in = where.empty() ? "; where, cannot be read" : " in " + where;
+    if (!lives())
+        return "gone";
     switch (letter) {
-    case 0:
     case 'X':
     case 'Z':
-        return "gone";
+        return "at work in other threads than its first, which has ended";
     case 'R':
         return "running";
     case 'D':
@@ -185,6 +187,17 @@ process_state read_process(pid_t pid) {
                           .system_call = read("syscall"),
                           .wait_channel = read("wchan"),
                           .calls_are_ours = kind_of_program(process) == kind_of_program("self")});
+}
+
+// Each thread has a list of those that it made.
+bool has_children(pid_t pid) {
+    std::error_code gone;
+    const std::filesystem::path threads = "/proc/" + std::to_string(pid) + "/task";
+    for (std::filesystem::directory_iterator each(threads, gone), end; !gone && each != end;
+         each.increment(gone))
+        if (read_all(each->path() / "children"))
+            return true;
+    return false;
 }
 
 std::string describe_state(pid_t pid, const char* link) {

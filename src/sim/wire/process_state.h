@@ -28,7 +28,8 @@ struct process_state {
     milliseconds worked{};      // of processor time, in all
     bool is_ended_by_sigpipe{}; // which it neither ignores nor catches nor blocks
 
-    bool lives() const { return letter != 0 && letter != 'Z' && letter != 'X'; }
+    // Its first thread may end before the others.
+    bool lives() const { return letter != 0 && ((letter != 'Z' && letter != 'X') || threads > 1); }
 
     // "asleep in read", "running", "gone".
     std::string describe() const;
@@ -37,6 +38,8 @@ struct process_state {
 process_state parse_process(const process_files& files);
 
 process_state read_process(pid_t pid);
+
+bool has_children(pid_t pid); // false where the system does not tell
 
 // "process 812 (ntp)" and what it is, behind such a link: " is asleep in read".
 std::string describe_state(pid_t pid, const char* link = " is ");
