@@ -67,6 +67,12 @@ TEST_F(Warning, APathThatMayBeMeantSoIsLeftAlone) {
     EXPECT_EQ(warned("operate-subscribe", {"reset"}), "");
 }
 
+TEST_F(Warning, APathIsTheSameHoweverItIsWritten) {
+    EXPECT_EQ(warned("config-subscribe", {"/net/l[n=7]", "/net/l[n=8]", "/net/l[n='7']"}),
+              "config_cbs[2] has the same path as config_cbs[0], /net/l[n='7']: leave one of them "
+              "out\n");
+}
+
 TEST_F(Warning, OfARowThatIsWrongOnlyTheReasonIsTold) {
     EXPECT_EQ(warned("status-publish", {"", ""}),
               "the path of status_cbs[0] arrives empty: in a path an ampersand is written "

@@ -114,9 +114,15 @@ std::optional<warning> has_no_slash(const entry& its, const entries&, const tree
                        its.text + "\""};
 }
 
+// Whatever quotes keys stand in.
+bool is_same(const entry& first, const entry& second) {
+    return first.text == second.text ||
+           (!first.path.steps.empty() && first.path.text() == second.path.text());
+}
+
 std::optional<warning> is_there_before(const entry& its, const entries& all, const tree&) {
     for (const entry& other : all)
-        if (other.row < its.row && other.table == its.table && other.text == its.text)
+        if (other.row < its.row && other.table == its.table && is_same(other, its))
             return warning{cause::path_twice, its.text,
                            its.place() + " has the same path as " + other.place() + ", " +
                                its.text + ": leave one of them out"};
