@@ -82,6 +82,12 @@ run 'joined on' 'start test_plugin late 1 0 late' 'wait active late' 'timeout 30
 says 'kickoff: no answer \(time-out\)' 'late has read the request' \
     'or the request has come together with an answer: .* until econf_plugin_run\(\) is called' 'status 0'
 
+# A notification has come before it goes on.
+run 'start example_agent' 'wait output subscribeNotification' 'start example_notify alarm hot' \
+    'wait exited example_notify' timeline
+says '<-- agent root +get-capability: data$' '<-- notifier +notification, passed on to 1 agents' \
+    '--> agent root +notification$' 'status 0'
+
 # It takes a second for its answer; while it is traced, no limit ends that. Some machines allow none.
 run 'start stuck debugged' 'wait active stuck' 'timeout 1' 'operate /stuck <doze/>' \
     'operate /stuck <doze/>' 'timeout 30000' 'stop stuck'

@@ -31,17 +31,16 @@ protected:
                          .operation = 4,
                          .result = &result});
     }
-    void pull(const char* path) {
+    void pull(const char* path, const outcome& result = {}) {
         const unique_node params = new_element("params");
         add_element(params.get(), "path", path);
-        const outcome good;
         journal_.report({.kind = event_kind::request,
                          .who = ntp,
                          .way = direction::from_peer,
                          .method = "pull",
                          .id = "1",
                          .path = path,
-                         .result = &good,
+                         .result = &result,
                          .body = params.get()});
     }
     void stray(const char* id) {
@@ -63,6 +62,11 @@ TEST_F(Remembering, LinesHaveTheTimeSinceTheBeginningAndBothLanes) {
     EXPECT_EQ(all(),
               "+0.000    pelmsim <-- pid 7         connected\n"
               "+0.500    pelmsim <-- ntp           publish /a mod: error 22 (no\\nway)  #3\n");
+}
+
+TEST_F(Remembering, AnErrorOfThePluginIsToldFromARefusal) {
+    pull("/a", outcome::error(5, "not now"));
+    EXPECT_THAT(last(), HasSubstr("pull /a: refused with error 5 (not now)"));
 }
 
 TEST_F(Remembering, WhatRepeatsItselfIsFolded) {

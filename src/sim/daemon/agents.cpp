@@ -2,6 +2,7 @@
 
 #include "model/xml.h"
 
+#include <algorithm>
 #include <conf_agent.h>
 #include <conf_plugin.h>
 #include <ctime>
@@ -27,6 +28,11 @@ agent_table::agent_table(event_loop& loop, event_journal& events, daemon_owner& 
     : peer_table(loop, events, around, conf_agent_service_enable, conf_agent_service_disable,
                  g_conf_agent_socket),
       arranged_(arranged) {}
+
+std::size_t agent_table::subscribed() const {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(all(), [](const auto& each) { return each->is_subscribed(); }));
+}
 
 std::size_t agent_table::notify(const xmlNode* data) {
     const unique_node message = new_element("notification", notification_uri);

@@ -11,6 +11,8 @@ public:
     agent_table(event_loop& loop, event_journal& events, daemon_owner& around,
                 const arrangements& arranged);
 
+    std::size_t subscribed() const; // how many are
+
     // Passes a notification on to those who subscribed; says to how many.
     std::size_t notify(const xmlNode* data);
 

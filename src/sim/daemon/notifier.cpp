@@ -68,10 +68,12 @@ void notifier::take(std::string text) {
         what.why = cause::no_xml;
         return events_.report(std::move(what));
     }
-    if (data != nullptr && data->type == XML_ELEMENT_NODE)
-        what.count = agents_.notify(data.get());
+    const bool is_element = data != nullptr && data->type == XML_ELEMENT_NODE;
+    what.count = is_element ? agents_.subscribed() : 0;
     what.body = data.get();
     events_.report(std::move(what));
+    if (is_element)
+        (void)agents_.notify(data.get());
 }
 
 } // namespace pelmsim

@@ -48,15 +48,22 @@ line asked(const event& what) {
             numbered(what)};
 }
 
+// What the peer was answered: agents with elements.
+std::string answer_to(const event& request) {
+    if (request.result == nullptr)
+        return "left without an answer";
+    if (request.who.is == role::agent)
+        return request.text;
+    return (request.result->is_ok() ? "" : "refused with ") + request.result->describe();
+}
+
 line request(const event& what) {
     if (what.way == direction::to_peer) {
         const bool came = what.result->result != verdict::no_answer;
         return {came ? comes_in : none_came, subject_of(what) + ": " + what.result->describe(),
                 numbered(what) + " " + took(what)};
     }
-    if (what.result != nullptr)
-        return {comes_in, subject_of(what) + ": " + what.result->describe()};
-    return {comes_in, subject_of(what) + ": left without an answer"};
+    return {comes_in, subject_of(what) + ": " + answer_to(what)};
 }
 
 line closed(const event& what) {
