@@ -7,6 +7,7 @@
 #include "new.h"
 #include "script/explain.h"
 #include "serving.h"
+#include "show.h"
 #include "test.h"
 #include "wire/loop.h"
 
@@ -119,6 +120,15 @@ CLI::App& add_explain(CLI::App& app, std::vector<std::string>& words) {
     return command;
 }
 
+CLI::App& add_show(CLI::App& app, show_options& given) {
+    CLI::App& command = *app.add_subcommand("show", "Print a recording as something to look at");
+    command.add_flag("--html", given.html, "As a page to open in a browser")->required();
+    command.add_option("file", given.file, "The events as JSON lines; - is the standard input")
+        ->option_text("FILE")
+        ->required();
+    return command;
+}
+
 int explain_words(const std::vector<std::string>& words) {
     std::string what;
     for (const std::string& each : words)
@@ -137,6 +147,7 @@ int run_command(int argc, char** argv) {
     test_options tests;
     new_options project;
     std::vector<std::string> words;
+    show_options recording;
     CLI::App app("Plays the configuration daemon for the authors of plugins and agents.",
                  "pelmsim");
     app.require_subcommand(1);
@@ -148,6 +159,7 @@ int run_command(int argc, char** argv) {
     const CLI::App& in_public = add_serve(app, given);
     const CLI::App& making = add_new(app, project);
     const CLI::App& explaining = add_explain(app, words);
+    const CLI::App& showing = add_show(app, recording);
     const CLI::App& clients = *app.add_subcommand("clients", "Show the table of clients");
     app.add_subcommand("doctor", "Look for what is wrong on this machine");
     try {
@@ -166,6 +178,8 @@ int run_command(int argc, char** argv) {
         return make_project(project);
     if (explaining)
         return explain_words(words);
+    if (showing)
+        return show_recording(recording);
     return clients ? show_clients() : examine_machine();
 }
 

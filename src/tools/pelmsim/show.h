@@ -1,0 +1,16 @@
+// What "pelmsim show" does: a recording as something to look at.
+#pragma once
+
+#include <string>
+
+namespace pelmsim {
+
+struct show_options {
+    std::string file;
+    bool html = false;
+};
+
+// Prints it and returns the exit status; throws problem when the file cannot be read.
+int show_recording(const show_options& given);
+
+} // namespace pelmsim
