@@ -1,6 +1,6 @@
-# The page of a recording. Its style and its scripts are put into page.html, and as it lets a browser
-# obey these alone, their hashes, too. The whole becomes two texts in C++.
-set(page_scripts page.js)
+# The page of a recording. Its style and its scripts are put into page.html, and as it lets a
+# browser obey these alone, their hashes, too. The whole becomes two texts in C++.
+set(page_scripts recording.js words.js rows.js xml.js diagram.js details.js page.js)
 
 # page_part(VARIABLE FILE...): the files' texts, one behind the other.
 function(page_part variable)
@@ -14,7 +14,7 @@ function(page_part variable)
   set(${variable} "${whole}" PARENT_SCOPE)
 endfunction()
 
-# page_hash(VARIABLE TEXT): as a Content-Security-Policy has it, in base 64, of three bytes at a time.
+# page_hash(VARIABLE TEXT): as a Content-Security-Policy has it, in base 64, three bytes at a time.
 function(page_hash variable text)
   set(digits ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/)
   string(SHA256 rest "${text}")
