@@ -17,7 +17,7 @@ class Page(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory(prefix="pelm-page-")
-        cls.demo = recordings.demo(simulator, plugin, examples)
+        cls.demo = recordings.of(examples + "/demo.sim", simulator, plugin, examples)
         cls.browser = Chromium(browser_program)
 
     @classmethod
@@ -88,6 +88,8 @@ class ReadingAPage(Page):
         self.assertEqual(self.count(".detailed"), 0)
         self.browser.press("ArrowDown")
         self.assertEqual(self.chosen(), "A plugin registers and is given the configuration.")
+        active = "document.querySelector('[role=listbox]').getAttribute('aria-activedescendant')"
+        self.assertEqual(self.count("#" + self.browser.evaluate(active)), 1)
 
     def test_finds_the_first_trouble(self):
         self.browser.click("#first")

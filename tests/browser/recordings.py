@@ -7,9 +7,9 @@ RUN = "document.title='ran'"
 MARKUP = f'</script><script>{RUN}</script><img src=x onerror="{RUN}"><!--'
 
 
-def demo(simulator, plugin, examples):
+def of(script, simulator, plugin, examples):
     command = [simulator, "run", "--json", "--trace", "--config", examples + "/demo.xml",
-               "--script", examples + "/demo.sim", "--", plugin]
+               "--script", script, "--", plugin]
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
 
 

@@ -6,12 +6,12 @@ function showDetails(panel, row, go) {
     if (row.outcome)
         content.push(verdictOf(row));
     content.push(...linksOf(event, go));
-    for (const each of row.events)
-        content.push(...partsOf(each, row.events.length > 1));
     const frames = framesOf(event);
     content.push(...frames.flatMap(frame => frameParts(frame)));
     if (frames.length === 0 && ["asked", "request"].includes(event.kind))
         content.push(element("p", "hint", "Its frames are not in this recording."));
+    for (const each of row.events)
+        content.push(...partsOf(each));
     panel.replaceChildren(...content);
     panel.scrollTop = 0;
 }
@@ -29,7 +29,7 @@ function titleOf({ event, subject, form }) {
 }
 
 function whenText({ time, kind }) {
-    return `${kind}${time ? ` at ${time.replace("T", " ").replace("Z", " UTC")}` : ""}`;
+    return time ? time.replace("T", " ").replace("Z", " UTC") : kind;
 }
 
 // To what was asked, or to what came of it.
@@ -52,9 +52,9 @@ const asXml = new Set(["body", "data"]);
 const asBlock = new Set(["text", "got", "difference", "shown", "expected", "reason", "mistake"]);
 
 // The members as the recording has them, the long ones below the others.
-function partsOf(event, isOneOfSeveral) {
+function partsOf(event) {
     const list = element("dl");
-    const blocks = [];
+    const blocks = [element("h3", "", `The event, ${event.kind}`), list];
     for (const [name, given] of Object.entries(event.given)) {
         const value = textOf(given);
         const isLong = asBlock.has(name) && (value.length > 60 || value.includes("\n"));
@@ -62,10 +62,10 @@ function partsOf(event, isOneOfSeveral) {
             blocks.push(...xmlParts(event, name, value));
         else if (isLong)
             blocks.push(element("h3", "", name), textBlock(name, value));
-        else if (name !== "time" && (name !== "kind" || isOneOfSeveral))
+        else if (name !== "time" && name !== "kind")
             list.append(element("dt", "", name), element("dd", "", valueText(event, name, value)));
     }
-    return [list, ...blocks];
+    return blocks;
 }
 
 function valueText(event, name, value) {

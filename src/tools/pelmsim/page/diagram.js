@@ -45,9 +45,11 @@ class Diagram {
             lane.x = start + room + (index - 1) * pitch;
         this.lanes[0].x = parseFloat(style.getPropertyValue("--daemon"));
         this.width = Math.max(width, start + room + (others - 1) * pitch + behind);
-        this.isWide = this.width > width + 1;
+        this.isWide = this.width > 1.5 * width; // so that many a lane is out of sight
         this.heads.style.width = this.layer.style.width = `${this.width}px`;
-        this.layer.style.height = `${this.tops.at(-1) + 80}px`;
+        const view = this.scroller.clientHeight - this.heads.offsetHeight;
+        this.height = Math.max(this.tops.at(-1) + 80, view);
+        this.layer.style.height = `${this.height}px`;
         this.scroller.style.setProperty("--view", `${width}px`);
         for (const made of this.made.values())
             made.remove();
@@ -121,7 +123,7 @@ class Diagram {
     // A line for each lane, stronger while its peer is connected, and a bar while it is asked
     // something.
     makeLines(first, last) {
-        const ends = [this.tops[first], this.tops[last] + 80];
+        const ends = [this.tops[first], last < this.rows.length ? this.tops[last] : this.height];
         const lines = this.near.map(lane => line(`lifeline ${lane.role}`, lane.x, ...ends));
         for (const { lane, from, to, kind } of this.spans) {
             if (to.position < first || from.position > last || !this.isNear(lane))
@@ -140,6 +142,8 @@ class Diagram {
 
     makeRow(row) {
         const made = element("div", `row ${row.form} ${row.level}`);
+        if (row.isAnswer)
+            made.classList.add("answering");
         made.id = `row-${row.number}`;
         made.setAttribute("role", "option");
         made.setAttribute("aria-setsize", this.rows.length);
@@ -162,12 +166,9 @@ class Diagram {
         const label = element("span", "label");
         if (this.isWide && lane.role !== "daemon")
             label.append(element("span", "peer", lane.title));
-        const isCode = row.isCode || codeForms.has(row.form);
-        if (row.subject)
-            label.append(element("span", `subject${isCode ? " code" : ""}`, oneLine(row.subject)));
-        label.append(makeOutcome(row));
+        label.append(makeSubject(row), makeOutcome(row));
         if (row.form === "note" || row.form === "output")
-            label.style.maxWidth = `${Math.max(380, this.width - lane.x - 24)}px`;
+            label.style.setProperty("--room", `${Math.max(380, this.width - lane.x - 24)}px`);
         return label;
     }
 
@@ -185,7 +186,11 @@ class Diagram {
             made.classList.toggle("found", this.found.has(row));
         }
         const id = this.made.get(this.chosen)?.id ?? "";
-        this.scroller.setAttribute("aria-activedescendant", id);
+        this.layer.setAttribute("aria-activedescendant", id);
+    }
+
+    focus() {
+        this.layer.focus({ preventScroll: true });
     }
 
     bringIntoView(row) {
@@ -198,7 +203,7 @@ class Diagram {
         const { x, role } = row.event.lane;
         const aside = x - scroller.scrollLeft;
         const isAside = aside < 260 || aside > scroller.clientWidth - 100;
-        if (this.isWide && role !== "daemon" && isAside)
+        if (role !== "daemon" && isAside)
             scroller.scrollLeft = x - scroller.clientWidth * 0.6;
         this.render();
     }
@@ -243,6 +248,16 @@ function makeDot(x) {
     const dot = element("i", "dot");
     dot.style.left = `${x}px`;
     return dot;
+}
+
+// A long one gives way to the outcome.
+function makeSubject({ subject, isCode, form }) {
+    if (subject === "")
+        return "";
+    const made = element("span", "subject", oneLine(subject));
+    made.classList.toggle("code", Boolean(isCode) || codeForms.has(form));
+    made.classList.toggle("long", subject.length > 24);
+    return made;
 }
 
 // A note begins at its lane, and where that is out of sight, at the edge: the label sticks there.

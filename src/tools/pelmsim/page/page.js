@@ -77,7 +77,7 @@ function close() {
     diagram.chosen = null;
     document.body.classList.remove("detailed");
     diagram.render();
-    find("#diagram").focus();
+    diagram.focus();
 }
 
 // The next of some rows behind the chosen one, or before it; round again from the end.
@@ -184,7 +184,7 @@ function searchKey(event) {
         return;
     event.target.value = "";
     search();
-    find("#diagram").focus();
+    diagram.focus();
 }
 
 const keys = {
@@ -204,7 +204,7 @@ const keys = {
 function pageKey(event) {
     const { key, target } = event;
     const isMove = /^(Arrow|Home|End)/.test(key);
-    const isElsewhere = isMove && target !== find("#diagram") && target !== document.body;
+    const isElsewhere = isMove && target !== diagram.layer && target !== document.body;
     const isOthers = event.ctrlKey || event.metaKey || event.altKey || !Object.hasOwn(keys, key);
     if (target === find("#search") || isElsewhere || isOthers)
         return;

@@ -3,7 +3,7 @@
 const texts = [
     "time", "kind", "role", "peer", "direction", "method", "called", "id", "path", "outcome",
     "reason", "data", "body", "cause", "text", "place", "expected", "got", "difference", "shown",
-    "mistake",
+    "mistake", "frame",
 ];
 const numbers = ["pid", "operation", "code", "count", "status", "ms"];
 

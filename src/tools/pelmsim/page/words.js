@@ -118,7 +118,8 @@ function defectOf({ cause, count, text }) {
 function closed({ cause, count, text }) {
     switch (cause) {
     case "by-peer": return { subject: "hung up" };
-    case "by-daemon": return { subject: "the daemon hung up" };
+    case "by-daemon": return { subject: `the daemon hung up${text && `: ${text}`}` };
+    case "fault": return { subject: "the daemon hung up: a fault" };
     case "unread": return bad("the daemon hung up", `too slow: ${bytes(count)} are unread`);
     default: return bad("the daemon hung up", `failure: ${text || cause}`);
     }
@@ -133,9 +134,8 @@ function notified(event) {
 }
 
 function faulty(event) {
-    const subject = [event.method, event.path].filter(Boolean).join(" ");
-    const what = event.text || event.cause || "injected";
-    return { subject, outcome: `fault: ${what}`, level: "fault" };
+    const subject = event.frame === "answer" ? `answer to ${event.method}` : event.method;
+    return { subject, outcome: `fault: ${event.text}`, level: "fault" };
 }
 
 function ended(event) {
