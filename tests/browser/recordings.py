@@ -36,7 +36,10 @@ def hostile():
     lines = [event(kind, "plugin", **everywhere, pid=7, good=False) for kind in kinds]
     lines.append(event("frame", MARKUP, body=[MARKUP], peer={MARKUP: MARKUP}, count=MARKUP))
     lines.append(event("request", "plugin", direction="to", outcome="error", reason=MARKUP, id="1"))
-    return "\n".join([*lines, MARKUP, '"' + MARKUP + '"', "null", "[1]", "{"])
+    deep = "[" * 100000 + "]" * 100000
+    lines.append('{"kind":"output","text":' + deep + "}")
+    lines.append(event("frame", "plugin", body="<" * 200000 + "<!--" * 50000))
+    return "\n".join([*lines, MARKUP, '"' + MARKUP + '"', "null", deep, "{"])
 
 
 def long(events):

@@ -55,8 +55,7 @@ const asBlock = new Set(["text", "got", "difference", "shown", "expected", "reas
 function partsOf(event) {
     const list = element("dl");
     const blocks = [element("h3", "", `The event, ${event.kind}`), list];
-    for (const [name, given] of Object.entries(event.given)) {
-        const value = textOf(given);
+    for (const [name, value] of event.given) {
         const isLong = asBlock.has(name) && (value.length > 60 || value.includes("\n"));
         if (asXml.has(name))
             blocks.push(...xmlParts(event, name, value));

@@ -24,14 +24,17 @@ function nameAll() {
         row.number = number;
         row.elapsed = Number.isNaN(row.event.at) ? "" : ((row.event.at - start) / 1000).toFixed(3);
     }
+    const namesakes = Map.groupBy(allLanes, lane => lane.name);
     for (const lane of allLanes)
-        lane.title = titleOfLane(lane);
+        lane.title = titleOfLane(lane, namesakes.get(lane.name).length > 1);
 }
 
-function titleOfLane({ role, name, pid }) {
+// Of two agents of one user, each has its process behind the name.
+function titleOfLane({ role, name, pid }, isShared) {
     if (role === "daemon")
         return "daemon";
-    return name || (pid ? `pid ${pid}` : "datagrams");
+    const process = pid ? `pid ${pid}` : "datagrams";
+    return isShared && name ? `${name}, ${process}` : name || process;
 }
 
 function tellWhole() {

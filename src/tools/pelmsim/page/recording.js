@@ -19,32 +19,35 @@ function readEvents(text) {
     return events;
 }
 
-// Members may be of any type in a line that somebody else has written; here they are what they
-// should be.
 function readEvent(line) {
-    const given = readObject(line) ?? { kind: "unreadable-line", text: line };
-    const event = { given, good: given.good, frames: [], line };
+    const given = readMembers(line) ?? new Map([["kind", "unreadable-line"], ["text", line]]);
+    const event = { given, frames: [] };
     for (const name of texts)
-        event[name] = textOf(given[name]);
+        event[name] = given.get(name) ?? "";
     for (const name of numbers)
-        event[name] = Number.isFinite(given[name]) ? given[name] : undefined;
+        event[name] = numberIn(given.get(name));
+    event.good = given.has("good") ? given.get("good") === "true" : undefined;
     event.at = Date.parse(event.time);
     return event;
 }
 
-function readObject(line) {
+// All as texts, since in a line that somebody else has written they may be of any type, and so deep
+// that only this fails.
+function readMembers(line) {
     try {
         const value = JSON.parse(line);
-        return typeof value?.kind === "string" ? value : null;
+        if (typeof value?.kind !== "string")
+            return null;
+        const asText = each => typeof each === "string" ? each : JSON.stringify(each);
+        return new Map(Object.entries(value).map(([name, each]) => [name, asText(each)]));
     } catch {
         return null;
     }
 }
 
-function textOf(value) {
-    if (value === undefined)
-        return "";
-    return typeof value === "string" ? value : JSON.stringify(value);
+function numberIn(text) {
+    const number = text ? Number(text) : NaN;
+    return Number.isFinite(number) ? number : undefined;
 }
 
 const laneOrder = ["daemon", "plugin", "agent", "notifier", "program"];
@@ -57,7 +60,7 @@ function assignLanes(events) {
     const lanes = new Map();
     for (const event of events) {
         const { role, name, pid } = connections.get(event) ?? peerOf(event);
-        const key = role === "plugin" && name ? `plugin ${name}` : `${role} ${pid || name}`;
+        const key = keyOfLane(role, name, pid);
         if (!lanes.has(key))
             lanes.set(key, { key, role, name, pid, events: 0, spans: [] });
         event.lane = lanes.get(key);
@@ -65,6 +68,12 @@ function assignLanes(events) {
         event.lane.name ||= name;
     }
     return sortLanes([...lanes.values()]);
+}
+
+function keyOfLane(role, name, pid) {
+    if (role === "daemon")
+        return "daemon";
+    return role === "plugin" && name ? `plugin ${name}` : `${role} ${pid || name}`;
 }
 
 function peerOf(event) {

@@ -85,6 +85,6 @@ function textOfRow(row) {
 
 function searchedText({ subject, outcome, events }) {
     const all = [...events, ...events.flatMap(event => event.frames)];
-    const texts = all.flatMap(event => Object.values(event.given).map(textOf));
+    const texts = all.flatMap(event => [...event.given.values()]);
     return [subject, outcome, ...texts].join("\n");
 }

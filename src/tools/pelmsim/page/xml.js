@@ -1,6 +1,6 @@
 // XML as it is read best: indented and in colours, made of texts only, so that it remains text.
 
-const longestXml = 200_000;
+const longestXml = 100_000;
 const deepestIndent = 30;
 
 function element(name, className, ...children) {
@@ -22,9 +22,13 @@ function prettyXml(text) {
     return block;
 }
 
+// A comment, a section, a tag, a text, or else what is none. What may hold a "<" is bounded, so that
+// no text takes a time that grows with the square of its length.
+const pieceOfXml = /<!--[^]{0,999}?-->|<!\[CDATA\[[^]{0,999}?\]\]>|<[^<>]*>|[^<]+|</g;
+
 // An element that holds a text alone stays in one line, and the text as it is.
 function linesOfXml(text) {
-    const pieces = text.match(/<!--[^]*?-->|<!\[CDATA\[[^]*?\]\]>|<[^>]*>|[^<]+|</g) ?? [];
+    const pieces = text.match(pieceOfXml) ?? [];
     const lines = [];
     let depth = 0;
     for (let at = 0; at < pieces.length; ++at) {
