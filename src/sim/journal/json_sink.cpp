@@ -55,6 +55,15 @@ const char* name_of(const char* const (&names)[count], Value value) {
     return names[static_cast<std::size_t>(value)];
 }
 
+template <std::size_t count, class Value>
+bool find_in(const char* const (&names)[count], std::string_view name, Value& found) {
+    const auto* const place = std::ranges::find(names, name);
+    if (place == std::end(names))
+        return false;
+    found = static_cast<Value>(place - std::begin(names));
+    return true;
+}
+
 // A byte that is no UTF-8 becomes the character that stands for such.
 std::string quoted(std::string_view text) {
     std::string result = "\"";
@@ -138,6 +147,8 @@ void put_details(json_object& line, const event& what) {
         line.put_value("status", std::to_string(what.code));
     if (is_judged(what))
         line.put_value("good", what.good ? "true" : "false");
+    if (what.kind == event_kind::closed && !what.who.introduced)
+        line.put_value("introduced", "false");
     line.put("cause", name_of(causes, what.why));
     line.put("count", static_cast<long long>(what.count));
     line.put(what.kind == event_kind::result ? "expected" : "text", what.text);
@@ -176,5 +187,15 @@ void json_sink::take(const event& what) {
         line.put_value("ms", std::to_string(what.took->count()));
     write_(line.text() + "\n");
 }
+
+std::string json_text(std::string_view text) { return quoted(text); }
+
+bool find_named(std::string_view name, event_kind& found) { return find_in(kinds, name, found); }
+bool find_named(std::string_view name, role& found) { return find_in(roles, name, found); }
+bool find_named(std::string_view name, direction& found) {
+    return find_in(directions, name, found);
+}
+bool find_named(std::string_view name, cause& found) { return find_in(causes, name, found); }
+bool find_named(std::string_view name, verdict& found) { return find_in(verdicts, name, found); }
 
 } // namespace pelmsim

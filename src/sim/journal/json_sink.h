@@ -22,4 +22,14 @@ private:
     bool shows_frames_ = false;
 };
 
+// A text as it stands in JSON, in quotes.
+std::string json_text(std::string_view text);
+
+// What a name in a line stands for; false when it stands for nothing.
+bool find_named(std::string_view name, event_kind& found);
+bool find_named(std::string_view name, role& found);
+bool find_named(std::string_view name, direction& found);
+bool find_named(std::string_view name, cause& found);
+bool find_named(std::string_view name, verdict& found);
+
 } // namespace pelmsim

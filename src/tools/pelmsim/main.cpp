@@ -5,6 +5,7 @@
 #include "model/problem.h"
 #include "model/xml.h"
 #include "new.h"
+#include "record.h"
 #include "script/explain.h"
 #include "serving.h"
 #include "show.h"
@@ -32,6 +33,7 @@ void add_desk_options(CLI::App& command, serving_options& given) {
     command.add_flag("--trace", given.trace, "Show every frame");
     command.add_flag("--strict", given.strict,
                      "Let warnings fail, other than those that a script has expected");
+    add_recording_options(command, given.record);
 }
 
 void add_serving_options(CLI::App& command, serving_options& given) {
@@ -75,6 +77,9 @@ CLI::App& add_test(CLI::App& app, test_options& given) {
         *app.add_subcommand("test", "Run scripts as tests, each in a private world of its own");
     add_desk_options(command, given.each);
     add_world_options(command, given.each);
+    command.get_option("--record")
+        ->option_text("FOLDER")
+        ->description("Keep all that happens in NAME.sim in FOLDER/NAME.json");
     command.add_option("-j,--jobs", given.jobs, "Scripts to run at once")
         ->check(CLI::Range(1, INT_MAX))
         ->capture_default_str();

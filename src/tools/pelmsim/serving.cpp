@@ -5,6 +5,7 @@
 #include "model/problem.h"
 #include "profile.h"
 #include "prompt.h"
+#include "record.h"
 #include "script/files.h"
 #include "script/json_command.h"
 #include "script/json_runner.h"
@@ -31,10 +32,11 @@ struct script {
     std::string text;
 };
 
-// Files are read before the private world hides some of them.
+// Files are opened before the private world hides some of them.
 struct inputs {
     tree configuration;
     std::optional<script> commands;
+    std::unique_ptr<recording> record; // or null
 };
 
 // With JSON a pipe is where commands come from, one by one.
@@ -47,6 +49,9 @@ inputs read_inputs(const serving_options& given, bool pipe_is_script) {
     const std::string name = from_pipe ? "-" : given.script;
     if (!name.empty())
         read.commands = {name, read_file(name == "-" ? "/dev/stdin" : name)};
+    recording_wish wanted = given.record;
+    wanted.shows_commands = given.show_commands;
+    read.record = begin_recording(wanted);
     return read;
 }
 
@@ -201,6 +206,7 @@ int serve(const serving_options& given, inputs read) {
     readers reading(given, loop);
     event_journal events(time);
     events.add(reading.chosen());
+    keep_in(read.record.get(), events);
     events.show_frames(given.trace);
     session on(loop, events, descriptors);
     prepare(on, given, std::move(read.configuration));
@@ -212,8 +218,9 @@ int serve(const serving_options& given, inputs read) {
     } catch (const stopped&) {
         interrupted = given.json || read.commands.has_value();
         loop.resume();
-    } catch (const problem&) {
+    } catch (const problem& why) {
         leave_counts(on, given);
+        (void)is_kept(read.record.get(), why.what());
         throw;
     }
     if (reading.json)
@@ -221,9 +228,12 @@ int serve(const serving_options& given, inputs read) {
     on.end();
     conclude(on, given, read.commands.has_value(), reading.out);
     const bool all_read = !reading.json || reading.json->finish();
+    const bool all_kept = is_kept(read.record.get(), interrupted ? "interrupted" : "");
     if (json_commands.mistakes() > 0)
         throw problem("mistakes on the standard input: " +
                       std::to_string(json_commands.mistakes()));
+    if (!all_kept)
+        return cannot_run;
     return !interrupted && all_read && on.expected.failures() == 0 ? 0 : expectation_failed;
 }
 

@@ -1,6 +1,8 @@
 // What "pelmsim run" and "pelmsim serve" do.
 #pragma once
 
+#include "recording/recording.h"
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +31,7 @@ struct serving_options {
     bool here = false;
     bool in_place = false;
     int timeout_ms = 10000;
+    recording_wish record = {};
     std::vector<std::string> plugin;
     bool show_commands = false;
     std::optional<bool> colours = {}; // otherwise as the standard output has them

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <deque>
 #include <filesystem>
+#include <set>
 
 namespace pelmsim {
 namespace {
@@ -138,7 +139,21 @@ serving_options options_of(const std::string& script, const test_options& given)
     options.colours = terminal::has_colours();
     if (const std::string beside = configuration_beside(script); !beside.empty())
         options.config = beside;
+    if (!given.each.record.file.empty())
+        options.record.file = recording_in(given.each.record.file, script);
     return options;
+}
+
+// Two of one name would write into one file.
+void prepare_folder(const std::string& folder, const std::vector<std::string>& scripts) {
+    std::set<std::string> files;
+    for (const std::string& script : scripts)
+        if (const std::string file = recording_in(folder, script); !files.insert(file).second)
+            throw problem("more than one script would be recorded to " + file);
+    std::error_code why;
+    std::filesystem::create_directories(folder, why);
+    if (why)
+        throw problem("cannot make the folder " + folder + ": " + why.message());
 }
 
 } // namespace
@@ -149,6 +164,8 @@ int run_tests(const test_options& given) {
         throw problem("--here takes one script: each needs a private world of its own");
     if (!given.each.config.empty() && !std::filesystem::exists(given.each.config))
         throw problem("there is no file " + given.each.config);
+    if (!given.each.record.file.empty())
+        prepare_folder(given.each.record.file, scripts);
     std::deque<test_child> tests;
     for (const std::string& script : scripts)
         tests.emplace_back(script, options_of(script, given));

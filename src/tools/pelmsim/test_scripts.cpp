@@ -47,4 +47,8 @@ std::string configuration_beside(const std::string& script) {
     return beside != script && fs::exists(beside) ? beside.string() : "";
 }
 
+std::string recording_in(const std::string& folder, const std::string& script) {
+    return (fs::path(folder) / fs::path(script).filename().replace_extension(".json")).string();
+}
+
 } // namespace pelmsim

@@ -13,4 +13,7 @@ std::vector<std::string> find_scripts(const std::vector<std::string>& named);
 // The file beside the script that has its name and ends in .xml; empty when there is none.
 std::string configuration_beside(const std::string& script);
 
+// Where a script is recorded: the file in the folder that has its name and ends in .json.
+std::string recording_in(const std::string& folder, const std::string& script);
+
 } // namespace pelmsim
