@@ -127,7 +127,10 @@ CLI::App& add_explain(CLI::App& app, std::vector<std::string>& words) {
 
 CLI::App& add_show(CLI::App& app, show_options& given) {
     CLI::App& command = *app.add_subcommand("show", "Print a recording as something to look at");
-    command.add_flag("--html", given.html, "As a page to open in a browser")->required();
+    CLI::Option* const html =
+        command.add_flag("--html", given.html, "As a page to open in a browser");
+    command.add_flag("--trace", given.trace, "As text, with every frame")->excludes(html);
+    command.add_flag("--commands", given.commands, "As text, with every command")->excludes(html);
     command.add_option("file", given.file, "The events as JSON lines; - is the standard input")
         ->option_text("FILE")
         ->required();

@@ -7,7 +7,9 @@ namespace pelmsim {
 
 struct show_options {
     std::string file;
-    bool html = false;
+    bool html = false;     // a page, and no text
+    bool trace = false;    // of text: every frame,
+    bool commands = false; // and every command
 };
 
 // Prints it and returns the exit status; throws problem when the file cannot be read.
