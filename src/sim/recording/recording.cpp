@@ -55,10 +55,21 @@ unique_fd make_file(const std::string& name) {
 
 recording::recording(const recording_wish& wanted)
     : name_(wanted.file),
+      redaction_(wanted.withheld.empty() ? nullptr : std::make_unique<redaction>(wanted.withheld)),
       file_(make_file(wanted.file)),
       events_([this](const std::string& line) { write(line); }) {
     events_.show_frames(true);
-    write(std::string(first_words) + (wanted.shows_commands ? ",\"commands\":true" : "") + "}\n");
+    write(std::string(first_words) + (wanted.shows_commands ? ",\"commands\":true" : "") +
+          (redaction_ != nullptr ? ",\"redacted\":true" : "") + "}\n");
+}
+
+void recording::learn(const tree& configuration) {
+    if (redaction_ != nullptr)
+        redaction_->learn(configuration);
+}
+
+void recording::take(const event& what) {
+    events_.take(redaction_ != nullptr ? redaction_->reduce(what) : what);
 }
 
 void recording::show_frames(bool wanted) {
@@ -68,8 +79,10 @@ void recording::show_frames(bool wanted) {
 }
 
 bool recording::finish(const std::string& mistake) {
+    const std::string why =
+        redaction_ != nullptr && !is_own_word(mistake) ? redaction_mark : mistake;
     write(std::string(first_words) + ",\"complete\":true" +
-          (mistake.empty() ? "" : ",\"mistake\":" + json_text(mistake)) + "}\n");
+          (why.empty() ? "" : ",\"mistake\":" + json_text(why)) + "}\n");
     file_.reset();
     return is_whole_;
 }

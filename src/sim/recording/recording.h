@@ -4,9 +4,9 @@
 
 #include "journal/json_sink.h"
 #include "model/owners.h"
+#include "recording/redaction.h"
 
-#include <string>
-#include <vector>
+#include <memory>
 
 namespace pelmsim {
 
@@ -25,8 +25,12 @@ public:
     recording& operator=(const recording&) = delete;
     ~recording() = default; // without finish(), the file is that of a run that was cut off
 
+    // To be called with each configuration that is there before anything happens: what of it is to
+    // be withheld is then known.
+    void learn(const tree& configuration);
+
     // To be added to the journal in front of those who report within what they are told.
-    void take(const event& what) override { events_.take(what); }
+    void take(const event& what) override;
     void show_frames(bool wanted) override; // they are kept in any case, and that they were shown
 
     // Ends the file, with the mistake that ended the run, if any. Says whether it holds everything;
@@ -37,6 +41,7 @@ private:
     void write(std::string_view lines);
 
     std::string name_;
+    std::unique_ptr<redaction> redaction_; // or null
     unique_fd file_;
     bool is_whole_ = true;
     bool are_shown_ = false; // frames, in what is printed

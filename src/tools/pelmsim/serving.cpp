@@ -103,9 +103,13 @@ void run_all(session& on, const serving_options& given, const std::optional<scri
         on.serve_until([] { return false; });
 }
 
-void prepare(session& on, const serving_options& given, tree configuration) {
+void prepare(session& on, const serving_options& given, tree configuration, recording* record) {
     if (!given.deployment.empty())
         on.keep_deployment_in(given.deployment);
+    if (record != nullptr) {
+        record->learn(configuration);
+        record->learn(on.trees.deployment);
+    }
     on.trees.keys.learn(configuration);
     on.trees.current = std::move(configuration);
     on.daemon.publisher().set_answer_limit(milliseconds(given.timeout_ms));
@@ -209,7 +213,7 @@ int serve(const serving_options& given, inputs read) {
     keep_in(read.record.get(), events);
     events.show_frames(given.trace);
     session on(loop, events, descriptors);
-    prepare(on, given, std::move(read.configuration));
+    prepare(on, given, std::move(read.configuration), read.record.get());
     json_runner json_commands(on);
     signal_events signals(blocked, loop, on.programs);
     bool interrupted = false;
