@@ -3,6 +3,9 @@
 #include "journal/text_sink.h"
 #include "model/problem.h"
 #include "recording/reader.h"
+#include "recording/replay.h"
+#include "recording/sayable.h"
+#include "script/line_reader.h"
 
 #include "hand_clock.h"
 
@@ -191,6 +194,53 @@ TEST_F(Recording, HasLinesThatAreSkippedWhereTheyAreNoEvents) {
     EXPECT_EQ(printed(std::string(begin) + later + "\n" + std::string(begin) +
                       R"("shown","text":"\ud83d\udc27\ud83d\u00e9"})"),
               "    \xF0\x9F\x90\xA7\xEF\xBF\xBD\n");
+}
+
+std::string script_of(const std::string& recording) {
+    std::istringstream in(recording);
+    recording_reader reader(in);
+    replay made;
+    while (reader.next())
+        made.take(reader);
+    return made.script();
+}
+
+TEST_F(Recording, BecomesAScriptInWhichNothingThatWasSaidIsACommand) {
+    recording kept({file()});
+    events_.add(kept);
+    const outcome refused = outcome::error(5, "\"no\"\\");
+    events_.report({.kind = event_kind::command, .text = "set /a 1"});
+    events_.report(
+        {.kind = event_kind::output, .who = {role::program, "p", 9}, .text = "a\nquit\\"});
+    events_.report({.kind = event_kind::outcome, .result = &refused});
+    events_.report({.kind = event_kind::command, .text = "expect ok"});
+    events_.report(
+        {.kind = event_kind::expectation, .text = "ok", .got = "error 5", .good = false});
+    events_.report({.kind = event_kind::command, .text = "set /b \nquit"});
+    events_.report({.kind = event_kind::command, .text = "show\\"});
+    const std::string script = script_of(content(file()));
+    EXPECT_THAT(script, Not(HasSubstr("\nquit")));
+    EXPECT_THAT(script, HasSubstr("#               p| a\\nquit\\ \n"
+                                  "expect error 5 \"\\\"no\\\"\\\\\"\n"
+                                  "# not again, as it did not hold: got error 5:\n"
+                                  "#     expect ok\n"
+                                  "\n# not again, as no script has such a line:\n"
+                                  "#     set /b \\nquit\n"));
+    EXPECT_THAT(script, EndsWith("#     show\\ \n"));
+}
+
+TEST_F(Recording, HasTextsInItsScriptAsTheyAre) {
+    for (const char* text : {"a b", " a", "a\"", "\"a\" b", "\\", "it's", "'", "", "a\tb"}) {
+        const auto way = as_text(text);
+        ASSERT_TRUE(way) << text;
+        script_line line("x " + *way);
+        EXPECT_EQ(line.word("x"), "x");
+        EXPECT_EQ(line.rest(), text);
+    }
+    EXPECT_EQ(as_text("a\nb"), std::nullopt);
+    EXPECT_EQ(as_text("\xEF\xBF\xBD"), std::nullopt);
+    EXPECT_EQ(as_word("/a[k=\"x y\"]"), "/a[k=\"x y\"]");
+    EXPECT_EQ(as_word("a b"), "\"a b\"");
 }
 
 } // namespace

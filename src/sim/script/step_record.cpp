@@ -41,6 +41,18 @@ std::size_t bytes_of(const plugin_request& request) {
 
 } // namespace
 
+std::optional<plugin_request> plugin_request_in(const event& what) {
+    if (what.kind != event_kind::request || what.who.is != role::plugin ||
+        what.way != direction::from_peer || what.body == nullptr)
+        return std::nullopt;
+    const auto* const known =
+        std::ranges::find_if(methods, [&](const auto& each) { return what.method == each.method; });
+    if (known == std::end(methods))
+        return std::nullopt;
+    return plugin_request{what.who.name, known->kind, known->how(what.body), what.path,
+                          data_in(what.body)};
+}
+
 step_record::step_record(event_journal& events) : events_(events) { events_.add(*this); }
 
 void step_record::begin(std::size_t notifications) {
@@ -55,13 +67,8 @@ void step_record::begin(std::size_t notifications) {
 void step_record::take(const event& what) {
     if (what.kind == event_kind::outcome && what.result->result == verdict::unheard)
         unheard_ = what.result->describe();
-    if (what.kind != event_kind::request || what.who.is != role::plugin ||
-        what.way != direction::from_peer)
-        return;
-    const auto* const known =
-        std::ranges::find_if(methods, [&](const auto& each) { return what.method == each.method; });
-    if (known != std::end(methods))
-        keep({what.who.name, known->kind, known->how(what.body), what.path, data_in(what.body)});
+    if (auto request = plugin_request_in(what))
+        keep(std::move(*request));
 }
 
 void step_record::keep(plugin_request request) {

@@ -18,6 +18,9 @@ struct plugin_request {
     std::string data;   // XML in one line
 };
 
+// What the event tells of a plugin's asking, if it does.
+std::optional<plugin_request> plugin_request_in(const event& what);
+
 // A step is a command that does something, and all that happens until the next of these; what comes
 // before the first of them is one, too.
 class step_record final : event_sink {

@@ -129,8 +129,15 @@ CLI::App& add_show(CLI::App& app, show_options& given) {
     CLI::App& command = *app.add_subcommand("show", "Print a recording as something to look at");
     CLI::Option* const html =
         command.add_flag("--html", given.html, "As a page to open in a browser");
-    command.add_flag("--trace", given.trace, "As text, with every frame")->excludes(html);
-    command.add_flag("--commands", given.commands, "As text, with every command")->excludes(html);
+    CLI::Option* const script =
+        command.add_flag("--script", given.script, "As a script that does and expects the same")
+            ->excludes(html);
+    command.add_flag("--trace", given.trace, "As text, with every frame")
+        ->excludes(html)
+        ->excludes(script);
+    command.add_flag("--commands", given.commands, "As text, with every command")
+        ->excludes(html)
+        ->excludes(script);
     command.add_option("file", given.file, "The events as JSON lines; - is the standard input")
         ->option_text("FILE")
         ->required();

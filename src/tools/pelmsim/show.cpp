@@ -5,6 +5,7 @@
 #include "model/problem.h"
 #include "page/page.h"
 #include "recording/reader.h"
+#include "recording/replay.h"
 #include "serving.h"
 #include "terminal.h"
 
@@ -53,6 +54,13 @@ void print_text(recording_reader& reader, const show_options& given) {
             text.show_frames(given.trace || is_true(reader.members(), "trace"));
 }
 
+void print_script(recording_reader& reader) {
+    replay made;
+    while (reader.next())
+        made.take(reader);
+    print(made.script());
+}
+
 int tell_of_unreadable(const recording_reader& reader, const std::string& file) {
     if (reader.unreadable() == 0)
         return 0;
@@ -71,7 +79,10 @@ int show_recording(const show_options& given) {
         return 0;
     }
     recording_reader reader(in);
-    print_text(reader, given);
+    if (given.script)
+        print_script(reader);
+    else
+        print_text(reader, given);
     return tell_of_unreadable(reader, given.file);
 }
 

@@ -7,7 +7,8 @@ namespace pelmsim {
 
 struct show_options {
     std::string file;
-    bool html = false;     // a page, and no text
+    bool html = false;     // a page instead of text,
+    bool script = false;   // or a script
     bool trace = false;    // of text: every frame,
     bool commands = false; // and every command
 };
