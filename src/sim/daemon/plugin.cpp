@@ -4,6 +4,7 @@
 #include "journal/escaped.h"
 #include "journal/wording.h"
 #include "model/xml.h"
+#include "wire/answer.h"
 
 #include <algorithm>
 #include <conf_plugin.h>
@@ -14,21 +15,6 @@ namespace {
 constexpr u32_t last_message_id = 65535;
 constexpr milliseconds most_to_read{1000};  // before the next request goes out all the same
 constexpr milliseconds most_kept_back{200}; // of an answer, for a request to go out with it
-
-outcome read_answer(unique_node answer) {
-    xmlNode* result = nullptr;
-    xmlNode* error = nullptr;
-    if (plugin_parse_reply(answer.get(), &result, &error) < 0)
-        return outcome::no_answer("an answer with neither a result nor an error alone");
-    if (error != nullptr) {
-        const char* const text = plugin_get_reply_errmsg(error);
-        return outcome::error(plugin_get_reply_errcode(error), text == nullptr ? "" : text);
-    }
-    outcome good;
-    if (result->children != nullptr) // the data stays where it is, in its tree
-        good.data = {std::shared_ptr<xmlNode>(std::move(answer)), result->children};
-    return good;
-}
 
 } // namespace
 

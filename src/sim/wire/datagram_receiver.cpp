@@ -38,7 +38,7 @@ void datagram_receiver::hold(bool held) {
 void datagram_receiver::listen() { loop_.change(socket_, held_ ? 0 : POLLIN); }
 
 void datagram_receiver::on_ready() {
-    for (int i = 0; i < most_reads; ++i) {
+    for (int i = 0; i < most_reads && !held_; ++i) {
         const ssize_t size = recv(socket_, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
         if (size < 0)
             return;

@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <new>
-#include <string_view>
 
 namespace pelmsim {
 namespace {
@@ -48,6 +47,27 @@ std::optional<arrival> frame_reader::next() {
     return arrival{.header = header, .fault = std::move(fault)};
 }
 
+std::size_t frame_reader::bytes() const {
+    return static_cast<std::size_t>(conf_buffer_length(received_));
+}
+
+std::size_t frame_reader::first_frame() const {
+    if (bytes() < sizeof(msg_head_t))
+        return 0;
+    const msg_head_t header = header_of(received_);
+    return header.magic == CONF_MSG_MAGIC && header.length <= CONF_MSG_MAX_LENGTH
+               ? sizeof header + header.length
+               : 0;
+}
+
+std::string_view frame_reader::first_body() const {
+    const std::size_t size = first_frame();
+    if (size == 0 || size > bytes())
+        return {};
+    return {static_cast<const char*>(conf_buffer_data(received_)) + sizeof(msg_head_t),
+            size - sizeof(msg_head_t)};
+}
+
 // A frame may still follow. What may be the beginning of a mark is kept.
 std::size_t frame_reader::skip_garbage() {
     const u32_t magic = CONF_MSG_MAGIC;
@@ -61,7 +81,7 @@ std::size_t frame_reader::skip_garbage() {
             --kept;
         count = bytes.size() - kept;
     }
-    conf_buffer_remove(received_, 0, static_cast<int>(count));
+    skip(count);
     return count;
 }
 

@@ -1,13 +1,12 @@
 #include "wire/listener.h"
 
-#include "model/owners.h"
 #include "wire/socket_channel.h"
+#include "wire/unix_address.h"
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 namespace pelmsim {
 
@@ -18,7 +17,7 @@ constexpr milliseconds until_next_try{200};
 class listener {
 public:
     listener(event_loop& loop, event_journal& events, int socket,
-             std::function<void(std::unique_ptr<channel>)> welcome)
+             std::function<void(unique_fd)> welcome)
         : loop_(loop), events_(events), socket_(socket), welcome_(std::move(welcome)) {}
 
     // Takes all that are there: only then is it known that nobody waits any more.
@@ -34,7 +33,7 @@ public:
 private:
     void welcome(unique_fd accepted) {
         try {
-            welcome_(std::make_unique<socket_channel>(loop_, std::move(accepted)));
+            welcome_(std::move(accepted));
         } catch (const std::exception& why) {
             events_.report({.kind = event_kind::refused, .text = why.what()});
         }
@@ -51,7 +50,7 @@ private:
     event_loop& loop_;
     event_journal& events_;
     int socket_;
-    std::function<void(std::unique_ptr<channel>)> welcome_;
+    std::function<void(unique_fd)> welcome_;
     bool said_ = false;
     timer next_try_;
 };
@@ -60,15 +59,20 @@ private:
 
 void accept_all(event_loop& loop, event_journal& events, int socket,
                 std::function<void(std::unique_ptr<channel>)> welcome) {
+    accept_sockets(loop, events, socket, [&loop, welcome = std::move(welcome)](unique_fd accepted) {
+        welcome(std::make_unique<socket_channel>(loop, std::move(accepted)));
+    });
+}
+
+void accept_sockets(event_loop& loop, event_journal& events, int socket,
+                    std::function<void(unique_fd)> welcome) {
     const auto all = std::make_shared<listener>(loop, events, socket, std::move(welcome));
     loop.watch(socket, POLLIN, [all](short) { all->on_ready(); });
 }
 
 pid_t listening_process(const char* path) {
     const unique_fd probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    const sockaddr_un address = unix_address(path);
     if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return errno == EAGAIN ? -1 : 0;
     ucred peer{};
