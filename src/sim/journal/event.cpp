@@ -10,7 +10,7 @@ std::string peer::label() const {
         return "pid " + std::to_string(pid);
     switch (is) {
     case role::daemon:
-        return "pelmsim";
+        return name.empty() ? "pelmsim" : name;
     case role::notifier:
         return "notifier";
     case role::agent:

@@ -124,6 +124,8 @@ void text_sink::closed(const event& what) const {
               false);
     else if (what.why == cause::by_peer && what.who.introduced)
         timed(what, what.who.is == role::agent ? "agent hung up" : "plugin hung up", "");
+    else if (what.why == cause::by_daemon && !what.text.empty()) // which is not pelmsim
+        timed(what, what.text, "");
 }
 
 void text_sink::refused(const event& what) const {

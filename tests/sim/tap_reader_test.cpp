@@ -1,0 +1,204 @@
+#include "tap/tap_reader.h"
+
+#include "journal/text_sink.h"
+#include "tap/xml_cost.h"
+#include "wire/frame_queue.h"
+
+#include "hand_clock.h"
+
+#include <gmock/gmock.h>
+
+namespace pelmsim {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StrEq;
+
+constexpr direction to_plugin = direction::to_peer;
+constexpr direction to_daemon = direction::from_peer;
+
+std::string frame_of(std::string_view body) {
+    frame_queue queue;
+    (void)queue.add(body);
+    return std::string(queue.front());
+}
+
+std::string repeated(std::string_view text, std::size_t count) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i)
+        all += text;
+    return all;
+}
+
+constexpr const char* registration =
+    "<rpc><method>register</method><params><plugin-name>ntp</plugin-name><operate-subscribe>"
+    "<subscriber><path>/ntp/sync</path><callback>1</callback></subscriber></operate-subscribe>"
+    "</params><id>1</id></rpc>";
+
+// What is told of a plugin's connection, without the time of day.
+struct reading_along {
+    explicit reading_along(role is = role::plugin) {
+        events_.add(text_);
+        queue_.push({.what = passing::opened, .connection = 1, .who = {.is = is, .pid = 7}});
+    }
+
+    std::string told_of(direction way, std::string bytes, std::size_t lost = 0) {
+        queue_.push({.what = passing::bytes,
+                     .connection = 1,
+                     .way = way,
+                     .bytes = std::move(bytes),
+                     .lost = lost,
+                     .at = time_.now()});
+        return told();
+    }
+    std::string said(direction way, std::string_view body) { return told_of(way, frame_of(body)); }
+    std::string told() {
+        printed_.clear();
+        reader_.finish();
+        return printed_;
+    }
+    void has_registered() {
+        (void)said(to_daemon, registration);
+        (void)said(to_plugin, "<reply><result/><id>1</id></reply>");
+    }
+
+    hand_clock time_;
+    std::string printed_;
+    text_sink text_{[this](const std::string& lines) { printed_ += lines.substr(14); }, false};
+    event_loop loop_{time_};
+    event_journal events_{time_};
+    passage_queue queue_;
+    tap_reader reader_{loop_, events_, queue_, [](pid_t) {}};
+};
+
+struct ReadingAlong : ::testing::Test, reading_along {};
+
+struct ReadingAnAgentAlong : ::testing::Test, reading_along {
+    ReadingAnAgentAlong() : reading_along(role::agent) {}
+};
+
+TEST_F(ReadingAlong, ARequestIsToldOfWithItsAnswerAndItsTime) {
+    EXPECT_EQ(said(to_daemon, registration), "");
+    time_.move(milliseconds(3));
+    EXPECT_EQ(said(to_plugin, "<reply><result/><id>1</id></reply>"),
+              "ntp          < register ntp: ok (3.0 ms)\n");
+    EXPECT_EQ(said(to_plugin, "<rpc><method>publish</method><params><type>config</type><info>"
+                              "<oper-type>4</oper-type><path>/ntp</path></info></params>"
+                              "<id>5</id></rpc>"),
+              "");
+    EXPECT_THAT(said(to_daemon, "<reply><error><code>22</code><message>no</message></error>"
+                                "<id>5</id></reply>"),
+                StrEq("ntp          > publish /ntp mod: error 22 (no) (0.0 ms)\n"));
+}
+
+TEST_F(ReadingAlong, AnOperationIsKnownByItsCallback) {
+    has_registered();
+    (void)said(to_plugin, "<rpc><method>publish</method><params><type>operate</type><info/>"
+                          "<callback>1</callback></params><id>9</id></rpc>");
+    EXPECT_THAT(said(to_daemon, "<reply><result><ok/></result><id>9</id></reply>"),
+                HasSubstr("> operate /ntp/sync: ok"));
+}
+
+TEST_F(ReadingAlong, ARefusedOneStaysWithoutAName) {
+    (void)said(to_daemon, registration);
+    EXPECT_EQ(said(to_plugin, "<reply><error><code>1</code><message>no</message></error><id>1</id>"
+                              "</reply>"),
+              "pid 7        < register ntp: refused with error 1 (no) (0.0 ms)\n");
+}
+
+TEST_F(ReadingAlong, AnAnswerThatNobodyWaitsForIsToldOf) {
+    EXPECT_THAT(said(to_daemon, "<reply><result/><id>3</id></reply>"),
+                HasSubstr("< answer with id 3: nobody waits for it"));
+    EXPECT_THAT(said(to_plugin, "<reply><result/><id>4</id></reply>"),
+                HasSubstr("> answer with id 4: nobody waits for it"));
+}
+
+TEST_F(ReadingAlong, AHangUpLeavesWhatIsOpenWithoutAnAnswer) {
+    has_registered();
+    (void)said(to_plugin, "<rpc><method>kickoff</method><params/><id>2</id></rpc>");
+    (void)said(to_daemon, "<rpc><method>pull</method><params><path>/a</path></params><id>2</id>"
+                          "</rpc>");
+    queue_.push({.what = passing::ended, .connection = 1, .by_daemon = true});
+    EXPECT_THAT(told(), StrEq("ntp          > kickoff: no answer (hang-up)\n"
+                              "ntp          < pull /a: left without an answer\n"
+                              "ntp            the daemon hung up\n"));
+}
+
+// Both sides may send anything: it is told of once, and what follows is read again.
+TEST_F(ReadingAlong, WhatCannotBeReadIsToldOfOnceAndReadingGoesOn) {
+    const std::string long_header("\xFF\xBA\xDC\xFE\x00\x00\x50\x00\x00\x00\x00\x00", 12);
+    const struct {
+        std::string bytes;
+        const char* told;
+    } cases[] = {
+        {"twelve bytes", "unreadable: 12 bytes that begin no frame\n"},
+        {long_header + std::string(0x500000, 'a'), "5242880 bytes is not read along: it is too"},
+        {frame_of("<a>"), "a frame of 3 bytes that is no well-formed XML"},
+        {frame_of("<!DOCTYPE a [<!ENTITY b \"" + repeated("ha", 1000) + "\">]><a>&b;</a>"),
+         "it has a document type"},
+        {frame_of("<a " + repeated("b='c' ", 1001) + "/>"), "it has too many attributes"},
+        {frame_of(repeated("<a b='c'>", 400)), "it is too deep"},
+        {frame_of("<a>\xC3</a>"), "0xc3 at byte 3"},
+    };
+    for (const direction way : {to_daemon, to_plugin})
+        for (const auto& each : cases) {
+            reading_along fresh;
+            EXPECT_THAT(fresh.told_of(way, each.bytes), HasSubstr(each.told));
+            EXPECT_EQ(fresh.told_of(way, each.bytes), "");
+            EXPECT_THAT(fresh.said(way, "<reply><result/><id>3</id></reply>"),
+                        HasSubstr("answer with id 3"));
+        }
+}
+
+TEST_F(ReadingAlong, BehindAGapTheNextFrameIsFound) {
+    const std::string frame = frame_of("<reply><result/><id>3</id></reply>");
+    (void)told_of(to_daemon, frame.substr(0, 20));
+    EXPECT_THAT(told_of(to_daemon, "rest" + frame, 100),
+                HasSubstr("100 bytes that nobody has read along"));
+    EXPECT_THAT(printed_, HasSubstr("answer with id 3"));
+}
+
+TEST_F(ReadingAlong, WhatIsUnfinishedTakesNoMoreThanItsRoom) {
+    const std::string begun = frame_of(std::string(4'000'000, 'a')).substr(0, 3'000'000);
+    for (unsigned number = 2; number < 40; ++number) {
+        queue_.push({.what = passing::opened, .connection = number, .who = {.is = role::plugin}});
+        queue_.push(
+            {.what = passing::bytes, .connection = number, .way = to_daemon, .bytes = begun});
+        (void)told();
+    }
+    EXPECT_THAT(printed_, HasSubstr("too many are unfinished"));
+}
+
+TEST_F(ReadingAlong, WhoRelaysDoesNotWaitForWhoReads) {
+    std::size_t taken = 0;
+    const passage bytes{.what = passing::bytes, .connection = 1, .bytes = std::string(65536, 'a')};
+    while (queue_.offer(bytes))
+        ++taken;
+    EXPECT_LE(taken, passage_queue::most_bytes / 65536);
+    (void)told();
+    EXPECT_TRUE(queue_.offer(bytes));
+}
+
+TEST_F(ReadingAlong, ANotificationIsShown) {
+    queue_.push({.what = passing::datagram, .bytes = std::string("<n>1</n>\0", 9)});
+    EXPECT_THAT(told(), HasSubstr("notifier     < 8 bytes\n"));
+}
+
+TEST_F(ReadingAnAgentAlong, ItHasItsUsersNameOnceItHasASession) {
+    (void)said(to_daemon, "<rpc message-id=\"1\"><create-session><username>joe</username>"
+                          "</create-session></rpc>");
+    EXPECT_EQ(said(to_plugin, "<rpc-reply message-id=\"1\"><ok/></rpc-reply>"),
+              "agent joe    < create-session: ok (0.0 ms)\n");
+    (void)said(to_daemon, "<rpc message-id=\"2\"><other/></rpc>");
+    EXPECT_EQ(said(to_plugin, "<rpc-reply message-id=\"2\"><rpc-error/></rpc-reply>"),
+              "agent joe    < other: rpc-error (0.0 ms)\n");
+}
+
+TEST(CostOfXml, OfAnOrdinaryTextIsNone) {
+    EXPECT_EQ(costly_part("<a b='>' c=\"<\"><!-- <!DOCTYPE --><![CDATA[<!x]]><b/></a>"), nullptr);
+    EXPECT_EQ(costly_part(repeated("<a b='c'/>", 5000)), nullptr);
+    EXPECT_EQ(costly_part(repeated("<a b='c'></a>", 5000)), nullptr);
+}
+
+} // namespace
+} // namespace pelmsim
