@@ -39,7 +39,12 @@ fd_pair output_channel() {
 }
 
 // In the child: never returns. What hinders it goes through the pipe.
-[[noreturn]] void become(const std::vector<std::string>& words, int output, int complaint) {
+[[noreturn]] void become(const std::vector<std::string>& words, int output, int complaint,
+                         const process_table::mover& enter) {
+    if (enter && !enter()) { // first, for it may take away what is set up for the parent's death
+        (void)!write(complaint, &errno, sizeof errno);
+        _exit(127);
+    }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -81,7 +86,8 @@ process_table::~process_table() {
             (void)kill(-each.pid, SIGKILL);
 }
 
-void process_table::start(const std::vector<std::string>& words, std::string name) {
+void process_table::start(const std::vector<std::string>& words, std::string name,
+                          const mover& enter) {
     fd_pair output = output_channel();
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
@@ -91,15 +97,16 @@ void process_table::start(const std::vector<std::string>& words, std::string nam
     const pid_t pid = fork();
     if (pid == 0) {
         limit_.put_back();
-        become(words, output.theirs.get(), complain.get());
+        become(words, output.theirs.get(), complain.get(), enter);
     }
     if (pid < 0)
         throw problem(std::string("cannot start a process: ") + std::strerror(errno));
     complain.reset();
     if (int error = 0; read(complaints.get(), &error, sizeof error) == sizeof error) {
         (void)waitpid(pid, nullptr, 0);
-        throw problem("cannot run " + words[0] + ": " + std::strerror(error) +
-                      (error == ENOENT ? " (pelmsim run hides /mnt, /var/tmp and /var/log)" : ""));
+        throw problem(
+            "cannot run " + words[0] + ": " + std::strerror(error) +
+            (error == ENOENT && !enter ? " (pelmsim run hides /mnt, /var/tmp and /var/log)" : ""));
     }
     (void)setpgid(pid, pid); // the child does so too: whoever comes first
     fcntl(output.ours.get(), F_SETFL, O_NONBLOCK);

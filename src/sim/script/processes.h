@@ -6,6 +6,7 @@
 #include "wire/descriptor_limit.h"
 #include "wire/loop.h"
 
+#include <functional>
 #include <list>
 #include <optional>
 #include <string>
@@ -39,9 +40,13 @@ public:
     process_table& operator=(const process_table&) = delete;
     ~process_table(); // kills what still runs
 
+    // Moves a process that is to become a program to where that runs; false with the reason in errno.
+    using mover = std::function<bool()>;
+
     // Starts a program in a process group of its own, by default under the name of its file. Throws
     // problem when it cannot be run.
-    void start(const std::vector<std::string>& words, std::string name = {});
+    void start(const std::vector<std::string>& words, std::string name = {},
+               const mover& enter = {});
 
     // The last one started under that name, if possible of those that are preferred; or null.
     process* find(const std::string& name, const std::function<bool(const process&)>& preferred);

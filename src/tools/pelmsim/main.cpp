@@ -9,6 +9,7 @@
 #include "script/explain.h"
 #include "serving.h"
 #include "show.h"
+#include "tap.h"
 #include "test.h"
 #include "wire/loop.h"
 
@@ -91,6 +92,16 @@ CLI::App& add_test(CLI::App& app, test_options& given) {
     return command;
 }
 
+CLI::App& add_tap(CLI::App& app, tap_options& given) {
+    CLI::App& command = *app.add_subcommand(
+        "tap", "Run a plugin with this machine's daemon, and show what they say to each other");
+    command.add_flag("--trace", given.trace, "Show every frame");
+    command.add_flag("--json", given.json, "Print events as JSON lines");
+    command.add_option("plugin", given.plugin, "The plugin and its arguments, after --")
+        ->required();
+    return command;
+}
+
 // Takes the words behind "--" away: those of the plugin. There are several scripts before them.
 std::vector<std::string> take_plugin(int& argc, char** argv) {
     char** const end = argv + argc;
@@ -159,6 +170,7 @@ int explain_words(const std::vector<std::string>& words) {
 
 int run_command(int argc, char** argv) {
     serving_options given;
+    tap_options tapped;
     test_options tests;
     new_options project;
     std::vector<std::string> words;
@@ -172,6 +184,7 @@ int run_command(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], "test") == 0)
         tests.each.plugin = take_plugin(argc, argv);
     const CLI::App& in_public = add_serve(app, given);
+    const CLI::App& tapping = add_tap(app, tapped);
     const CLI::App& making = add_new(app, project);
     const CLI::App& explaining = add_explain(app, words);
     const CLI::App& showing = add_show(app, recording);
@@ -189,6 +202,8 @@ int run_command(int argc, char** argv) {
         return run_tests(tests);
     if (in_public)
         return serve_in_public(given);
+    if (tapping)
+        return run_tap(tapped);
     if (making)
         return make_project(project);
     if (explaining)

@@ -1,25 +1,22 @@
 #include "serving.h"
 
-#include "journal/text_sink.h"
-#include "json_output.h"
 #include "model/problem.h"
+#include "orphans.h"
 #include "profile.h"
 #include "prompt.h"
+#include "readers.h"
 #include "record.h"
 #include "script/files.h"
 #include "script/json_command.h"
 #include "script/json_runner.h"
 #include "script/runner.h"
 #include "signals.h"
-#include "traces.h"
 #include "wire/line_input.h"
 #include "world.h"
 
 #include <algorithm>
 #include <conf_plugin.h>
 #include <optional>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace pelmsim {
@@ -146,30 +143,6 @@ std::string summary(const session& on) {
            (on.expected.count() == 0 ? "" : ": " + failed) + counted_warnings(on) + "\n";
 }
 
-// Those who read what happens: people, or a program.
-struct readers {
-    readers(const serving_options& given, event_loop& loop)
-        : text([this](const std::string& lines) { out.print(lines); },
-               given.colours.value_or(terminal::has_colours())) {
-        if (given.show_commands)
-            text.show_commands();
-        if (given.json)
-            json.emplace(loop, milliseconds(given.timeout_ms));
-    }
-    readers(const readers&) = delete;
-    readers& operator=(const readers&) = delete;
-
-    event_sink& chosen() {
-        if (json)
-            return *json;
-        return text;
-    }
-
-    terminal out;
-    text_sink text;
-    std::optional<json_output> json;
-};
-
 // A test has a line of its own, and a program reads no sentence.
 void conclude(const session& on, const serving_options& given, bool had_script,
               const terminal& out) {
@@ -178,28 +151,6 @@ void conclude(const session& on, const serving_options& given, bool had_script,
         out.print(summary(on));
 }
 
-// What programs leave running when they end becomes a child of this process, and is killed with this.
-class orphans {
-public:
-    orphans() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
-    orphans(const orphans&) = delete;
-    orphans& operator=(const orphans&) = delete;
-    ~orphans() {
-        while (kill_all()) {
-            // the children of those that have ended are there now
-        }
-    }
-
-private:
-    static bool kill_all() {
-        bool were_any = false;
-        for (const pid_t each : pelm::children_of_this_process())
-            if (kill(each, SIGKILL) == 0 && waitpid(each, nullptr, 0) == each)
-                were_any = true;
-        return were_any;
-    }
-};
-
 int serve(const serving_options& given, inputs read) {
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
     const descriptor_limit descriptors;
@@ -207,7 +158,10 @@ int serve(const serving_options& given, inputs read) {
     const orphans left_behind;
     const clock_face time;
     event_loop loop(time);
-    readers reading(given, loop);
+    readers reading(loop, {.colours = given.colours,
+                           .show_commands = given.show_commands,
+                           .json = given.json,
+                           .patience = milliseconds(given.timeout_ms)});
     event_journal events(time);
     events.add(reading.chosen());
     keep_in(read.record.get(), events);

@@ -1,0 +1,82 @@
+#include "tap.h"
+
+#include "orphans.h"
+#include "readers.h"
+#include "relay_thread.h"
+#include "script/warnings.h"
+#include "serving.h"
+#include "signals.h"
+#include "tap/tap_reader.h"
+#include "tapped_places.h"
+
+#include <conf_plugin.h>
+#include <csignal>
+#include <sys/wait.h>
+
+namespace pelmsim {
+namespace {
+
+constexpr std::chrono::hours forever{24 * 365};
+constexpr int ended_by_signal = 128; // as shells say it
+
+int status_of(const process& plugin) {
+    if (!plugin.status)
+        return cannot_run;
+    return WIFEXITED(*plugin.status) ? WEXITSTATUS(*plugin.status)
+                                     : ended_by_signal + WTERMSIG(*plugin.status);
+}
+
+void wait_for_end(event_loop& loop, const process& plugin) {
+    try {
+        loop.run_until([&] { return plugin.status.has_value(); }, forever);
+    } catch (const stopped&) {
+        loop.resume();
+    }
+}
+
+// The thread begins last: it is not there when others are begun.
+int tap(const tap_options& given, event_loop& loop, event_journal& events,
+        const signal_block& blocked, const clock_face& time, const descriptor_limit& descriptors) {
+    passage_queue passing;
+    tapped_places places(passing);
+    process_table programs(loop, events, descriptors);
+    const signal_events signals(blocked, loop, programs);
+    tap_reader reader(loop, events, passing,
+                      [&programs](pid_t pid) { programs.read_output_of(pid); });
+    relay_thread relaying(time, passing, places);
+    programs.start(given.plugin, "plugin", [&places] { return places.enter(); });
+    relaying.start();
+    wait_for_end(loop, programs.all().front());
+    programs.end_all();
+    relaying.stop();
+    reader.finish();
+    return status_of(programs.all().front());
+}
+
+} // namespace
+
+int run_tap(const tap_options& given) {
+    (void)std::signal(SIGPIPE,
+                      SIG_IGN);      // a plugin does not end because nobody reads of it any more
+    (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
+    const descriptor_limit descriptors;
+    const signal_block blocked;
+    const orphans left_behind;
+    const clock_face time;
+    event_loop loop(time);
+    readers reading(loop, {.json = given.json});
+    event_journal events(time);
+    events.add(reading.chosen());
+    const store unknown; // the configuration is the daemon's
+    warnings warned(loop, events, unknown, [](pid_t) { return std::vector<pid_t>(); });
+    events.show_frames(given.trace);
+    const int status = tap(given, loop, events, blocked, time, descriptors);
+    if (reading.json) {
+        reading.json->let_session_end();
+        if (!reading.json->finish())
+            return expectation_failed;
+    }
+    return status;
+}
+
+} // namespace pelmsim
