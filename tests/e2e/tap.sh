@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # tap.sh PELMSIM: plugins, agents and notifiers that are tapped, with pelmsim as the real daemon.
+# shellcheck disable=SC2016 # what is in single quotes is for the shell that is tapped
 set -euo pipefail
 simulator=$1
 work=$(mktemp -d)
@@ -7,23 +8,34 @@ trap 'rm -r "$work"' EXIT
 export TMPDIR=$work/tmp # that nothing is to be left in
 mkdir "$TMPDIR"
 fail() {
-    printf '%s\n--- tap:\n%s\n--- daemon:\n%s\n' "$1" "$(tail -n 40 "$work/tap")" "$(tail -n 40 "$work/daemon")"
+    echo "$1"
+    tail -v -n 40 "$work/tap" "$work/daemon"
     exit 1
 }
 
+# The one that a daemon makes last, if it is there: one that died has left it.
+last_socket() { stat -c '%i %z' /var/tmp/pelmd.notifier.socket 2>/dev/null || true; }
+
 # serve COMMAND...: the daemon is there, and runs its script.
 serve() {
-    rm -f /var/tmp/pelmd.*
+    local before
+    before=$(last_socket)
     "$@" >"$work/daemon" 2>&1 </dev/null &
     daemon=$!
-    until [[ -S /var/tmp/pelmd.notifier.socket ]]; do
+    until [[ $(last_socket) != "$before" ]]; do
         kill -0 $daemon || fail 'there is no daemon'
     done
 }
 
-# tap COMMAND...: is tapped from now on.
-tap() {
-    timeout 100 "$simulator" tap -- "$@" >"$work/tap" 2>&1 </dev/null &
+# tap COMMAND...: is tapped from now on; tap_as USER... -- COMMAND...: by one who is started so.
+tap() { tap_as -- "$@"; }
+tap_as() {
+    local user=()
+    while [[ $1 != -- ]]; do
+        user+=("$1")
+        shift
+    done
+    timeout --foreground 100 "${user[@]}" "$simulator" tap "$@" >"$work/tap" 2>&1 </dev/null &
     tap=$!
 }
 
@@ -44,6 +56,7 @@ is_interrupted() {
 }
 is_served() {
     wait $daemon || fail 'the daemon is not content'
+    [[ -z $(last_socket) ]] || fail 'the daemon has left something'
 }
 says() { # TEXT...: lines with these, in this order
     local rest=$tapped each
@@ -72,9 +85,25 @@ ends 0
 is_served
 says 'plugin| unfinished: as it was sent' 'plugin| no UTF-8: as it was sent'
 
+# So they do when nobody reads what is told of it.
+mkfifo "$work/unread"
+exec {unread}<>"$work/unread"
+serve tap_ends daemon
+tell='tap_ends plugin >"$0/ends"; echo $? >"$0/done"'
+"$simulator" tap -- bash -c "$tell" "$work" >&"$unread" 2>&1 </dev/null &
+tap=$!
+is_served
+until [[ -s $work/done ]]; do :; done
+[[ $(<"$work/done") == 0 ]] || fail 'the plugin is not content'
+exec {reader}<"$work/unread"
+exec {unread}>&-
+cat <&"$reader" >"$work/tap" &
+exec {reader}<&-
+ends 0
+
 # A plugin through all that a daemon does, its restart as well.
 examples=$(dirname "$0")/../../examples
-serve "$simulator" serve --config "$examples/demo.xml" --script "$examples/demo.sim"
+serve "$simulator" serve --timeout 60000 --config "$examples/demo.xml" --script "$examples/demo.sim"
 tap example_plugin
 is_served
 is_interrupted
@@ -83,15 +112,26 @@ says '< register interfaces: ok' '> publish /interfaces/interface[name="eth0"] m
     '< register interfaces: ok' 'ended: status 0'
 
 # One of the older API, which ends with the daemon.
-serve "$simulator" serve --script <(printf '%s\n' 'wait active system' \
+serve "$simulator" serve --timeout 60000 --script <(printf '%s\n' 'wait active system' \
     "set /system/hostname $(printf 'a%.0s' {1..65})" 'expect error 22')
 tap example_legacy_plugin
 ends 0
 is_served
 says '> publish /system/hostname add: error 22 (A host name has 64 characters at most.)'
 
+# An ordinary user stays who he is, with no rights beside his own.
+user=(unshare --user --map-user=1000 --map-group=1000)
+if "${user[@]}" true 2>/dev/null; then
+    serve "$simulator" serve --timeout 60000 --script <(echo wait active one)
+    tap_as "${user[@]}" -- bash -c 'grep -E "^(Uid|CapEff):" /proc/self/status
+        exec test_plugin one 1'
+    ends 0
+    is_served
+    says '1000' '0000000000000000' '< activate: ok'
+fi
+
 # An agent, and a notification that comes back to it.
-serve "$simulator" serve --script <(echo wait notification alarm)
+serve "$simulator" serve --timeout 60000 --script <(echo wait notification alarm)
 tap bash -c 'exec 3< <(example_agent)
     until [[ ${line:-} == *subscribeNotification_1* ]]; do read -r line <&3; done
     example_notify alarm "fan < stopped"
@@ -99,15 +139,38 @@ tap bash -c 'exec 3< <(example_agent)
     echo "$line"'
 ends 0
 is_served
-says '< create-subscription: ok' 'notifier     <' '<text>fan &lt; stopped</text>' 'plugin| <notification'
+says '< create-subscription: ok' 'notifier     <' '<text>fan &lt; stopped</text>' 'plugin| <noti'
 
-# Whatever one peer sends, the others are served, and memory stays bounded.
-serve "$simulator" serve --script <(printf '%s\n' 'wait active one' 'publish /a/c mod' 'expect ok' \
-    'wait notification over 60000' 'publish /a/c mod' 'expect ok')
-tap bash -c '(tap_ends hostile >/dev/null; example_notify over "") &
+# A daemon that dies leaves its files: nobody is connected to a socket that nobody serves.
+serve "$simulator" serve
+tap bash -c 'test_plugin one 1; test_plugin one 1; test_plugin one 1; exec example_plugin'
+until grep -q 'activate: ok' "$work/tap"; do :; done
+kill -KILL $daemon
+wait $daemon || true
+until [[ $(grep -c 'Connect to pelmd failed' /var/log/conf_plugin.log) -ge 1 ]]; do :; done
+serve "$simulator" serve --timeout 60000 --script <(echo wait active interfaces)
+is_served
+is_interrupted
+says '< activate: ok' 'the daemon hung up' 'a connection is refused' 'the daemon restarts' \
+    '< register interfaces: ok'
+
+# One that is killed itself leaves nothing either.
+tap sleep 1000
+until [[ -n $(ls "$TMPDIR") ]]; do :; done
+kill -KILL "$(pgrep -P $tap)"
+until [[ -z $(ls "$TMPDIR") ]]; do :; done
+wait $tap || true
+
+# Whatever some peers send, the others are served, and memory stays bounded.
+script=('wait active one' 'publish /a/c mod' 'expect ok'
+    'wait notification over' 'publish /a/c mod' 'expect ok')
+serve "$simulator" serve --timeout 60000 --script <(printf '%s\n' "${script[@]}")
+tap bash -c '(tap_ends hostile >/dev/null; tap_ends crowd; example_notify over "") &
     test_plugin one 1
     wait
     grep VmHWM /proc/$PPID/status'
 ends 0
 is_served
-says 'publish /a/c mod: ok' 'it has a document type' 'publish /a/c mod: ok' 'one            the daemon hung up'
+says 'publish /a/c mod: ok' 'it has a document type' 'publish /a/c mod: ok' 'the daemon hung up'
+[[ $tapped =~ VmHWM:[[:space:]]*([0-9]+) ]]
+((BASH_REMATCH[1] < 400000)) || fail 'that took too much memory'

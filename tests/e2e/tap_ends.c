@@ -1,9 +1,10 @@
 /*
- * The two ends of tapped connections: tap_ends daemon|plugin|hostile
+ * The two ends of tapped connections: tap_ends daemon|plugin|hostile|crowd
  *
  * A daemon and a plugin send each other, at the same time, all that the rows below say, a connection
  * for each, and look whether what comes is what the other sent, byte for byte, and ends where that
- * ended. A hostile one sends it to whoever serves there.
+ * ended. A hostile one sends it to whoever serves there. A crowd is many connections at once, each of
+ * which leaves a frame unfinished.
  */
 #define _GNU_SOURCE
 
@@ -190,29 +191,54 @@ static int accept_at(int service) {
     return accept4(service, NULL, NULL, SOCK_CLOEXEC);
 }
 
+/* As many as there may be. */
+static int crowd(void) {
+    static payload_t all;
+    unfinished(&all);
+    all.size = 30000;
+    for (int i = 0; i < 400; ++i) {
+        int sock = connect_to(g_conf_plugin_socket);
+        if (sock < 0 || send_all(sock, &all) != 0)
+            return 1;
+    }
+    return 0;
+}
+
+/* Agents' connections and those of plugins take turns. */
+static int next_connection(const int* services, size_t row) {
+    if (services[0] >= 0)
+        return accept_at(services[row % 2]);
+    return connect_to(row % 2 == 0 ? g_conf_plugin_socket : g_conf_agent_socket);
+}
+
 int main(int argc, char** argv) {
     static payload_t all;
-    int is_daemon = argc > 1 && strcmp(argv[1], "daemon") == 0;
-    int is_hostile = argc > 1 && strcmp(argv[1], "hostile") == 0;
+    const char* what = argc > 1 ? argv[1] : "";
+    int is_hostile = strcmp(what, "hostile") == 0;
+    int services[3] = {-1, -1, -1};
     int result = 0;
-    int services[2] = {-1, -1};
-    if (is_daemon) {
+    if (strcmp(what, "crowd") == 0)
+        return crowd();
+    if (strcmp(what, "daemon") == 0) {
         services[0] = conf_plugin_service_enable();
         services[1] = conf_agent_service_enable();
-        (void)conf_plugin_notifier_enable();
+        services[2] = conf_plugin_notifier_enable();
     }
     for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i) {
         if (is_hostile && rows[i].is_costly)
             continue;
-        /* Agents' connections and those of plugins take turns. */
-        const char* path = i % 2 == 0 ? g_conf_plugin_socket : g_conf_agent_socket;
-        int sock = is_daemon ? accept_at(services[i % 2]) : connect_to(path);
+        int sock = next_connection(services, i);
         all.size = 0;
         rows[i].make(&all);
         int is_good = (is_hostile ? send_all(sock, &all) : exchange(sock, &all, rows[i].most)) == 0;
         printf("%s: %s\n", rows[i].name, is_good ? "as it was sent" : "NOT AS IT WAS SENT");
         result |= !is_good;
         (void)close(sock);
+    }
+    if (services[0] >= 0) {
+        conf_plugin_service_disable(services[0]);
+        conf_agent_service_disable(services[1]);
+        conf_plugin_notifier_disable(services[2]);
     }
     return result;
 }
