@@ -27,6 +27,8 @@ serve() {
     done
 }
 
+options=()
+
 # tap COMMAND...: is tapped from now on; tap_as USER... -- COMMAND...: by one who is started so.
 tap() { tap_as -- "$@"; }
 tap_as() {
@@ -35,7 +37,8 @@ tap_as() {
         user+=("$1")
         shift
     done
-    timeout --foreground 100 "${user[@]}" "$simulator" tap "$@" >"$work/tap" 2>&1 </dev/null &
+    user+=("$simulator" tap "${options[@]}")
+    timeout --foreground 100 "${user[@]}" "$@" >"$work/tap" 2>&1 </dev/null &
     tap=$!
 }
 
@@ -104,12 +107,28 @@ ends 0
 # A plugin through all that a daemon does, its restart as well.
 examples=$(dirname "$0")/../../examples
 serve "$simulator" serve --timeout 60000 --config "$examples/demo.xml" --script "$examples/demo.sim"
+options=(--record "$work/all.json")
 tap example_plugin
+options=()
 is_served
 is_interrupted
+[[ $("$simulator" show "$work/all.json") == "$tapped" ]] || fail 'the recording tells another story'
 says '< register interfaces: ok' '> publish /interfaces/interface[name="eth0"] mod: ok' \
     '> operate /interfaces/reset: ok' 'the daemon hung up' 'the daemon restarts' \
     '< register interfaces: ok' 'ended: status 0'
+
+# A recording without the values at a path has them nowhere.
+script=('wait active interfaces' 'set /interfaces/interface[name="eth0"]/mtu 8765' 'expect ok')
+serve "$simulator" serve --timeout 60000 --config "$examples/demo.xml" \
+    --script <(printf '%s\n' "${script[@]}")
+options=(--record "$work/some.json" --redact /interfaces/interface/mtu)
+tap example_plugin
+options=()
+is_served
+is_interrupted
+says 'mtu 1500 -> 8765'
+grep -q 'interfaces/interface' "$work/some.json" || fail 'too much is left out'
+! grep -E '1500|8765' "$work/some.json" || fail 'a value was recorded'
 
 # One of the older API, which ends with the daemon.
 serve "$simulator" serve --timeout 60000 --script <(printf '%s\n' 'wait active system' \
@@ -143,11 +162,16 @@ says '< create-subscription: ok' 'notifier     <' '<text>fan &lt; stopped</text>
 
 # A daemon that dies leaves its files: nobody is connected to a socket that nobody serves.
 serve "$simulator" serve
-tap bash -c 'test_plugin one 1; test_plugin one 1; test_plugin one 1; exec example_plugin'
+rm -f /var/log/conf_plugin.log
+tap bash -c 'for each in 1 2 3; do test_plugin one 1; done
+    touch "$0/refused"
+    exec example_plugin' "$work"
 until grep -q 'activate: ok' "$work/tap"; do :; done
 kill -KILL $daemon
 wait $daemon || true
-until [[ $(grep -c 'Connect to pelmd failed' /var/log/conf_plugin.log) -ge 1 ]]; do :; done
+until [[ -e $work/refused ]]; do :; done
+grep -q 'Connect to pelmd failed(Connection refused)' /var/log/conf_plugin.log ||
+    fail 'the plugin does not see that nobody listens'
 serve "$simulator" serve --timeout 60000 --script <(echo wait active interfaces)
 is_served
 is_interrupted

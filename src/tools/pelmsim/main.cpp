@@ -97,6 +97,7 @@ CLI::App& add_tap(CLI::App& app, tap_options& given) {
         "tap", "Run a plugin with this machine's daemon, and show what they say to each other");
     command.add_flag("--trace", given.trace, "Show every frame");
     command.add_flag("--json", given.json, "Print events as JSON lines");
+    add_recording_options(command, given.record);
     command.add_option("plugin", given.plugin, "The plugin and its arguments, after --")
         ->required();
     return command;

@@ -2,6 +2,7 @@
 
 #include "orphans.h"
 #include "readers.h"
+#include "record.h"
 #include "relay_thread.h"
 #include "script/warnings.h"
 #include "serving.h"
@@ -56,8 +57,8 @@ int tap(const tap_options& given, event_loop& loop, event_journal& events,
 } // namespace
 
 int run_tap(const tap_options& given) {
-    (void)std::signal(SIGPIPE,
-                      SIG_IGN);      // a plugin does not end because nobody reads of it any more
+    (void)std::signal(SIGPIPE, SIG_IGN); // who reads of a plugin may go, and it runs on
+    const std::unique_ptr<recording> record = begin_recording(given.record);
     (void)conf_load_config(nullptr); // without a profile the sockets are at their usual places
     const descriptor_limit descriptors;
     const signal_block blocked;
@@ -67,16 +68,17 @@ int run_tap(const tap_options& given) {
     readers reading(loop, {.json = given.json});
     event_journal events(time);
     events.add(reading.chosen());
+    keep_in(record.get(), events);
     const store unknown; // the configuration is the daemon's
     warnings warned(loop, events, unknown, [](pid_t) { return std::vector<pid_t>(); });
     events.show_frames(given.trace);
     const int status = tap(given, loop, events, blocked, time, descriptors);
-    if (reading.json) {
+    if (reading.json)
         reading.json->let_session_end();
-        if (!reading.json->finish())
-            return expectation_failed;
-    }
-    return status;
+    const bool all_read = !reading.json || reading.json->finish();
+    if (!is_kept(record.get()))
+        return cannot_run;
+    return all_read ? status : expectation_failed;
 }
 
 } // namespace pelmsim
