@@ -3,41 +3,16 @@
 #include "wire/xml_fault.h"
 
 #include <gmock/gmock.h>
-#include <vector>
 
 namespace pelmsim {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::StartsWith;
 
 std::string frame_of(std::string_view body) {
     frame_queue queue;
     (void)queue.add(body);
     return std::string(queue.front());
-}
-
-// What becomes of bytes that come one by one: names of bodies, "!" for what is no XML, counts.
-std::vector<std::string> read_singly(const std::string& bytes) {
-    frame_reader reader;
-    std::vector<std::string> all;
-    for (const char byte : bytes) {
-        reader.add({&byte, 1});
-        while (const auto found = reader.next())
-            all.push_back(found->garbage > 0 ? std::to_string(found->garbage)
-                          : found->body == nullptr
-                              ? "!"
-                              : reinterpret_cast<const char*>(found->body->name));
-    }
-    return all;
-}
-
-TEST(Reading, FramesComeInOrderHoweverTheyArrive) {
-    EXPECT_THAT(read_singly(frame_of("<a/>") + frame_of("<b/>")), ElementsAre("a", "b"));
-}
-
-TEST(Reading, AFrameThatIsNoXmlTakesNothingElseWithIt) {
-    EXPECT_THAT(read_singly(frame_of("<a>") + frame_of("<b/>")), ElementsAre("!", "b"));
 }
 
 TEST(Reading, WhatIsNoXmlIsFoundAtItsPlace) {

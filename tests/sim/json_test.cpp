@@ -11,7 +11,6 @@
 namespace pelmsim {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 // What is wrong with a command, behind its id.
@@ -23,15 +22,6 @@ std::string mistake_of(const std::string& text) {
         return command.id + ": " + why.what();
     }
     return command.id + ": none";
-}
-
-TEST(Reading, ACommandHasItsTextsAsTheyStand) {
-    json_command command;
-    read_json_command(R"( { "arguments":["/a b","\"x\\\u0022 ",""],"command" :"set" }	)",
-                      command);
-    EXPECT_EQ(command.id, "");
-    EXPECT_EQ(command.name, "set");
-    EXPECT_THAT(command.arguments, ElementsAre("/a b", "\"x\\\" ", ""));
 }
 
 TEST(Reading, AnIdComesBackAsItCame) {

@@ -56,25 +56,6 @@ TEST_F(Lines, ComeOneByOneAndAtTheEndWithoutTheirs) {
     EXPECT_EQ(lines.take(), std::nullopt);
 }
 
-TEST_F(Lines, OfALongOneNoMoreIsKeptThanItsBeginning) {
-    line_input lines(loop_, pipe_.reading.get(), 5000);
-    for (int i = 0; i < 3; ++i) {
-        pipe_.write(std::string(4096, 'x'));
-        EXPECT_FALSE(lines.is_ready());
-    }
-    pipe_.write("\nnext\n");
-    EXPECT_TRUE(lines.is_ready());
-    EXPECT_EQ(lines.take(), std::string(5001, 'x'));
-    EXPECT_EQ(lines.take(), "next");
-}
-
-TEST_F(Lines, ComeFromFilesThatNoLoopCanWaitFor) {
-    const unique_fd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    line_input lines(loop_, nothing.get(), 5);
-    EXPECT_TRUE(lines.is_ready());
-    EXPECT_EQ(lines.take(), std::nullopt);
-}
-
 TEST_F(Lines, ThatHaveNoEndKeepNobodyFromEndingTheWait) {
     const unique_fd zeros(open("/dev/zero", O_RDONLY | O_CLOEXEC));
     line_input lines(loop_, zeros.get(), 5);
@@ -110,16 +91,6 @@ TEST_F(Lines, AreLostWhenTheirReaderLeavesTooMuchOrDoesNotReadTheLast) {
     EXPECT_TRUE(lines.is_lost());
     lines.finish();
     EXPECT_EQ(loss_, "16781312 bytes are unread");
-}
-
-TEST_F(Lines, AreLostWhenTheirReaderGoes) {
-    line_output lines(loop_, pipe_.writing.get(), milliseconds(1), lost_);
-    pipe_.reading.reset();
-    loop_.run_once(milliseconds(0));
-    EXPECT_EQ(loss_, "their reader has gone");
-    line_output others(loop_, pipe_.writing.get(), milliseconds(1), lost_);
-    others.write("x");
-    EXPECT_EQ(loss_, "their reader has gonetheir reader has gone");
 }
 
 } // namespace

@@ -65,17 +65,5 @@ TEST_F(Unanswered, OneThatIsHeardOfEarlierHasNotWaitedSoLong) {
     EXPECT_THAT(printed_, Not(HasSubstr("own limit")));
 }
 
-TEST_F(Unanswered, ARequestToItIsDroppedAsLongAsItWaits) {
-    const auto explain = [this] {
-        printed_.clear();
-        time_.run(milliseconds(1));
-        (void)made_->ask({.method = "kickoff", .params = new_element("params")}, milliseconds(5));
-        return printed_;
-    };
-    EXPECT_THAT(explain(), HasSubstr("ntp was waiting for an answer to pull /a already"));
-    receive("<reply><result/><id>9</id></reply>"); // so it waits no more
-    EXPECT_THAT(explain(), HasSubstr("ntp has read the request, so its callback has been open"));
-}
-
 } // namespace
 } // namespace pelmsim

@@ -1,15 +1,11 @@
 #include "wire/process_state.h"
 
-#include <csignal>
 #include <gmock/gmock.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace pelmsim {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 // The rest of the line has 16 numbers up to that of the threads.
@@ -67,18 +63,6 @@ TEST(Processes, AreGoneWhenNothingIsLeftToRun) {
 TEST(Processes, NameTheirTracer) {
     EXPECT_EQ(parse_process({.status = "Name:\tntp\nTracerPid:\t4711\nUid:\t0\n"}).tracer, 4711);
     EXPECT_EQ(parse_process({.status = "Name:\tntp\n"}).tracer, 0);
-}
-
-TEST(Processes, OfTheMachineAreReadToo) {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(0);
-    siginfo_t ended{};
-    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT), 0);
-    EXPECT_EQ(read_process(child).letter, 'Z');
-    ASSERT_EQ(waitpid(child, nullptr, 0), child);
-    EXPECT_THAT(describe_state(child), StartsWith("process " + std::to_string(child)));
-    EXPECT_THAT(describe_state(child), HasSubstr(" is gone"));
 }
 
 } // namespace
