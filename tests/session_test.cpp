@@ -80,11 +80,6 @@ TEST_F(Session, AFailedInitialisationSaysWhyAndLeavesNothing) {
         EXPECT_EQ(econf_plugin_init("ntp", &one_of_each), -1);
         EXPECT_EQ(context(), nullptr);
     };
-    const fault no_memory(call::calloc, ENOMEM);
-    init();
-    EXPECT_EQ(log(), text("Allocate %zu byte(s) memmory for plugin context failed.; "
-                          "Initialize context for plugin ntp failed.",
-                          offsetof(conf_plugin_context_t, cbs) + 5 * sizeof(void*)));
     const std::pair<std::string, std::string> refusals[] = {
         {"<error><message>%n&lt;</message></error>", "Pelmd reply error(%n<) for plugin ntp rpc."},
         {"<x/>", "Invalid reply message(without <error> and <result>).; "

@@ -116,24 +116,6 @@ TEST_F(Transport, WritesOneFrameAtATimeAndAsFarAsTheSocketTakesIt) {
     EXPECT_EQ(after(text("%d", next_id())), "3" + frame_of("<b/>", 1));
 }
 
-TEST_F(Transport, AReadLeavesRoomForTheTerminator) {
-    receive(header_of(5000) + std::string(4088 - 1024 - 12, 'x')); // and 1024 fill the page
-    daemon_.send(std::string(1024, 'x'));
-    EXPECT_EQ(take(), "");
-    EXPECT_EQ(context()->recv_buf->used, 4088);
-    EXPECT_GT(context()->recv_buf->total, 4088);
-}
-
-TEST_F(Transport, ARequestTakesItsAnswerAndLeavesWhatIsBehind) {
-    const std::string behind = frame_of("<rpc/>") + "abc";
-    daemon_.will_answer(frame_of("no XML") + answer("<result/>", 3) + answer("<result/>", 2) +
-                        behind);
-    const fault interrupted(call::epoll_wait, EINTR);
-    EXPECT_EQ(request("<rpc/>"), reply("<result/>", 2));
-    EXPECT_EQ(after(text("%d %d", context()->rpc_id, last_wait_ms())),
-              "3 30000" + behind + "Translate rpc message to xml dom tree failed.");
-}
-
 TEST_F(Transport, KnowsNoIdBeforeTheSocketCanBeWritten) {
     while (send(context()->sock, large_.data(), 1000, 0) > 0) {
     }
@@ -154,26 +136,6 @@ TEST_F(Transport, MovesLargeFramesBothWays) {
     receive("abc");
     EXPECT_EQ(after(respond(large_)), "abcEpoll wait failed(timeout).");
     EXPECT_EQ(after(request(large_)), "Epoll wait failed(timeout).");
-}
-
-TEST_F(Transport, AFailedWaitDropsTheQueueAndForARequestWhatWasReceivedToo) {
-    const std::pair<call, std::string> cases[] = {
-        {call::epoll_create1, "Create epoll fd failed(Cannot allocate memory)."},
-        {call::epoll_ctl, "Add socket to epoll fd failed(Cannot allocate memory)."},
-        {call::epoll_wait, "Epoll wait failed(Cannot allocate memory)."},
-        {call::write, "Send message to pelmd failed(Cannot allocate memory)."},
-    };
-    for (const auto& [failing, report] : traced(cases)) {
-        receive("abc");
-        const fault one(failing, ENOMEM);
-        EXPECT_EQ(after(respond("<reply/>")), "abc" + report);
-        const fault again(failing, ENOMEM);
-        EXPECT_EQ(after(request("<rpc/>")), report);
-    }
-    EXPECT_EQ(next_id(), 2); // none of them has begun
-    daemon_.send("abc");
-    const fault broken(call::read, EIO);
-    EXPECT_EQ(after(request("<rpc/>")), "Read message from pelmd failed(Input/output error).");
 }
 
 TEST_F(Transport, AHangUpBeatsTheAnswerThatComesWithIt) {
