@@ -65,44 +65,7 @@ protected:
     body_parser parser_;
 };
 
-std::string nested(int depth) {
-    std::string body;
-    for (int level = 0; level < depth; ++level)
-        body.insert(0, "<a>").append("</a>");
-    return body;
-}
-
 } // namespace
-
-TEST_F(Parser, GivesAndSaysWhatACopyWouldHave) {
-    using namespace std::string_literals;
-    const std::string bodies[] = {
-        "<a> <b> x </b>\n<c>&lt;&#65;<![CDATA[<]]></c><!--c--><?p i?></a><!--d--><?q?>\n",
-        "<p:a xmlns:p='urn:p' xmlns='urn:d' p:x='1' y='&quot;'><b/><p:c xmlns:p='urn:q'/></p:a>",
-        "<a xml:lang='en' xml:id='i'><xml:b xml:space='preserve'> </xml:b></a>",
-        "<!DOCTYPE a [<!ENTITY e 'x'><!ATTLIST a b CDATA 'c'>]><a>&e;</a>",
-        "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xC3\xA9</a>",
-        "<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>",
-        "\xEF\xBB\xBF<a>\xE2\x82\xAC</a>",
-        " <!--c--><a/>",
-        "<a/>\0"s,
-        "<a/>\0<b/>"s,
-        "<a/\0>"s,
-        "",
-        "<",
-        "<?",
-        "text",
-        "<a>",
-        "<a/><b/>",
-        "<a b='1' b='2'/>",
-        "<a>\xFF</a>",
-        "<a>&e;</a>",
-        "<p:a p:b='c'/>", // a word is said of it, but it is served
-        nested(256),
-        nested(257)};
-    for (const std::string& body : traced(bodies))
-        EXPECT_EQ(parse(body), parse_anew(body));
-}
 
 TEST_F(Parser, RefusesLargeBodiesAsACopyWould) {
     const std::string large(XML_MAX_LOOKUP_LIMIT, 'x');
@@ -114,21 +77,6 @@ TEST_F(Parser, RefusesLargeBodiesAsACopyWould) {
                                   "<a>" + large + "<![CDATA[<b>" + near_the_end + "]]></a>"};
     for (const std::string& body : traced(bodies))
         EXPECT_TRUE(parse(body) == parse_anew(body));
-}
-
-TEST_F(Parser, CutsATreeLooseFromItsDocument) {
-    char body[] = "<a>\n<b x='1'/>\n<!--c--><?p i?>t</a>";
-    const secret_node root{parser_.parse(body, sizeof body - 1)};
-    xmlNode* const b = root.get()->children;
-    ASSERT_EQ(b->type, XML_ELEMENT_NODE);
-    EXPECT_EQ(b->line, 2);
-    EXPECT_EQ(b->properties->doc, nullptr);
-    EXPECT_EQ(b->properties->children->doc, nullptr);
-    for (xmlNode* node = b->next; node != nullptr; node = node->next)
-        EXPECT_EQ(node->line, 0) << node->type; // as copies have it
-    for (xmlNode* node : {root.get(), b, b->next, root.get()->last})
-        EXPECT_EQ(node->doc, nullptr) << node->type;
-    EXPECT_EQ(root.get()->next, nullptr);
 }
 
 // The declaration that a reference leads to goes with the document.
