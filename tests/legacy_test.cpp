@@ -192,17 +192,3 @@ TEST_F(Legacy, RepliesThroughAHookAlone) {
     EXPECT_EQ(callbacks.calls, "call 6  ;");
     EXPECT_EQ(log(), "WARN: conf_send_reply is obsolete.; WARN: conf_send_reply is obsolete.");
 }
-
-// A daemon's document lives on, and its short texts are shared by nodes and names alike.
-TEST_F(Legacy, TakesAValueOutOfADocumentOfTheDaemonAndLeavesTheRest) {
-    pelmd_plugin_callback_t hooks{};
-    hooks.conf_plugin_pull = callback;
-    EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
-    callbacks.is_document = true;
-    callbacks.nodes = "<abc>abc</abc><x>abc</x>";
-    conf_val_t val{};
-    EXPECT_EQ(conf_plg_get_value(handle_, path, &val), 0);
-    EXPECT_EQ(text_of(unique_node{val.data}.get()), "<data><abc>abc</abc></data>");
-    EXPECT_EQ(text_of(xmlDocGetRootElement(callbacks.document.get())), "<a><x>abc</x></a>");
-    econf_plugin_close(); // the hooks stay, so the fixture has two things to free
-}

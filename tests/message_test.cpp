@@ -231,9 +231,3 @@ TEST(Message, LosesItsTextsAndKeepsItsShape) {
     EXPECT_EQ(dump(xmlDocGetRootElement(doc)), "<a></a>");
     xmlFreeDoc(doc);
 }
-
-TEST(Message, LosesWithItsDocumentTheTextsThatItsNodesShare) {
-    const conf::secret_doc doc{xmlReadDoc(BAD_CAST "<r>abc</r>", nullptr, nullptr, 0)};
-    conf::clean_xml_document(doc.get());
-    EXPECT_STREQ(conf_get_node_content(xmlDocGetRootElement(doc.get())), "");
-}

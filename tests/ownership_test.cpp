@@ -95,15 +95,6 @@ TEST_F(Ownership, LetsACallbackHangItsInputIntoADocumentOfItsOwn) {
     }
 }
 
-TEST_F(Ownership, LetsACallbackHandBackNodesOfADocument) {
-    const secret_doc doc{xmlReadDoc(BAD_CAST "<r><q>abc</q></r>", nullptr, nullptr, 0)};
-    act = [&doc](xmlNode*, xmlNode** output) {
-        *output = xmlDocGetRootElement(doc.get())->children;
-        xmlUnlinkNode(*output);
-    };
-    EXPECT_EQ(result_of(""), "<q>abc</q>");
-}
-
 TEST_F(Ownership, LetsACallbackChangeItsInput) {
     act = [](xmlNode* first, xmlNode** output) {
         xmlNodeSetContent(first, BAD_CAST "new &amp; text");
@@ -132,15 +123,6 @@ TEST_F(Ownership, GivesTheCallerNodesThatLeanOnNothing) {
         for (xmlNode* node = nodes; node != nullptr; node = node->next)
             EXPECT_EQ(node->parent, nullptr);
     }
-}
-
-TEST_F(Ownership, GivesTheCallerAPositionThatLeansOnNothing) {
-    xmlNode* nodes = nullptr;
-    daemon_.will_answer(
-        answer("<result xmlns:p='urn:p'><next>/a[b=\"c\"]</next><p:prev/></result>"));
-    EXPECT_EQ(econf_plugin_locate(0, "/a", &nodes), 0);
-    const unique_node_list owned{nodes};
-    EXPECT_EQ(text_of(nodes), "<next>/a[b=c]</next><p:prev xmlns:p=\"urn:p\"/>");
 }
 
 TEST_F(Ownership, EndsForTheParserWithTheContext) {
