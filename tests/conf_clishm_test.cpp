@@ -37,22 +37,6 @@ bool holds(int key, u32_t port = 7) {
 int segment() { return shmget(ftok(profile, 0), 0, 0); }
 int semaphore() { return semget(ftok(profile, 0), 0, 0); }
 
-// Stores, finds and drops an entry, over and over, and keeps the last one.
-bool hammer(int key) {
-    for (int i = 0; i < 300; ++i) {
-        if (!save(key) || !holds(key))
-            return false;
-        conf_free_client_info(key);
-    }
-    return save(key);
-}
-
-int die_with_lock() {
-    const fault unlocking(call::semop, ENOMEM, 1);
-    conf_free_client_info(0);
-    return raise(SIGKILL);
-}
-
 // From the kernel's list: what an emulator makes of its answer to IPC_STAT may be laid out otherwise.
 std::string mode_of(const std::string& kind, int id) {
     std::ifstream list("/proc/sysvipc/" + kind);
@@ -165,19 +149,4 @@ TEST_F(Table, RefusesNull) {
     EXPECT_EQ(conf_get_client_info(5, nullptr), -1);
     EXPECT_EQ(conf_save_client_info(nullptr), -1);
     expect_errors({"Input parameter is not valid.", "Input parameter is not valid."});
-}
-
-TEST_F(Table, LosesNothingWhenManyUseItAndSomeDieWithTheLock) {
-    EXPECT_EXIT(_exit(conf_clishm_create(5)), testing::ExitedWithCode(0), "");
-    for (int key = 1; key < 15; ++key)
-        if (fork() == 0)
-            _exit(key < 5 && hammer(key) ? 0 : die_with_lock());
-    std::map<int, int> ends; // how many processes ended with which status
-    for (int status = 0; wait(&status) > 0;)
-        ++ends[status];
-    EXPECT_THAT(ends, ElementsAre(std::pair{0, 4}, std::pair{SIGKILL, 10}));
-    for (const int key : {1, 2, 3, 4})
-        EXPECT_TRUE(holds(key)) << key;
-    EXPECT_TRUE(save(5));
-    EXPECT_FALSE(save(6));
 }
