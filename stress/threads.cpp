@@ -21,7 +21,8 @@ constexpr int workers = 6;
 long drain(int sock, const std::atomic<bool>& is_over) {
     char bytes[4096];
     long count = 0;
-    for (bool has_some = true; has_some || !is_over;) {
+    for (bool has_some = true, was_over = false; has_some || !was_over;) {
+        was_over = is_over; // before the look, behind which the last may come
         has_some = recv(sock, bytes, sizeof bytes, MSG_DONTWAIT) > 0;
         count += has_some ? 1 : 0;
     }
