@@ -185,7 +185,9 @@ TEST_F(Recording, HasLinesThatAreSkippedWhereTheyAreNoEvents) {
     for (const char* line :
          {R"("outcome"})", R"("frame","count":-1})", R"("frame","role":"king"})",
           R"("output","text":7})", R"("ended","status":99999999999})", R"("output")",
-          R"("output","text":"\ud83"})", R"("frame"}x)", R"("frame","x":[1})"}) {
+          R"("outcome","outcome":"ok","data":7})", R"("recording","mistake":7})",
+          R"("shown","time":"2026-01-31T2000000000:00:00.000Z"})", R"("output","text":"\ud83"})",
+          R"("frame"}x)", R"("frame","x":[1})"}) {
         int unreadable = 0;
         EXPECT_EQ(printed(std::string(begin) + line, &unreadable), "") << line;
         EXPECT_EQ(unreadable, 1) << line;
@@ -238,6 +240,7 @@ TEST_F(Recording, HasTextsInItsScriptAsTheyAre) {
         EXPECT_EQ(line.rest(), text);
     }
     EXPECT_EQ(as_text("a\nb"), std::nullopt);
+    EXPECT_EQ(as_text("\x1B[2J"), std::nullopt);
     EXPECT_EQ(as_text("\xEF\xBF\xBD"), std::nullopt);
     EXPECT_EQ(as_word("/a[k=\"x y\"]"), "/a[k=\"x y\"]");
     EXPECT_EQ(as_word("a b"), "\"a b\"");

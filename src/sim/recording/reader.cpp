@@ -45,6 +45,7 @@ void recording_reader::take(const std::string& line) {
     members_ = read_members(line);
     if (is_known_event(members_))
         event_.emplace(members_);
+    (void)text_in(members_, "mistake"); // which those of the recording itself may have, too
     is_something_ = event_ || text_in(members_, "kind") == "recording";
 }
 

@@ -38,9 +38,11 @@ template <class Value> Value named_in(const json_members& members, const char* n
     return found;
 }
 
-bool take_number(std::string_view& text, char stop, int& number) {
+// One from 0 up to that.
+bool take_number(std::string_view& text, char stop, int most, int& number) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end == text.data() + text.size() || *end != stop)
+    if (error != std::errc{} || end == text.data() + text.size() || *end != stop || number < 0 ||
+        number > most)
         return false;
     text.remove_prefix(static_cast<std::size_t>(end - text.data()) + 1);
     return true;
@@ -52,11 +54,11 @@ wall_time time_in(const json_members& members) {
     std::string_view left = text;
     tm parts{};
     int thousandths = 0;
-    if (!take_number(left, '-', parts.tm_year) || !take_number(left, '-', parts.tm_mon) ||
-        !take_number(left, 'T', parts.tm_mday) || !take_number(left, ':', parts.tm_hour) ||
-        !take_number(left, ':', parts.tm_min) || !take_number(left, '.', parts.tm_sec) ||
-        !take_number(left, 'Z', thousandths) || parts.tm_year < 1970 || parts.tm_year > 2200 ||
-        parts.tm_mon < 1 || parts.tm_mon > 12 || !left.empty())
+    if (!take_number(left, '-', 2200, parts.tm_year) || !take_number(left, '-', 12, parts.tm_mon) ||
+        !take_number(left, 'T', 31, parts.tm_mday) || !take_number(left, ':', 23, parts.tm_hour) ||
+        !take_number(left, ':', 59, parts.tm_min) || !take_number(left, '.', 60, parts.tm_sec) ||
+        !take_number(left, 'Z', 999, thousandths) || parts.tm_year < 1970 || parts.tm_mon < 1 ||
+        !left.empty())
         refuse("time");
     parts.tm_year -= 1900;
     parts.tm_mon -= 1;
@@ -64,8 +66,9 @@ wall_time time_in(const json_members& members) {
 }
 
 unique_nodes xml_in(const json_members& members, const char* name) {
+    const std::string text = text_in(members, name);
     try {
-        return parse_nodes(text_in(members, name));
+        return parse_nodes(text);
     } catch (const problem&) {
         return nullptr;
     }

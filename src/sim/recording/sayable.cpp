@@ -1,5 +1,6 @@
 #include "recording/sayable.h"
 
+#include "journal/escaped.h"
 #include "model/problem.h"
 #include "script/line_reader.h"
 
@@ -36,7 +37,7 @@ std::optional<std::string> in_one_way(const std::string& text,
 } // namespace
 
 bool is_sayable(const std::string& line) {
-    return line.find_first_of("\n\r") == std::string::npos && !line.ends_with('\\') &&
+    return escaped(line, "\t") == line && !line.ends_with('\\') &&
            line.find(replacement) == std::string::npos;
 }
 
