@@ -105,6 +105,12 @@ TEST_F(Redacting, KeepsAValueOutOfEveryRoadThatItMayTake) {
         command("expect within 5 notification CANARY"),
         command("wait output CANARY"),
         command("CANARY"),
+        command("expect contains by CANARY"),
+        command("wait output /CANARY"),
+        command("start /CANARY"),
+        command("echo error 8150815"),
+        reduced({.kind = event_kind::result, .id = "\"CANARY\""}),
+        reduced({.kind = event_kind::request, .who = {role::agent, "admin", 8}, .id = "CANARY"}),
         command("wait output 8150815"),
         command("expect error 5 8150815"),
         reduced({.kind = event_kind::output, .text = "8150815"}),
@@ -151,6 +157,9 @@ TEST_F(Redacting, LeavesWhatIsNoSecret) {
                 HasSubstr(R"(set /users/user[name=\"bob\"]/shell \"/bin/sh -i\")"));
     EXPECT_THAT(command("expect pulled by ntp old /net"),
                 HasSubstr("expect pulled by ntp old /net"));
+    EXPECT_THAT(command("publish /net mod 4"), HasSubstr("publish /net mod 4"));
+    EXPECT_THAT(reduced({.kind = event_kind::result, .id = "\"a\""}),
+                HasSubstr("\"id\":\"(redacted)\""));
     EXPECT_THAT(command("set /users <user><name>x</name><password>y</password></user>"),
                 HasSubstr("<name>x</name><password>(redacted)</password>"));
     const outcome late = outcome::no_answer("time-out");

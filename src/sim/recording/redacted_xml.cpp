@@ -2,18 +2,12 @@
 
 #include "model/problem.h"
 
-#include <algorithm>
-#include <iterator>
+#include <optional>
 
 namespace pelmsim {
 namespace {
 
 constexpr std::size_t longest_number = 11; // of 32 bits, with its sign
-
-template <std::size_t count>
-bool is_among(const char* const (&names)[count], const std::string& name) {
-    return std::ranges::any_of(names, [&](const char* each) { return name == each; });
-}
 
 void set_text(xmlNode* element, const std::string& text) {
     xmlNodeSetContent(element, nullptr);

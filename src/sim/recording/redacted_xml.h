@@ -6,9 +6,15 @@
 #include "model/xml.h"
 #include "recording/secrets.h"
 
-#include <optional>
+#include <algorithm>
+#include <iterator>
 
 namespace pelmsim {
+
+template <std::size_t count>
+bool is_among(const char* const (&names)[count], const std::string& name) {
+    return std::ranges::find(names, name) != std::end(names);
+}
 
 // Whether a text is a word of the protocol or of pelmsim's own; a number will not do.
 bool is_own_word(const std::string& text);

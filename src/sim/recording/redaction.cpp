@@ -1,8 +1,11 @@
 #include "recording/redaction.h"
 
+#include "journal/json_sink.h"
+#include "model/operation.h"
 #include "model/problem.h"
 #include "script/commands.h"
 #include "script/line_reader.h"
+#include "script/syntax.h"
 
 #include <algorithm>
 
@@ -25,44 +28,38 @@ unique_node wrapped_one(const xmlNode* node) {
 }
 
 // Of these a text is an element's name, which its sender chose, but not what it means.
-bool is_name(const event& what) {
+bool tells_a_name(const event& what) {
     return (what.kind == event_kind::request && what.who.is == role::agent) ||
            what.why == cause::no_request || what.why == cause::no_parameters;
 }
 
-// Behind these words of commands stands a name.
-bool comes_before_name(const std::string& word) {
-    static constexpr const char* words[] = {"active", "by",      "closed",   "exited",
-                                            "help",   "kickoff", "recovery", "registered",
-                                            "stop",   "answer"};
-    return std::ranges::any_of(words, [&](const char* each) { return word == each; });
+bool is_operation(const std::string& word) {
+    const std::vector<std::string> names = oper_names();
+    return std::ranges::find(names, word) != names.end();
 }
 
-bool is_word(const std::string& text) {
-    return !text.empty() && std::ranges::all_of(text, [](unsigned char c) {
-        return std::isalnum(c) != 0 || c == '-' || c == '_' || c == '.';
-    });
+// Whether a word can be nothing but a keyword, a number, a name or a path, where the table of commands
+// has one of these symbols.
+bool may_stand_for(const std::string& symbol, const std::string& word) {
+    static constexpr const char* numbers[] = {"CODE", "LINES", "MS", "N", "SEED", "STATUS", "..."};
+    static constexpr const char* names[] = {"COMMAND", "METHOD", "PLUGIN", "PROGRAM"};
+    return symbol == word || (is_among(numbers, symbol) && is_number(word)) ||
+           (is_among(names, symbol) && is_name(word)) ||
+           (symbol == "OPER" && (is_number(word) || is_operation(word))) ||
+           (symbol == "PATH" && word.starts_with('/'));
 }
 
-// Behind these stands a number that is no text.
-bool comes_before_number(const std::string& word) {
-    static constexpr const char* words[] = {"error",    "log",     "restart", "status",
-                                            "timeline", "timeout", "within"};
-    return std::ranges::any_of(words, [&](const char* each) { return word == each; });
+// A text may begin with any word, even with a keyword that could stand there, too.
+bool may_be_text(const std::string& symbol) {
+    static constexpr const char* texts[] = {"ARGUMENT", "FILE", "FILTER", "MESSAGE",
+                                            "TEXT",     "WHY",  "XML"};
+    return is_among(texts, symbol);
 }
 
-// One that the table of commands has.
-bool is_keyword(const std::string& text) {
-    if (text.find_first_of("|[]() ") != std::string::npos || text.empty())
-        return false;
-    return std::ranges::any_of(all_commands(), [&](const command& each) {
-        const std::string all = "|" + std::string(each.arguments) + "|";
-        for (std::size_t at = all.find(text); at != std::string::npos; at = all.find(text, at + 1))
-            if (std::string_view("|[]() ").find(all[at - 1]) != std::string_view::npos &&
-                std::string_view("|[]() .").find(all[at + text.size()]) != std::string_view::npos)
-                return true;
-        return text == each.name;
-    });
+bool may_stay(const std::string& word, const std::vector<std::string>& symbols) {
+    return std::ranges::none_of(symbols, may_be_text) &&
+           std::ranges::any_of(symbols,
+                               [&](const auto& each) { return may_stand_for(each, word); });
 }
 
 } // namespace
@@ -76,7 +73,7 @@ const event& redaction::reduce(const event& what) {
     reduced_ = what;
     reduced_.who.name = known_.without(what.who.name);
     reduced_.method = known_.without(what.method);
-    reduced_.id = known_.without(what.id);
+    reduced_.id = id_without(what);
     reduced_.place = known_.without(what.place);
     reduced_.path = known_.without_values(what.path);
     if (what.kind == event_kind::command)
@@ -90,6 +87,14 @@ const event& redaction::reduce(const event& what) {
     return reduced_;
 }
 
+// Those of agents and of JSON are texts of their choice; the latter stand as JSON in the line.
+std::string redaction::id_without(const event& what) const {
+    const bool is_kept = what.id.empty() || (is_number(what.id) && !known_.stand_in(what.id));
+    if (is_kept)
+        return what.id;
+    return what.kind == event_kind::result ? json_text(redaction_mark) : redaction_mark;
+}
+
 std::string redaction::marked(const std::string& text) const {
     return is_own_word(text) ? known_.without(text) : redaction_mark;
 }
@@ -99,7 +104,7 @@ void redaction::reduce_texts(event& what) const {
     if (what.kind == event_kind::notification)
         what.text.assign(what.text.size(), '*');
     else
-        what.text = is_name(what) ? known_.without(what.text) : marked(what.text);
+        what.text = tells_a_name(what) ? known_.without(what.text) : marked(what.text);
     what.got = marked(what.got);
     what.difference = marked(what.difference);
     what.mistake = marked(what.mistake);
@@ -192,13 +197,6 @@ std::string redaction::data_without(const std::string& data, const std::string& 
     return left == whole ? data : left;
 }
 
-bool redaction::may_stay(const std::string& word, const std::string& command,
-                         const std::string& before) {
-    if (is_number(word))
-        return command == "publish" || comes_before_number(before);
-    return is_own_word(word) || is_keyword(word) || (comes_before_name(before) && is_word(word));
-}
-
 // Word by word, up to the first that may be anything.
 std::string redaction::command_without(const std::string& line) {
     std::string kept = redaction_mark;
@@ -206,18 +204,19 @@ std::string redaction::command_without(const std::string& line) {
         script_line words(line);
         const std::string name = words.word_or("");
         is_of_status_ = name == "status";
-        if (find_command(name) == nullptr)
+        const command* const known = find_command(name);
+        if (known == nullptr)
             return kept;
         kept = name;
-        for (std::string before = name; !words.at_end();) {
+        for (std::vector<std::string> before; !words.at_end();) {
             const std::string word = words.word("a word");
-            const bool is_path = word.starts_with('/');
-            if (!is_path && !may_stay(word, name, before))
+            if (!may_stay(word, next_symbols(known->arguments, before)))
                 return kept + " " + redaction_mark;
+            const bool is_path = word.starts_with('/');
             kept += " " + (is_path ? known_.without_values(word) : known_.without(word));
             if (is_path && name == "set" && !words.at_end())
                 return kept + " " + data_without(line.substr(words.place()), word);
-            before = word;
+            before.push_back(word);
         }
         return kept;
     } catch (const problem&) {

@@ -35,9 +35,8 @@ private:
 
     void reduce_texts(event& what) const;
     void reduce_result(const event& what, const outcome& given);
+    std::string id_without(const event& what) const;
     std::string marked(const std::string& text) const;
-    static bool may_stay(const std::string& word, const std::string& command,
-                         const std::string& before);
     std::string command_without(const std::string& line);
     std::string data_without(const std::string& data, const std::string& path);
 

@@ -35,11 +35,6 @@ bool is_word(std::string_view text, std::size_t at, std::size_t length) {
     return !goes_on_before && !goes_on_behind;
 }
 
-bool is_name(std::string_view text) {
-    return std::ranges::all_of(
-        text, [](char c) { return is_of_word(c) || c == '-' || c == '_' || c == '.'; });
-}
-
 // A peer may give any text for a path, and many can be read as one.
 bool has_names(const data_path& path) {
     return std::ranges::all_of(path.steps, [](const path_step& step) {
@@ -49,6 +44,11 @@ bool has_names(const data_path& path) {
 }
 
 } // namespace
+
+bool is_name(std::string_view text) {
+    return std::ranges::all_of(
+        text, [](char c) { return is_of_word(c) || c == '-' || c == '_' || c == '.'; });
+}
 
 secrets::secrets(const std::vector<std::string>& paths) {
     for (const std::string& each : paths) {

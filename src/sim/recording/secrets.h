@@ -12,6 +12,9 @@ namespace pelmsim {
 
 inline constexpr const char* redaction_mark = "(redacted)";
 
+// Whether a text may be a name: it has letters, digits, and what names have besides, or nothing.
+bool is_name(std::string_view text);
+
 class secrets {
 public:
     explicit secrets(const std::vector<std::string>& paths); // throws problem
