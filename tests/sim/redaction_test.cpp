@@ -179,6 +179,8 @@ TEST_F(Redacting, TellsByTheKeyOfAnEntryWhetherItIsMeant) {
                 HasSubstr("set /users <user>(redacted)</user>"));
     EXPECT_THAT(command("set /users <user><name>bob</name><shell>csh</shell></user>"),
                 HasSubstr("<name>bob</name><shell>csh</shell>"));
+    EXPECT_THAT(command("set /users <user><name>eve<!----> </name><shell>sh</shell></user>"),
+                HasSubstr("set /users <user>(redacted)</user>"));
     EXPECT_THAT(command("set /users <user><shell>sh</shell></user>"),
                 HasSubstr("set /users <user>(redacted)</user>"));
 }

@@ -42,16 +42,22 @@ std::string value_of(const xmlAttr* attribute) {
     return value;
 }
 
-bool has_key(const xmlNode* element, const path_key& key) {
-    if (key.name == ".")
-        return direct_text(element) == key.value;
-    const xmlNode* const found = find_child(element, key.name.c_str());
-    return found == nullptr || direct_text(found) == key.value;
+// Where there is more than one text, readers may differ about which of it counts.
+bool may_hold(const xmlNode* element, const std::string& value) {
+    const xmlNode* const first = element->children;
+    const bool is_plain = first == nullptr || (is_text(first) && first->next == nullptr);
+    return !is_plain || direct_text(element) == value;
+}
+
+bool may_have_key(const xmlNode* element, const path_key& key) {
+    const xmlNode* const found = key.name == "." ? element : find_child(element, key.name.c_str());
+    return found == nullptr || may_hold(found, key.value);
 }
 
 bool may_be(const path_step& step, const xmlNode* element) {
-    return local_name(element) == step.name &&
-           std::ranges::all_of(step.keys, [&](const auto& key) { return has_key(element, key); });
+    return local_name(element) == step.name && std::ranges::all_of(step.keys, [&](const auto& key) {
+               return may_have_key(element, key);
+           });
 }
 
 } // namespace
@@ -192,7 +198,7 @@ void xml_redactor::redact_field(xmlNode* field) {
     replace_text(field, is_plain ? known_.without(text) : redaction_mark);
 }
 
-void xml_redactor::redact_params(xmlNode* params, const std::string& method) {
+void xml_redactor::redact_params(xmlNode* params) {
     static constexpr const char* fields[] = {"oper-type", "more-flag", "priority",   "callback",
                                              "type",      "old",       "with-cfgr",  "session-id",
                                              "override",  "id",        "with-smooth"};
@@ -209,7 +215,7 @@ void xml_redactor::redact_params(xmlNode* params, const std::string& method) {
         else if (name == "data")
             redact_placed(each, path);
         else if (is_among(parts, name) || (name == "info" && !is_operation))
-            redact_params(each, method);
+            redact_params(each);
         else if (is_among(fields, name))
             redact_field(each);
         else
@@ -242,7 +248,7 @@ void xml_redactor::redact_message(xmlNode* message, const std::string& method,
         if (name == "method")
             replace_text(each, known_.without(direct_text(each)));
         else if (name == "params")
-            redact_params(each, method);
+            redact_params(each);
         else if (name == "result")
             redact_result(each, method, path);
         else if (name == "id")

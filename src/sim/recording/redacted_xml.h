@@ -34,7 +34,7 @@ public:
     void redact_unplaced(xmlNode* parent);
 
     // They are the parameters of a request, from a plugin or to one.
-    void redact_params(xmlNode* params, const std::string& method);
+    void redact_params(xmlNode* params);
 
     // They are the result of that request; from a plugin or for one.
     void redact_result(xmlNode* result, const std::string& method, const std::string& path);

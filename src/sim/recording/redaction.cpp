@@ -136,7 +136,7 @@ unique_nodes redaction::body_without(const event& what) {
     const unique_node parent = wrapped_one(what.body);
     const bool is_of_plugin = what.who.is == role::plugin;
     if (is_of_plugin && (what.kind == event_kind::request || what.kind == event_kind::asked))
-        xml_.redact_params(parent->children, what.method);
+        xml_.redact_params(parent->children);
     else
         xml_.redact_unplaced(parent.get());
     if (what.called == "status")
