@@ -94,6 +94,10 @@ if sed -E 's/"(time|pid|id|count|ms|place)":("[^"]*"|[0-9.]*),?//g' "$folder/sec
 fi
 grep -q '<k>one</k><pw>(redacted)</pw>' "$folder/secret.json" || fail 'more is left out than the secret'
 
+if "$simulator" run --record '' --script expect.sim </dev/null 2>/dev/null; then
+    fail 'nothing is recorded, and nobody learns of it'
+fi
+
 # A test keeps each script's recording, and says when it could not.
 "$simulator" test --record "$folder/all" --config one.xml expect.sim -- test_plugin first 20 \
     >/dev/null </dev/null

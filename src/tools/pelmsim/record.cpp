@@ -7,7 +7,10 @@ namespace pelmsim {
 void add_recording_options(CLI::App& command, recording_wish& wanted) {
     CLI::Option* const record =
         command.add_option("--record", wanted.file, "Keep all that happens in this file")
-            ->option_text("FILE");
+            ->option_text("FILE")
+            ->check([](const std::string& name) {
+                return std::string(name.empty() ? "it needs a name" : ""); // of an unset variable
+            });
     command
         .add_option("--redact", wanted.withheld,
                     "Keep the values at this path, and all texts that may hold them, out of it")
