@@ -196,6 +196,8 @@ TEST_F(Recording, HasLinesThatAreSkippedWhereTheyAreNoEvents) {
     EXPECT_EQ(printed(std::string(begin) + later + "\n" + std::string(begin) +
                       R"("shown","text":"\ud83d\udc27\ud83d\u00e9"})"),
               "    \xF0\x9F\x90\xA7\xEF\xBF\xBD\n");
+    const std::string bare = R"("request","direction":"from","method":"pull"})";
+    EXPECT_THAT(printed(std::string(begin) + bare), HasSubstr("pull"));
 }
 
 std::string script_of(const std::string& recording) {

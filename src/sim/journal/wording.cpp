@@ -24,7 +24,8 @@ std::string subject_of(const std::string& method, const xmlNode* params) {
 std::string subject_of(const event& what) {
     if (what.who.is == role::agent)
         return what.method.empty() ? "empty rpc" : what.method;
-    if (what.way == direction::from_peer)
+    const bool has_params = what.body != nullptr; // of a recording that was changed, maybe not
+    if (what.way == direction::from_peer && has_params)
         return subject_of(what.method, what.body);
     return (what.called.empty() ? what.method : what.called) +
            (what.path.empty() ? "" : " " + what.path) +
