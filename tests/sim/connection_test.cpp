@@ -15,8 +15,9 @@ using notes = std::vector<std::string>;
 
 class noting_connection final : public connection {
 public:
-    noting_connection(event_journal& events, far_end& other, connection_owner& owner, notes& all)
-        : connection(events, std::make_unique<hand_channel>(other), owner), all_(all) {}
+    noting_connection(event_journal& events, std::unique_ptr<faulty_channel> line,
+                      connection_owner& owner, notes& all)
+        : connection(events, std::move(line), owner), all_(all) {}
     peer who() const override { return {role::plugin, "ntp", pid()}; }
 
 private:
@@ -40,12 +41,13 @@ protected:
         return std::string(queue.front());
     }
 
-    const hand_clock time_;
+    hand_clock time_;
+    event_loop loop_{time_};
     event_journal events_{time_};
     far_end other_;
     notes notes_;
-    const std::shared_ptr<noting_connection> made_ =
-        std::make_shared<noting_connection>(events_, other_, *this, notes_);
+    const std::shared_ptr<noting_connection> made_ = std::make_shared<noting_connection>(
+        events_, faulty_hand_channel(loop_, other_), *this, notes_);
     const unique_node body_ = new_element("a");
 };
 

@@ -1,7 +1,7 @@
 // A channel whose other end is the test.
 #pragma once
 
-#include "wire/channel.h"
+#include "wire/faulty_channel.h"
 
 #include <algorithm>
 #include <string>
@@ -13,6 +13,7 @@ struct far_end {
     std::string taken;    // what was written
     std::size_t room = 1000;
     int writes = 0;
+    bool is_heard = true;
     bool is_down = false; // once what arrives has been read
     bool reads_no_more = false;
     std::function<void()> ready;
@@ -24,6 +25,8 @@ public:
 
     pelmsim::peer_process other_end() const override { return {getpid(), 0}; }
     void start(std::function<void()> ready) override { other_.ready = std::move(ready); }
+
+    void listen(bool wanted) override { other_.is_heard = wanted; }
 
     std::optional<std::size_t> read(std::span<char> room) override {
         if (other_.arriving.empty() && other_.is_down)
@@ -48,3 +51,8 @@ public:
 private:
     far_end& other_;
 };
+
+inline std::unique_ptr<pelmsim::faulty_channel> faulty_hand_channel(pelmsim::event_loop& loop,
+                                                                    far_end& other) {
+    return std::make_unique<pelmsim::faulty_channel>(loop, std::make_unique<hand_channel>(other));
+}

@@ -27,7 +27,10 @@ protected:
     void has_registered(const std::string&) override {}
     bool joins_requests() const override { return false; }
     bool is_debugged(pid_t) override { return false; }
-    std::optional<reply> serve(plugin&, const std::string&, const xmlNode*) override { return {}; }
+    std::optional<reply> serve(plugin&, const std::string&, const xmlNode*,
+                               const arranged_answer*) override {
+        return {};
+    }
     void heard_from(pid_t) override {}
     void gone(const connection&) override {}
 
@@ -46,7 +49,7 @@ protected:
     text_sink text_{[this](const std::string& lines) { printed_ += lines; }, false};
     far_end other_;
     const std::shared_ptr<plugin> made_ =
-        std::make_shared<plugin>(events_, std::make_unique<hand_channel>(other_), *this);
+        std::make_shared<plugin>(events_, faulty_hand_channel(loop_, other_), *this);
 };
 
 constexpr const char* next_request =

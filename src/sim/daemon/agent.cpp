@@ -1,5 +1,6 @@
 #include "daemon/agent.h"
 
+#include "daemon/faults.h"
 #include "model/xml.h"
 
 #include <algorithm>
@@ -52,7 +53,11 @@ void agent::on_frame(unique_node body) {
     const auto operations = child_elements(body.get());
     const xmlNode* const operation = operations.empty() ? nullptr : operations.front();
     const std::string id = attribute(body.get(), "message-id");
-    std::optional<reply> given = answer(operation, id);
+    const auto planted = owner_.fault_of(
+        who(),
+        {.is_answer = true, .method = operation == nullptr ? "" : local_name(operation), .id = id});
+    const auto instead = instead_of_answer(planted);
+    std::optional<reply> given = answer(operation, id, instead ? &*instead : nullptr);
     events().report({.kind = event_kind::request,
                      .who = who(),
                      .way = direction::from_peer,
@@ -63,18 +68,23 @@ void agent::on_frame(unique_node body) {
                      .text = given ? local_name(given->body.get()) : ""});
     if (!given)
         return;
-    const unique_node message = reply_message(id, std::move(given->body));
-    send(message.get());
+    const bool is_wrong = planted && planted->kind == fault_kind::wrong_id;
+    const unique_node message =
+        reply_message((is_wrong ? "not-" : "") + id, std::move(given->body));
+    send(message.get(), planted);
 }
 
 // Nothing when a script wants none.
-std::optional<reply> agent::answer(const xmlNode* operation, const std::string& id) {
+std::optional<reply> agent::answer(const xmlNode* operation, const std::string& id,
+                                   const arranged_answer* instead) {
     if (id.empty())
         return rpc_error("rpc", "missing-attribute", "There is no message-id.");
     if (operation == nullptr)
         return rpc_error("rpc", "missing-element", "There is no operation.");
     const std::string name = local_name(operation);
-    if (const arranged_answer* const instead = owner_.arranged(name); instead != nullptr)
+    if (instead == nullptr)
+        instead = owner_.arranged(name);
+    if (instead != nullptr)
         return instead->silence ? std::nullopt : std::optional(arranged_error(*instead));
     if (const server serve = server_of(name); serve != nullptr)
         return (this->*serve)(operation);

@@ -23,7 +23,7 @@ class agent : public connection {
 public:
     using owner_type = agent_owner;
 
-    agent(event_journal& events, std::unique_ptr<channel> line, agent_owner& owner)
+    agent(event_journal& events, std::unique_ptr<faulty_channel> line, agent_owner& owner)
         : connection(events, std::move(line), owner), owner_(owner) {}
 
     peer who() const override;
@@ -38,7 +38,8 @@ protected:
     void on_unreadable(const defect& what) override { complain(what); }
 
 private:
-    std::optional<reply> answer(const xmlNode* operation, const std::string& id);
+    std::optional<reply> answer(const xmlNode* operation, const std::string& id,
+                                const arranged_answer* instead);
     reply create_session(const xmlNode* operation);
     reply create_subscription(const xmlNode* operation);
     reply get_capability(const xmlNode* operation);

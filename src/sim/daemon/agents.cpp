@@ -23,7 +23,7 @@ std::string utc_now() {
 
 } // namespace
 
-agent_table::agent_table(event_loop& loop, event_journal& events, daemon_owner& around,
+agent_table::agent_table(event_loop& loop, event_journal& events, surroundings around,
                          const arrangements& arranged)
     : peer_table(loop, events, around, conf_agent_service_enable, conf_agent_service_disable,
                  g_conf_agent_socket),

@@ -8,7 +8,7 @@ namespace pelmsim {
 
 class agent_table final : public peer_table<agent> {
 public:
-    agent_table(event_loop& loop, event_journal& events, daemon_owner& around,
+    agent_table(event_loop& loop, event_journal& events, surroundings around,
                 const arrangements& arranged);
 
     std::size_t subscribed() const; // how many are

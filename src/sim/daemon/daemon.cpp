@@ -5,12 +5,25 @@
 #include <string>
 
 namespace pelmsim {
+namespace {
+
+[[noreturn]] void throw_unknown(const std::string& method) {
+    throw problem("\"" + method + "\" is no method that a plugin or an agent asks for");
+}
+
+} // namespace
 
 daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, store& trees)
-    : requests_({around, trees, wanted_, arranged_}),
-      plugins_(loop, events, around, requests_),
+    : loop_(loop),
+      events_(events),
+      trees_(trees),
+      faults_(events),
+      requests_({around, trees, wanted_, arranged_}),
+      plugins_(loop, events, {around, faults_, [this](const fault& what) { suffer(what); }},
+               requests_),
       publisher_(around, trees, plugins_, wanted_),
-      agents_(loop, events, around, arranged_),
+      agents_(loop, events, {around, faults_, [this](const fault& what) { suffer(what); }},
+              arranged_),
       notifier_(loop, events, agents_) {}
 
 void daemon::open() {
@@ -21,15 +34,71 @@ void daemon::open() {
     plugins_.open();
     agents_.open();
     notifier_.open();
+    is_down_ = false;
+}
+
+void daemon::arm(armed_fault which) {
+    const fault_row& row = row_of(which.what.kind);
+    const fault_target& at = which.at;
+    const bool is_answer = at.which == fault_target::part::answer;
+    if (at.which == fault_target::part::request && !row.of_requests)
+        throw problem(std::string(row.name) + " strikes answers alone");
+    const bool is_for_agents = agent::may_ask_for(at.method);
+    if (is_answer && !at.method.empty() && !requests::are_known(at.method) && !is_for_agents)
+        throw_unknown(at.method);
+    if (is_for_agents && !row.of_agents)
+        throw problem(std::string(row.name) + " strikes no agent");
+    faults_.arm(std::move(which));
+}
+
+void daemon::end_faults() {
+    faults_.disarm();
+    outage_.cancel();
+    if (is_down_)
+        open();
+    let_in();
+    for (const auto& each : plugins_.all())
+        each->hear_again();
+    for (const auto& each : agents_.all())
+        each->hear_again();
 }
 
 void daemon::arrange(const std::string& method, std::optional<arranged_answer> answer) {
     if (!requests::are_known(method) && !agent::may_ask_for(method))
-        throw problem("\"" + method + "\" is no method that a plugin or an agent asks for");
+        throw_unknown(method);
     arranged_.arrange(method, std::move(answer));
 }
 
+void daemon::go_down() {
+    events_.report({.kind = event_kind::restart});
+    close();
+    trees_.old = tree();
+    trees_.reload_deployment();
+}
+
+// Not before the frame's own line is hung up on, and what it came from is done.
+void daemon::suffer(const fault& what) {
+    if (what.kind == fault_kind::closed) {
+        plugins_.shut_out();
+        agents_.shut_out();
+        outage_ = what.time ? loop_.after(*what.time, [this] { let_in(); }) : timer();
+    } else {
+        outage_ = loop_.after(milliseconds(0), [this, pause = what.time] {
+            go_down();
+            is_down_ = true;
+            if (pause)
+                outage_ = loop_.after(*pause, [this] { open(); });
+        });
+    }
+}
+
+void daemon::let_in() {
+    plugins_.let_in();
+    agents_.let_in();
+}
+
 void daemon::close() {
+    outage_.cancel();
     plugins_.close();
     agents_.close();
     notifier_.close();

@@ -28,12 +28,31 @@ public:
     // Hangs up on everybody and removes the sockets.
     void close();
 
+    // The same as a daemon that ends and is to come back; it is then opened.
+    void go_down();
+
+    // From now on that fault is to strike. Throws problem when there is no such frame.
+    void arm(armed_fault which);
+
+    // Arms no fault any more, and ends those that last.
+    void end_faults();
+    armed_faults& faults() { return faults_; }
+
     plugin_table& plugins() { return plugins_; }
     agent_table& agents() { return agents_; }
     pelmsim::notifier& notifier() { return notifier_; }
     pelmsim::publisher& publisher() { return publisher_; }
 
 private:
+    void suffer(const fault& what);
+    void let_in();
+
+    event_loop& loop_;
+    const event_journal& events_;
+    store& trees_;
+    armed_faults faults_;
+    timer outage_;
+    bool is_down_ = false; // by a fault
     arrangements arranged_;
     recovery_queue wanted_; // filled by what plugins ask, emptied by what is published
     pelmsim::requests requests_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "daemon/daemon_owner.h"
+#include "daemon/faults.h"
 #include "wire/connection.h"
 #include "wire/endpoint.h"
 #include "wire/listener.h"
@@ -13,9 +14,16 @@
 
 namespace pelmsim {
 
+// What is not a table's own.
+struct surroundings {
+    daemon_owner& owner;
+    armed_faults& faults;
+    std::function<void(const fault& what)> outage; // of the daemon
+};
+
 template <class Peer> class peer_table : public Peer::owner_type {
 public:
-    peer_table(event_loop& loop, event_journal& events, daemon_owner& around,
+    peer_table(event_loop& loop, event_journal& events, surroundings around,
                endpoint::enabler enable, endpoint::disabler disable, const char* path)
         : loop_(loop), events_(events), around_(around), at_(enable, disable, path) {}
     peer_table(const peer_table&) = delete;
@@ -23,20 +31,31 @@ public:
 
     void open() { // throws problem
         at_.open();
-        accept_all(loop_, events_, at_.socket(),
-                   [this](std::unique_ptr<channel> line) { welcome(std::move(line)); });
+        let_in();
+    }
+
+    // Whether those who connect are taken in, which they are once it is opened; otherwise they wait.
+    void let_in() {
+        if (at_.is_open() && !std::exchange(lets_in_, true))
+            accept_all(loop_, events_, at_.socket(),
+                       [this](std::unique_ptr<channel> line) { welcome(std::move(line)); });
+    }
+    void shut_out() {
+        if (at_.is_open() && std::exchange(lets_in_, false))
+            loop_.forget(at_.socket());
     }
 
     // Hangs up on everybody.
     void close() {
         if (!at_.is_open())
             return;
-        loop_.forget(at_.socket());
+        shut_out();
         at_.close();
-        for (const auto& each : peers_)
+        for (const auto& each : std::exchange(peers_, {})) {
+            each->hang_up();
             events_.report(
                 {.kind = event_kind::closed, .who = each->who(), .why = cause::by_daemon});
-        peers_.clear();
+        }
     }
 
     const char* path() const { return at_.path(); }
@@ -46,17 +65,24 @@ protected:
     ~peer_table() { close(); }
 
     event_loop& watched_by() { return loop_; }
-    daemon_owner& around() { return around_; }
+    daemon_owner& around() { return around_.owner; }
 
 private:
     void welcome(std::unique_ptr<channel> line) {
-        const auto made = std::make_shared<Peer>(events_, std::move(line), *this);
+        auto faulty = std::make_unique<faulty_channel>(loop_, std::move(line));
+        const auto made = std::make_shared<Peer>(events_, std::move(faulty), *this);
         made->start();
         peers_.push_back(made);
         events_.report({.kind = event_kind::connected, .who = made->who()});
     }
 
-    void heard_from(pid_t pid) final { around_.heard_from(pid); }
+    void heard_from(pid_t pid) final { around_.owner.heard_from(pid); }
+
+    std::optional<fault> fault_of(const peer& who, const outgoing_frame& frame) final {
+        return around_.faults.strike(who, frame);
+    }
+
+    void befall(const fault& what) final { around_.outage(what); }
 
     void gone(const connection& which) final {
         std::erase_if(peers_, [&](const auto& each) { return each.get() == &which; });
@@ -64,8 +90,9 @@ private:
 
     event_loop& loop_;
     event_journal& events_;
-    daemon_owner& around_;
+    surroundings around_;
     endpoint at_;
+    bool lets_in_ = false;
     std::vector<std::shared_ptr<Peer>> peers_;
 };
 

@@ -1,6 +1,7 @@
 #include "daemon/plugin.h"
 
 #include "daemon/explain.h"
+#include "daemon/faults.h"
 #include "journal/escaped.h"
 #include "journal/wording.h"
 #include "model/xml.h"
@@ -13,8 +14,21 @@ namespace pelmsim {
 namespace {
 
 constexpr u32_t last_message_id = 65535;
+constexpr u32_t far_off = 32768;            // of an id that nobody will use soon
 constexpr milliseconds most_to_read{1000};  // before the next request goes out all the same
 constexpr milliseconds most_kept_back{200}; // of an answer, for a request to go out with it
+
+u32_t behind(u32_t id, u32_t count) { return (id + count - 1) % last_message_id + 1; }
+
+bool is_wrong(const std::optional<fault>& planted) {
+    return planted && planted->kind == fault_kind::wrong_id;
+}
+
+milliseconds hold_up_of(const std::optional<fault>& planted) {
+    const bool holds_up =
+        planted && (planted->kind == fault_kind::delay || planted->kind == fault_kind::deaf);
+    return holds_up ? planted->time.value_or(milliseconds(0)) : milliseconds(0);
+}
 
 } // namespace
 
@@ -71,7 +85,7 @@ event plugin::about(const question& what, event_kind kind) const {
             .way = direction::to_peer,
             .method = what.method,
             .called = what.called,
-            .id = std::to_string(last_id_),
+            .id = std::to_string(awaited_id_),
             .path = what.path,
             .operation = what.operation};
 }
@@ -83,30 +97,46 @@ void plugin::announce(const question& what, const xmlNode* params) {
     events().report(std::move(asked));
 }
 
+u32_t plugin::next_id() { return last_id_ = behind(last_id_, 1); }
+
+std::optional<fault> plugin::fault_of(const outgoing_frame& next) {
+    if (!is_open() || is_ending())
+        return {};
+    auto planted = owner_.fault_of(who(), next);
+    held_up_ += hold_up_of(planted);
+    faults_ += planted ? 1 : 0;
+    return planted;
+}
+
 outcome plugin::ask(question what, milliseconds limit) {
     if (!owner_.joins_requests())
         let_it_read(limit);
     event_loop& loop = owner_.loop();
     const moment begin = loop.now();
-    last_id_ = last_id_ % last_message_id + 1;
-    awaited_id_ = last_id_;
+    awaited_id_ = next_id();
     answer_.reset();
+    held_up_ = milliseconds(0);
+    const auto planted = fault_of({.is_answer = false,
+                                   .method = what.method,
+                                   .id = std::to_string(awaited_id_),
+                                   .is_served = is_active()});
     const xmlNode* const params = what.params.get();
     const unique_node rpc(
-        plugin_build_rpc_message(what.method.c_str(), what.params.release(), last_id_));
+        plugin_build_rpc_message(what.method.c_str(), what.params.release(),
+                                 behind(awaited_id_, is_wrong(planted) ? far_off : 0)));
     announce(what, rpc == nullptr ? nullptr : params);
-    send(rpc.get());
+    send(rpc.get(), planted);
     loop.run_until([this] { return answer_ || !is_open(); }, limit,
                    [this] { return owner_.is_debugged(pid()); });
     const bool is_late = !answer_ && is_open() && !loop.was_cancelled();
     if (!answer_)
         answer_ = outcome::no_answer(why_none());
-    awaited_id_ = 0;
     event answered = about(what, event_kind::request);
+    awaited_id_ = 0;
     answered.result = &*answer_;
-    answered.took = loop.now() - begin;
+    answered.took = std::max(loop.now() - begin - held_up_, moment::duration());
     events().report(std::move(answered));
-    if (is_late)
+    if (is_late && !planted) // the fault has been told of
         events().report({.kind = event_kind::explanation,
                          .who = who(),
                          .text = explain_time_out(*this, begin, limit, owner_.joins_requests())});
@@ -125,7 +155,7 @@ void plugin::on_answer(unique_node answer) {
     const u32_t id = plugin_get_msgid(answer.get());
     if (awaited_id_ != 0 && id == awaited_id_ && !answer_)
         answer_ = read_answer(std::move(answer));
-    else
+    else if (!take_planted(id, answer))
         events().report({.kind = event_kind::stray_answer,
                          .who = who(),
                          .way = direction::from_peer,
@@ -139,7 +169,13 @@ void plugin::on_request(xmlNode* rpc) {
         return on_unreadable({cause::no_parameters, 0, local_name(rpc)});
     end_own_wait();
     const u32_t id = plugin_get_msgid(rpc);
-    auto answer = owner_.serve(*this, method, params);
+    const auto planted = fault_of({.is_answer = true,
+                                   .method = method,
+                                   .id = std::to_string(id),
+                                   .name = name_.empty() ? child_text(params, "plugin-name") : "",
+                                   .is_served = is_active() || method == std::string("activate")});
+    const auto instead = instead_of_answer(planted);
+    auto answer = owner_.serve(*this, method, params, instead ? &*instead : nullptr);
     const event served{.kind = event_kind::request,
                        .who = who(),
                        .way = direction::from_peer,
@@ -149,12 +185,46 @@ void plugin::on_request(xmlNode* rpc) {
                        .result = answer ? &answer->result : nullptr,
                        .body = params};
     const moment now = owner_.loop().now();
-    last_asked_ = {subject_of(served), now, !answer, now};
+    last_asked_ = {subject_of(served), now, !answer || is_wrong(planted), now};
     events().report(served);
     if (!answer)
         return;
-    const unique_node message(plugin_build_reply_message(answer->body.release(), id));
-    send_answer(message.get());
+    const unique_node message(plugin_build_reply_message(
+        answer->body.release(), behind(id, is_wrong(planted) ? far_off : 0)));
+    give_answer(message.get(), id, planted);
+}
+
+void plugin::give_answer(const xmlNode* message, u32_t id, const std::optional<fault>& planted) {
+    if (!planted)
+        return send_answer(message);
+    if (planted->kind == fault_kind::own_id)
+        send_kick_off(id);
+    if (planted->kind != fault_kind::joined)
+        return send(message, planted);
+    keep_back(message);
+    planted_ids_.push_back(next_id());
+    send_kick_off(planted_ids_.back());
+}
+
+void plugin::send_kick_off(u32_t id) {
+    const unique_node rpc(plugin_build_rpc_message("kickoff", new_element("params").release(), id));
+    send(rpc.get());
+}
+
+// Whether it answers one of those kick-offs.
+bool plugin::take_planted(u32_t id, unique_node& answer) {
+    const auto found = std::ranges::find(planted_ids_, id);
+    if (found == planted_ids_.end())
+        return false;
+    planted_ids_.erase(planted_ids_.begin(), found + 1); // one that was dropped before goes, too
+    const outcome how = read_answer(std::move(answer));
+    events().report({.kind = event_kind::request,
+                     .who = who(),
+                     .way = direction::to_peer,
+                     .method = "kickoff",
+                     .id = std::to_string(id),
+                     .result = &how});
+    return true;
 }
 
 // What it asks for during a request, that request has to wait for.

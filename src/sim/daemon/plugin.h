@@ -1,12 +1,14 @@
 // One plugin that is connected: what it registered, and requests to and from it.
 #pragma once
 
+#include "daemon/arrangements.h"
 #include "daemon/registration.h"
 #include "daemon/reply.h"
 #include "wire/connection.h"
 #include "wire/loop.h"
 
 #include <conf_def.h>
+#include <deque>
 #include <optional>
 #include <vector>
 
@@ -27,9 +29,10 @@ public:
     // Whether a debugger is at work on that process, so that no limit is to end a wait for it.
     virtual bool is_debugged(pid_t pid) = 0;
 
-    // Nothing when its request is to be left without an answer.
+    // Nothing when its request is to be left without an answer. With something instead, that is all it
+    // gets.
     virtual std::optional<reply> serve(plugin& from, const std::string& method,
-                                       const xmlNode* params) = 0;
+                                       const xmlNode* params, const arranged_answer* instead) = 0;
 
 protected:
     ~plugin_owner() = default;
@@ -56,12 +59,12 @@ class plugin : public connection {
 public:
     using owner_type = plugin_owner;
 
-    plugin(event_journal& events, std::unique_ptr<channel> line, plugin_owner& owner)
+    plugin(event_journal& events, std::unique_ptr<faulty_channel> line, plugin_owner& owner)
         : connection(events, std::move(line), owner), owner_(owner) {}
 
     peer who() const override;
     const std::string& name() const { return name_; } // empty until it registers
-    bool is_active() const { return active_ && is_open(); }
+    bool is_active() const { return active_ && is_open() && !is_ending(); }
     const std::vector<registration>& registrations() const { return registrations_; }
 
     bool may_register_as(const std::string& name) const {
@@ -69,6 +72,9 @@ public:
     }
     void register_as(const std::string& name, std::vector<registration> registrations);
     void activate(bool active) { active_ = active; }
+
+    // How often something went wrong with it on purpose.
+    std::size_t faults() const { return faults_; }
 
     const std::optional<own_request>& last_asked() const { return last_asked_; }
     moment now() const { return owner_.loop().now(); }
@@ -89,6 +95,11 @@ private:
     const char* why_none() const;
     event about(const question& what, event_kind kind) const;
     void announce(const question& what, const xmlNode* params);
+    u32_t next_id();
+    std::optional<fault> fault_of(const outgoing_frame& next);
+    void give_answer(const xmlNode* message, u32_t id, const std::optional<fault>& planted);
+    void send_kick_off(u32_t id);
+    bool take_planted(u32_t id, unique_node& answer);
     bool waits_itself();
     void end_own_wait();
     void send_answer(const xmlNode* message);
@@ -103,6 +114,9 @@ private:
     std::optional<outcome> answer_;
     std::optional<own_request> last_asked_;
     timer let_go_; // of an answer that is kept back
+    std::size_t faults_ = 0;
+    milliseconds held_up_{0};         // by faults, since the request that is under way went out
+    std::deque<u32_t> planted_ids_{}; // of kick-offs that faults have sent
 };
 
 } // namespace pelmsim

@@ -5,7 +5,7 @@
 
 namespace pelmsim {
 
-plugin_table::plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
+plugin_table::plugin_table(event_loop& loop, event_journal& events, surroundings around,
                            request_handler& handler)
     : peer_table(loop, events, around, conf_plugin_service_enable, conf_plugin_service_disable,
                  g_conf_plugin_socket),

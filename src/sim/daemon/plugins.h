@@ -12,7 +12,7 @@ namespace pelmsim {
 class request_handler {
 public:
     virtual std::optional<reply> serve(plugin& from, const std::string& method,
-                                       const xmlNode* params) = 0;
+                                       const xmlNode* params, const arranged_answer* instead) = 0;
 
 protected:
     ~request_handler() = default;
@@ -20,7 +20,7 @@ protected:
 
 class plugin_table final : public peer_table<plugin> {
 public:
-    plugin_table(event_loop& loop, event_journal& events, daemon_owner& around,
+    plugin_table(event_loop& loop, event_journal& events, surroundings around,
                  request_handler& handler);
 
     // Whether requests arrive in the same read as the answers before them; otherwise never.
@@ -39,9 +39,9 @@ private:
     bool is_debugged(pid_t pid) override { return around().is_debugged(pid); }
     bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
     void has_registered(const std::string& name) override { names_.insert(name); }
-    std::optional<reply> serve(plugin& from, const std::string& method,
-                               const xmlNode* params) override {
-        return handler_.serve(from, method, params);
+    std::optional<reply> serve(plugin& from, const std::string& method, const xmlNode* params,
+                               const arranged_answer* instead) override {
+        return handler_.serve(from, method, params, instead);
     }
 
     request_handler& handler_;

@@ -76,6 +76,7 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     const plugin_list everybody = plugins_.all();
     const publication_plan plan =
         plan_changes(subscribers_among(everybody), trees_.current, changed, trees_.keys);
+    tree before = trees_.current;
     tree standing_old = std::exchange(trees_.old, trees_.current);
     trees_.current = std::move(changed);
     if (plan.empty())
@@ -85,7 +86,7 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     if (total.is_ok())
         return total;
     // From here on the tree that stands is the current one again, for those who pull.
-    std::swap(trees_.current, trees_.old);
+    trees_.old = std::exchange(trees_.current, std::move(before));
     total.shown += tell_all(everybody, plan_back(plan, told), false, told).shown;
     trees_.old = std::move(standing_old);
     return total;
@@ -94,10 +95,13 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
 void publisher::recover() {
     while (!wanted_.empty()) {
         const auto who = wanted_.front().who.lock();
-        if (who == nullptr)
+        if (who == nullptr) {
             wanted_.pop_front();
-        else
-            around_.recovered(who->name(), recover(who));
+            continue;
+        }
+        const std::size_t faults = who->faults();
+        outcome how = recover(who);
+        around_.recovered(who->name(), std::move(how), who->faults() > faults || who->is_ending());
     }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "model/outcome.h"
+#include "model/xml.h"
 
 namespace pelmsim {
 
@@ -9,5 +10,13 @@ struct reply {
     unique_node body; // the element that the answer holds
     outcome result = {};
 };
+
+// With that error.
+inline reply refusal(int code, const std::string& text) {
+    unique_node error = new_element("error");
+    add_element(error.get(), "code", std::to_string(code));
+    add_element(error.get(), "message", text);
+    return {std::move(error), outcome::error(code, text)};
+}
 
 } // namespace pelmsim

@@ -20,13 +20,6 @@ unique_nodes data_in(const xmlNode* params) {
 
 unique_node done() { return new_element("result"); }
 
-reply refusal(int code, const std::string& text) {
-    unique_node error = new_element("error");
-    add_element(error.get(), "code", std::to_string(code));
-    add_element(error.get(), "message", text);
-    return {std::move(error), outcome::error(code, text)};
-}
-
 registration read_entry(serves kind, const xmlNode* entry) {
     const std::string callback = child_text(entry, "callback");
     const std::string priority = child_text(entry, "priority");
@@ -151,9 +144,11 @@ unique_node answer(const request_context& with, plugin& from, const std::string&
 
 } // namespace
 
-std::optional<reply> requests::serve(plugin& from, const std::string& method,
-                                     const xmlNode* params) {
-    if (const auto* const instead = with_.arranged.find(method); instead != nullptr)
+std::optional<reply> requests::serve(plugin& from, const std::string& method, const xmlNode* params,
+                                     const arranged_answer* instead) {
+    if (instead == nullptr)
+        instead = with_.arranged.find(method);
+    if (instead != nullptr)
         return instead->silence ? std::nullopt
                                 : std::optional(refusal(instead->code, instead->text));
     try {

@@ -24,8 +24,8 @@ class requests final : public request_handler {
 public:
     explicit requests(request_context with) : with_(with) {}
 
-    std::optional<reply> serve(plugin& from, const std::string& method,
-                               const xmlNode* params) override;
+    std::optional<reply> serve(plugin& from, const std::string& method, const xmlNode* params,
+                               const arranged_answer* instead) override;
 
     static bool are_known(const std::string& method);
 

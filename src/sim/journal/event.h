@@ -47,6 +47,7 @@ enum class event_kind {
     expectation,  // place, text is what was expected, got what came instead, their difference
     explanation,  // text, in lines: why nothing came of a wait
     mistake,      // text: a line at the prompt that is no command
+    fault,        // that was planted: text says which, frame, method, id and count what it struck
     result,       // of a command that came as JSON: id, result, or mistake; as an expectation: text
 };
 
@@ -60,6 +61,7 @@ enum class cause {
     by_daemon,     // which goes away itself
     unread,        // the peer leaves count bytes unread
     failure,       // text says what the system said
+    fault,         // one that was planted
 
     // Of warnings.
     empty_path,    // that was registered
@@ -98,6 +100,7 @@ struct event {
     std::string text = {};
     std::string place = {};
     std::string got = {};
+    std::string frame = {};      // of a fault: "answer" or "request"
     std::string difference = {}; // of XML, in lines; empty when no two texts of XML are at odds
     bool good = true;
     std::string mistake = {}; // what is wrong with a command

@@ -16,7 +16,7 @@ constexpr const char* kinds[] = {
     "connected", "asked",       "request",     "stray-answer", "frame",   "unreadable",
     "closed",    "refused",     "waiting",     "notification", "dropped", "warning",
     "restart",   "ended",       "output",      "command",      "outcome", "shown",
-    "heading",   "expectation", "explanation", "mistake",      "result"};
+    "heading",   "expectation", "explanation", "mistake",      "fault",   "result"};
 constexpr const char* directions[] = {"", "to", "from"};
 constexpr const char* causes[] = {"",
                                   "garbage",
@@ -27,6 +27,7 @@ constexpr const char* causes[] = {"",
                                   "by-daemon",
                                   "unread",
                                   "failure",
+                                  "fault",
                                   "empty-path",
                                   "no-slash",
                                   "path-twice",
@@ -170,6 +171,7 @@ void json_sink::take(const event& what) {
     line.put("peer", what.who.name);
     line.put("pid", what.who.pid);
     line.put("direction", name_of(directions, what.way));
+    line.put("frame", what.frame);
     line.put("method", what.method);
     line.put("called", what.called);
     put_id(line, what);

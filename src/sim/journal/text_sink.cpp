@@ -79,6 +79,7 @@ text_sink::teller text_sink::teller_of(event_kind kind) {
         {event_kind::expectation, &text_sink::expectation},
         {event_kind::explanation, &text_sink::shown},
         {event_kind::mistake, &text_sink::mistake},
+        {event_kind::fault, &text_sink::fault},
     };
     const auto* const found =
         std::ranges::find(tellers, kind, [](auto& each) { return each.kind; });
@@ -119,6 +120,8 @@ void text_sink::unreadable(const event& what) const {
 void text_sink::closed(const event& what) const {
     if (what.why == cause::failure)
         timed(what, "pelmsim hangs up", what.text, false);
+    else if (what.why == cause::fault)
+        timed(what, "pelmsim hangs up", "a fault");
     else if (what.why == cause::unread)
         timed(what, "pelmsim hangs up", std::to_string(what.count / mebibyte) + " MiB are unread",
               false);
@@ -191,6 +194,8 @@ void text_sink::expectation(const event& what) const {
 }
 
 void text_sink::mistake(const event& what) const { line("pelmsim: " + what.text, style::bad); }
+
+void text_sink::fault(const event& what) const { timed(what, "fault " + fault_of(what), ""); }
 
 void text_sink::line(std::string_view text, style how) const {
     print_(styled(escaped(text), how) + "\n");

@@ -47,6 +47,7 @@ private:
     void heading(const event& what) const;
     void expectation(const event& what) const;
     void mistake(const event& what) const;
+    void fault(const event& what) const;
 
     // One line: what would begin another one is shown escaped.
     void line(std::string_view text, style how) const;

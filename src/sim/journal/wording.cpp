@@ -48,6 +48,10 @@ std::string defect_of(const event& what) {
     }
 }
 
+std::string fault_of(const event& what) {
+    return what.text + ": " + what.frame + (what.frame == "answer" ? " to " : " ") + what.method;
+}
+
 std::string time_in_words(moment::duration time) {
     const double ms = std::chrono::duration<double, std::milli>(time).count();
     char text[32];

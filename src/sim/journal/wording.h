@@ -14,4 +14,7 @@ std::string defect_of(const event& what);
 // "12 ms", "3.2 s".
 std::string time_in_words(moment::duration time);
 
+// What went wrong on purpose, and with what: "delay 500: answer to pull".
+std::string fault_of(const event& what);
+
 } // namespace pelmsim

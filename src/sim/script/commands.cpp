@@ -5,6 +5,7 @@
 #include "model/problem.h"
 #include "script/expect.h"
 #include "script/explain.h"
+#include "script/fault_command.h"
 #include "script/files.h"
 #include "script/known.h"
 #include "script/listing.h"
@@ -191,10 +192,7 @@ ending release(session& on, line_reader& words) {
 ending restart(session& on, line_reader& words) {
     const milliseconds pause = words.time_or(milliseconds(0));
     words.finish();
-    on.events.report({.kind = event_kind::restart});
-    on.daemon.close();
-    on.trees.old = tree();
-    on.trees.reload_deployment();
+    on.daemon.go_down();
     (void)on.loop.run_until([] { return false; }, pause);
     on.daemon.open();
     return {};
@@ -289,12 +287,16 @@ constexpr command commands[] = {
     {"agents", "", "list the agents and their sessions", agents},
     {"answer", "METHOD usual|nothing|error CODE TEXT", "how plugins and agents are answered",
      answer},
+    {"chaos", "SEED N", "let so many faults strike the next frames, others for each seed",
+     plant_chaos},
     {"delete", "PATH", "take a part of the configuration out and publish that", remove, acts},
     {"echo", "TEXT", "print a heading", echo},
     {"expect", expect_arguments, "compare how the last command came out, and what came of it",
      expect},
     {"explain", "[CODE | MESSAGE | PATH | TOPIC]",
      "say what the documents say of it; list their topics", explain_words},
+    {"fault", fault_arguments,
+     "let something go wrong with the next frame that is for it; list them", plant_fault},
     {"help", "[COMMAND]", "list the commands", help},
     {"hold", "", "stop reading notifications, so that their queue fills up", hold},
     {"joined", "on|off", "whether requests arrive in the same read as the answers before", joined},

@@ -41,8 +41,9 @@ public:
     // What was checked last, unless it has been taken.
     std::optional<finding> take_finding() { return std::exchange(finding_, std::nullopt); }
 
-    void recovered(const std::string& plugin, outcome how) {
-        recoveries_.push_back({plugin, std::move(how)});
+    // One that was disturbed on purpose need not be looked at.
+    void recovered(const std::string& plugin, outcome how, bool is_disturbed = false) {
+        recoveries_.push_back({plugin, std::move(how), is_disturbed});
     }
     recovery_result* recovery_of(const std::string& plugin); // the last one, or null
     void begin_step();

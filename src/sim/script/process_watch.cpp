@@ -28,7 +28,7 @@ bool has_ended(pid_t pid) {
 } // namespace
 
 void process_watch::take(const event& what) {
-    if (what.kind == event_kind::restart)
+    if (what.kind == event_kind::restart || what.kind == event_kind::fault)
         registrations_.clear(); // the next ones are to be expected
     if (what.who.is != role::plugin)
         return;

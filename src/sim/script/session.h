@@ -63,8 +63,8 @@ private:
     bool is_debugged(pid_t pid) override;
     bool is_anybody_debugged();
     std::vector<pid_t> holders_of(pid_t plugin);
-    void recovered(const std::string& plugin, outcome how) override {
-        expected.recovered(plugin, std::move(how));
+    void recovered(const std::string& plugin, outcome how, bool is_disturbed) override {
+        expected.recovered(plugin, std::move(how), is_disturbed);
     }
     void keep_deployment(const std::string& document) override;
 

@@ -19,6 +19,7 @@ constexpr const char* comes_in = "<--";
 constexpr const char* dropped_here = "x--";
 constexpr const char* dropped_there = "--x";
 constexpr const char* none_came = "---";
+constexpr const char* broken = "-!-";
 
 struct line {
     const char* arrow;
@@ -72,6 +73,8 @@ line closed(const event& what) {
         return {comes_in, "hung up"};
     case cause::unread:
         return {goes_out, "pelmsim hangs up: too much is unread"};
+    case cause::fault:
+        return {goes_out, "pelmsim hangs up: a fault"};
     case cause::failure:
         return {goes_out, "pelmsim hangs up: " + what.text};
     default:
@@ -114,6 +117,8 @@ std::optional<line> line_for(const event& what) {
         return line{dropped_here, "from now on the oldest notifications are dropped"};
     case event_kind::restart:
         return line{none_came, "the daemon restarts"};
+    case event_kind::fault:
+        return line{broken, "fault " + fault_of(what), numbered(what)};
     case event_kind::ended:
         return line{none_came, "ended: " + describe_status(what.code)};
     default:

@@ -34,6 +34,9 @@ public:
     // room again after a write that found too little. The call may end the channel.
     virtual void start(std::function<void()> ready) = 0;
 
+    // Whether it calls when there is something; until it is to again, it forgets that it would.
+    virtual void listen(bool wanted) = 0;
+
     // How many bytes came, 0 when there are none yet; nothing when the line is down.
     virtual std::optional<std::size_t> read(std::span<char> room) = 0;
 

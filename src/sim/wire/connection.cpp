@@ -8,7 +8,7 @@
 
 namespace pelmsim {
 
-connection::connection(event_journal& events, std::unique_ptr<channel> line,
+connection::connection(event_journal& events, std::unique_ptr<faulty_channel> line,
                        connection_owner& owner)
     : events_(events), owner_(owner), line_(std::move(line)), process_(line_->other_end()) {}
 
@@ -133,6 +133,63 @@ void connection::send(const xmlNode* body, const std::string& text) {
         if (queue_frame(body, text))
             write_queue();
     });
+}
+
+void connection::send(const xmlNode* body, const std::optional<fault>& planted) {
+    if (!planted || body == nullptr)
+        return send(body);
+    guarded([&] {
+        if (is_open())
+            send_faulty(body, compact_node(body), *planted);
+    });
+}
+
+void connection::send_faulty(const xmlNode* body, const std::string& text, const fault& planted) {
+    const std::size_t size = sizeof(msg_head_t) + text.size();
+    switch (planted.kind) {
+    case fault_kind::nothing:
+        return;
+    case fault_kind::closed:
+    case fault_kind::restart:
+        owner_.befall(planted);
+        return hang_up_behind(0, faulty_channel::stop::at_once);
+    case fault_kind::hang_up_before:
+        return hang_up_behind(0, faulty_channel::stop::at_once);
+    case fault_kind::hang_up_within:
+        hang_up_behind(size / 2, faulty_channel::stop::at_once);
+        break;
+    case fault_kind::hang_up_after:
+        hang_up_behind(size, faulty_channel::stop::once_read);
+        break;
+    case fault_kind::delay:
+        line_->delay_at(sent(), planted.time.value_or(milliseconds(0)));
+        break;
+    default:
+        break;
+    }
+    send(body, text);
+    if (planted.kind == fault_kind::deaf && is_open())
+        line_->be_deaf(planted.time);
+}
+
+// Lets so many more bytes be written, behind what is under way, and no others.
+void connection::hang_up_behind(std::size_t count, faulty_channel::stop when) {
+    is_ending_ = true;
+    line_->stop_at(sent() + count, when, [weak = weak_from_this()] {
+        if (const auto self = weak.lock())
+            self->end({cause::fault});
+    });
+}
+
+void connection::hear_again() {
+    if (is_open())
+        line_->hear_again();
+}
+
+void connection::hang_up() {
+    line_.reset();
+    unsent_.clear();
+    ended_ = cause::by_daemon;
 }
 
 void connection::keep_back(const xmlNode* body) {

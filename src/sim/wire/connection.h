@@ -2,7 +2,8 @@
 #pragma once
 
 #include "journal/journal.h"
-#include "wire/channel.h"
+#include "wire/fault.h"
+#include "wire/faulty_channel.h"
 #include "wire/frame_queue.h"
 #include "wire/frame_reader.h"
 
@@ -26,13 +27,20 @@ public:
     virtual void heard_from(pid_t pid) = 0;         // what that process has sent is not read yet
     virtual void gone(const connection& which) = 0; // it has ended, but by its owner
 
+    // What is to go wrong with the frame that goes out next, which is then said to have happened.
+    virtual std::optional<fault> fault_of(const peer&, const outgoing_frame&) { return {}; }
+
+    // That fault befalls not just one connection.
+    virtual void befall(const fault&) {}
+
 protected:
     ~connection_owner() = default;
 };
 
 class connection : public std::enable_shared_from_this<connection> {
 public:
-    connection(event_journal& events, std::unique_ptr<channel> line, connection_owner& owner);
+    connection(event_journal& events, std::unique_ptr<faulty_channel> line,
+               connection_owner& owner);
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
     virtual ~connection() = default;
@@ -44,10 +52,23 @@ public:
     void send(const xmlNode* body);
     void send(const xmlNode* body, const std::string& text); // which it is as text
 
+    // The same with what goes wrong on the line, or behind it. What is wrong with the frame itself, or
+    // stands beside it, is for the caller to do.
+    void send(const xmlNode* body, const std::optional<fault>& planted);
+
+    // Ends a deafness that a fault has brought.
+    void hear_again();
+
+    // Hangs up, and does not tell the owner.
+    void hang_up();
+
     // Keeps the frame back until the next one is sent, which is then written in one piece with it,
     // or until it is let go.
     void keep_back(const xmlNode* body);
     void let_go();
+
+    // Whether a fault is about to end it.
+    bool is_ending() const { return is_ending_; }
 
     // Whether the peer has read all that was sent, or never will.
     bool is_read() const { return !is_open() || (unsent_.empty() && line_->is_read()); }
@@ -81,17 +102,21 @@ private:
     bool queue_frame(const xmlNode* body, const std::string& text);
     bool receive();
     void write_queue();
+    void send_faulty(const xmlNode* body, const std::string& text, const fault& planted);
+    void hang_up_behind(std::size_t count, faulty_channel::stop when);
+    std::size_t sent() const { return line_->written() + unsent_.bytes(); } // or waits to be
     void take_frames();
     void deliver(arrival frame);
 
     event_journal& events_;
     connection_owner& owner_;
-    std::unique_ptr<channel> line_; // null once the connection has ended
+    std::unique_ptr<faulty_channel> line_; // null once the connection has ended
     peer_process process_;
     frame_reader received_;
     frame_queue unsent_;
     cause ended_ = cause::none;
     bool keeps_back_ = false; // the last of it
+    bool is_ending_ = false;
 };
 
 } // namespace pelmsim

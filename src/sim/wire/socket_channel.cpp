@@ -26,7 +26,15 @@ peer_process socket_channel::other_end() const {
 }
 
 void socket_channel::start(std::function<void()> ready) {
-    loop_.watch(socket_.get(), arrivals, [this, ready = std::move(ready)](short events) {
+    ready_ = std::move(ready);
+    listen(true);
+}
+
+// A peer that has hung up is told of as long as the socket is watched at all.
+void socket_channel::listen(bool wanted) {
+    if (!wanted)
+        return loop_.forget(socket_.get());
+    loop_.watch(socket_.get(), events(), [this, ready = ready_](short events) {
         if ((events & POLLOUT) != 0)
             wait_for_room(false);
         ready();
@@ -61,7 +69,11 @@ bool socket_channel::is_read() const {
 
 void socket_channel::wait_for_room(bool wait) {
     if (std::exchange(waits_for_room_, wait) != wait)
-        loop_.change(socket_.get(), static_cast<short>(arrivals | (wait ? POLLOUT : 0)));
+        loop_.change(socket_.get(), events());
+}
+
+short socket_channel::events() const {
+    return static_cast<short>(arrivals | (waits_for_room_ ? POLLOUT : 0));
 }
 
 } // namespace pelmsim

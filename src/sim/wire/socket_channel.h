@@ -18,15 +18,18 @@ public:
     peer_process other_end() const override;
     std::vector<pid_t> holders() const override { return holders_of_other_end(socket_.get()); }
     void start(std::function<void()> ready) override;
+    void listen(bool wanted) override;
     std::optional<std::size_t> read(std::span<char> room) override;
     std::optional<std::size_t> write(std::string_view bytes) override;
     bool is_read() const override;
 
 private:
     void wait_for_room(bool wait);
+    short events() const; // that are waited for
 
     event_loop& loop_;
     unique_fd socket_;
+    std::function<void()> ready_;
     bool waits_for_room_ = false;
 };
 
