@@ -1,30 +1,126 @@
 /*
- * A peer that keeps no manners: hostile ask COUNT asks for all that lies at /big so often, reads no
- * answer, and waits until pelmsim hangs up; hostile flood COUNT sends so many notifications.
+ * A peer that keeps no manners: hostile ATTACK [COUNT]
+ *
+ * Those on the socket of plugins end with 0 once pelmsim has hung up, or has answered a last request
+ * that was in order, behind all the others: whatever came before has been dealt with.
  */
+#define _GNU_SOURCE
+
 #include <conf_api.h>
 #include <conf_plugin.h>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+enum { mebibyte = 1024 * 1024 };
+
+static int connected(void) {
+    struct sockaddr_un address = {.sun_family = AF_UNIX};
+    int sock = socket(AF_UNIX, SOCK_STREAM, 0);
+
+    (void)strncpy(address.sun_path, g_conf_plugin_socket, sizeof address.sun_path - 1);
+    return connect(sock, (const struct sockaddr*)&address, sizeof address) < 0 ? -1 : sock;
+}
+
+/* Waits for room. What it says no more, pelmsim has hung up on. */
+static int say(int sock, const void* bytes, size_t count) {
+    const char* next = bytes;
+    ssize_t written = 0;
+
+    for (; count > 0 && written >= 0; next += written, count -= (size_t)written)
+        written = write(sock, next, count);
+    return written < 0 ? -1 : 0;
+}
+
+static int say_frame(int sock, const char* body, size_t count) {
+    const msg_head_t header = {CONF_MSG_MAGIC, (u32_t)count, 0, 0};
+
+    return say(sock, &header, sizeof header) < 0 ? -1 : say(sock, body, count);
+}
+
+static int wait_until_heard(int sock) {
+    static const char last[] = "<rpc><method>deactivate</method><params/><id>1</id></rpc>";
+    struct pollfd heard = {.fd = sock, .events = POLLIN};
+
+    (void)say_frame(sock, last, sizeof last - 1);
+    return poll(&heard, 1, -1) < 0;
+}
+
+/* A body that repeats itself, with a number in front of what follows, unless that is null. */
+struct body {
+    const char* name;
+    const char* begin;
+    const char* repeated;
+    const char* behind_number;
+    int times;
+    const char* end;
+};
+
+static const struct body bodies[] = {
+    {"attributes", "<a", " a", "=''", 100000, "/>"},
+    {"namespaces", "<a", " xmlns:n", "='u'", 4500, "><n1:b/></a>"},
+    {"levels", "", "<a>", NULL, 4 * mebibyte, ""},
+    {"elements", "<a>", "<a/>", NULL, 8 * mebibyte, "</a>"},
+    {"references", "<a>", "&#65;", NULL, 8 * mebibyte, "</a>"},
+    {"unknown", "<a>", "&x;", NULL, 8 * mebibyte, "</a>"},
+    {"ends", "<a>", "</b>", NULL, 8 * mebibyte, "</a>"},
+    {"controls", "<a>", "\001\377", NULL, mebibyte, "</a>"},
+    {"paths",
+     "<rpc><method>register</method><params><plugin-name>p</plugin-name><config-subscribe>",
+     "<subscriber><path>/a", "</path></subscriber>", 100000,
+     "</config-subscribe></params><id>1</id></rpc>"},
+    {"name", "<rpc><method>register</method><params><plugin-name>", "long", NULL, 4 * mebibyte,
+     "</plugin-name></params><id>1</id></rpc>"},
+    {"bomb",
+     "<!DOCTYPE a [<!ENTITY b 'bbbbbbbbbbbbbbbbbbbb'><!ENTITY c '&b;&b;&b;&b;&b;&b;&b;&b;&b;'>"
+     "<!ENTITY d '&c;&c;&c;&c;&c;&c;&c;&c;&c;'><!ENTITY e '&d;&d;&d;&d;&d;&d;&d;&d;&d;'>]><a>",
+     "&e;", NULL, 10000, "</a>"},
+};
+
+static int send_body(const struct body* which, int times) {
+    int sock = connected(), result;
+    char* text = NULL;
+    size_t bytes = 0;
+    FILE* made = open_memstream(&text, &bytes);
+
+    if (made == NULL)
+        return 3;
+    (void)fputs(which->begin, made);
+    for (int i = 0; i < times; ++i) {
+        (void)fputs(which->repeated, made);
+        if (which->behind_number != NULL)
+            (void)fprintf(made, "%d%s", i, which->behind_number);
+    }
+    (void)fputs(which->end, made);
+    (void)fclose(made);
+    (void)say_frame(sock, text, bytes);
+    result = wait_until_heard(sock);
+    free(text);
+    return result;
+}
+
+/* All that lies at /big, and no answer is read. */
 static int ask(int count) {
     static const char body[] =
         "<rpc><method>pull</method><params><path>/big</path></params><id>1</id></rpc>";
-    const msg_head_t header = {CONF_MSG_MAGIC, sizeof body - 1, 0, 0};
-    econf_plugin_subpub_info_t nothing = {NULL, NULL, NULL, NULL};
-    struct pollfd hung_up = {.fd = econf_plugin_init("hostile", &nothing)};
+    struct pollfd hung_up = {.fd = connected()};
+    char name[200];
+    int bytes =
+        snprintf(name, sizeof name,
+                 "<rpc><method>register</method><params><plugin-name>hostile %d</plugin-name>"
+                 "</params><id>1</id></rpc>",
+                 (int)getpid());
 
-    (void)fcntl(hung_up.fd, F_SETFL, 0); /* as the library does not: each write waits for room */
-    for (; count > 0; --count) {
-        (void)!write(hung_up.fd, &header, sizeof header);
-        (void)!write(hung_up.fd, body, sizeof body - 1);
-    }
+    (void)say_frame(hung_up.fd, name, (size_t)bytes);
+    for (; count > 0; --count)
+        (void)say_frame(hung_up.fd, body, sizeof body - 1);
     return poll(&hung_up, 1, -1) < 0;
 }
 
@@ -39,9 +135,113 @@ static int flood(int count) {
     return failures;
 }
 
+/* Numbers that are the same each time. */
+static int garbage(int count) {
+    int sock = connected();
+    unsigned state = 1, words[1024];
+
+    for (; count > 0; --count) {
+        for (size_t i = 0; i < sizeof words / sizeof *words; ++i)
+            words[i] = state = state * 1664525 + 1013904223;
+        (void)say(sock, words, sizeof words);
+    }
+    return wait_until_heard(sock);
+}
+
+/* Headers of what is too long. */
+static int marks(int count) {
+    const msg_head_t header = {CONF_MSG_MAGIC, CONF_MSG_MAX_LENGTH + 1, 0, 0};
+    msg_head_t many[1024];
+    int sock = connected();
+
+    for (size_t i = 0; i < sizeof many / sizeof *many; ++i)
+        many[i] = header;
+    for (; count > 0; --count)
+        (void)say(sock, many, sizeof many);
+    return wait_until_heard(sock);
+}
+
+static int drip(int count) {
+    static const char body[] = "<rpc><method>pull</method><params/><id>1</id></rpc>";
+    const msg_head_t header = {CONF_MSG_MAGIC, sizeof body - 1, 0, 0};
+    char frame[sizeof header + sizeof body];
+    int sock = connected();
+
+    memcpy(frame, &header, sizeof header);
+    memcpy(frame + sizeof header, body, sizeof body);
+    for (; count > 0; --count)
+        for (size_t i = 0; i < sizeof frame - 1; ++i)
+            (void)say(sock, frame + i, 1);
+    return wait_until_heard(sock);
+}
+
+static int empty(int count) {
+    int sock = connected();
+
+    for (; count > 0; --count)
+        (void)say_frame(sock, "", 0);
+    return wait_until_heard(sock);
+}
+
+/* Frames that never end, on so many connections, until all but the last few are hung up on. */
+static int endless(int count) {
+    static char much[mebibyte];
+    const msg_head_t header = {CONF_MSG_MAGIC, CONF_MSG_MAX_LENGTH, 0, 0};
+    int hung_up = 0;
+
+    for (; count > 0; --count) {
+        int sock = connected();
+        (void)say(sock, &header, sizeof header);
+        for (int i = 0; i < 100; ++i)
+            if (say(sock, much, sizeof much) < 0)
+                ++hung_up;
+    }
+    return hung_up == 0 ? 0 : 3; /* it is one that came before */
+}
+
+static int connections(int count) {
+    struct rlimit files;
+    int made = 0, sock = -1;
+
+    (void)getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = files.rlim_max;
+    (void)setrlimit(RLIMIT_NOFILE, &files);
+    for (; made < count && (sock = connected()) >= 0; ++made)
+        (void)say(sock, "<", 1);
+    return sock < 0;
+}
+
+static int lines(int count) {
+    static char much[mebibyte];
+
+    memset(much, 'x', sizeof much);
+    for (; count > 0; --count)
+        (void)fwrite(much, 1, sizeof much, stdout);
+    return 0;
+}
+
+static const struct {
+    const char* name;
+    int (*run)(int count);
+} attacks[] = {
+    {"ask", ask},         {"connections", connections},
+    {"drip", drip},       {"empty", empty},
+    {"endless", endless}, {"flood", flood},
+    {"garbage", garbage}, {"lines", lines},
+    {"marks", marks},
+};
+
 int main(int argc, char** argv) {
-    if (argc != 3)
-        return 2;
+    const char* name = argc > 1 ? argv[1] : "";
+    const int count = argc > 2 ? atoi(argv[2]) : 1;
+
     (void)signal(SIGPIPE, SIG_IGN);
-    return strcmp(argv[1], "ask") == 0 ? ask(atoi(argv[2])) : flood(atoi(argv[2]));
+    (void)conf_load_config(NULL); /* where the sockets are */
+    for (size_t i = 0; i < sizeof attacks / sizeof *attacks; ++i)
+        if (strcmp(name, attacks[i].name) == 0)
+            return attacks[i].run(count);
+    for (size_t i = 0; i < sizeof bodies / sizeof *bodies; ++i)
+        if (strcmp(name, bodies[i].name) == 0)
+            return send_body(&bodies[i], argc > 2 ? count : bodies[i].times);
+    return 2;
 }

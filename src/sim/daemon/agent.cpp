@@ -111,6 +111,8 @@ bool agent::may_ask_for(const std::string& operation) { return server_of(operati
 reply agent::create_session(const xmlNode* operation) {
     if (child_text(operation, "username").empty())
         return rpc_error("application", "missing-element", "There is no username.");
+    if (child_text(operation, "username").size() > longest_name)
+        return rpc_error("application", "invalid-value", "The username is too long.");
     user_ = child_text(operation, "username");
     parent_pid_ = child_text(operation, "agent-ppid");
     session_ = owner_.next_session();

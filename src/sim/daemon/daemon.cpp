@@ -19,12 +19,32 @@ daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, st
       trees_(trees),
       faults_(events),
       requests_({around, trees, wanted_, arranged_}),
-      plugins_(loop, events, {around, faults_, [this](const fault& what) { suffer(what); }},
-               requests_),
+      plugins_(loop, events, around_tables(around), requests_),
       publisher_(around, trees, plugins_, wanted_),
-      agents_(loop, events, {around, faults_, [this](const fault& what) { suffer(what); }},
-              arranged_),
+      agents_(loop, events, around_tables(around), arranged_),
       notifier_(loop, events, agents_) {}
+
+surroundings daemon::around_tables(daemon_owner& around) {
+    return {around, faults_, [this](const fault& what) { suffer(what); },
+            [this] { keep_within_limit(); }};
+}
+
+// The one that most is kept for is hung up on, so that the others are served on.
+void daemon::keep_within_limit() {
+    std::size_t total = 0;
+    connection* heaviest = nullptr;
+    const auto weigh = [&](connection& each) {
+        total += each.held();
+        if (heaviest == nullptr || each.held() > heaviest->held())
+            heaviest = &each;
+    };
+    for (const auto& each : plugins_.all())
+        weigh(*each);
+    for (const auto& each : agents_.all())
+        weigh(*each);
+    if (total > most_held)
+        heaviest->give_up();
+}
 
 void daemon::open() {
     for (const char* path : {plugins_.path(), agents_.path()})

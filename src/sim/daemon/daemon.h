@@ -13,6 +13,11 @@ namespace pelmsim {
 
 class daemon {
 public:
+    // Bytes that are kept for all peers together: a frame of the largest kind to one and from it, and
+    // what comes in passing.
+    static constexpr std::size_t most_held =
+        frame_queue::most_bytes + CONF_MSG_MAX_LENGTH + std::size_t{16} * 1024 * 1024;
+
     daemon(event_loop& loop, event_journal& events, daemon_owner& around, store& trees);
     daemon(const daemon&) = delete;
     daemon& operator=(const daemon&) = delete;
@@ -44,6 +49,8 @@ public:
     pelmsim::publisher& publisher() { return publisher_; }
 
 private:
+    surroundings around_tables(daemon_owner& around);
+    void keep_within_limit();
     void suffer(const fault& what);
     void let_in();
 

@@ -2,6 +2,7 @@
 
 #include "model/problem.h"
 #include "model/xml.h"
+#include "wire/xml_excess.h"
 
 #include <conf_plugin.h>
 
@@ -61,6 +62,10 @@ void notifier::take(std::string text) {
                .who = here(),
                .way = direction::from_peer,
                .text = std::move(text)};
+    if (what.got = xml_excess(what.text); !what.got.empty()) {
+        what.why = cause::excess;
+        return events_.report(std::move(what));
+    }
     unique_nodes data;
     try {
         data = parse_nodes(what.text);

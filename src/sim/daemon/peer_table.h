@@ -19,6 +19,7 @@ struct surroundings {
     daemon_owner& owner;
     armed_faults& faults;
     std::function<void(const fault& what)> outage; // of the daemon
+    std::function<void()> growth;                  // of what is kept for peers
 };
 
 template <class Peer> class peer_table : public Peer::owner_type {
@@ -83,6 +84,7 @@ private:
     }
 
     void befall(const fault& what) final { around_.outage(what); }
+    void has_grown() final { around_.growth(); }
 
     void gone(const connection& which) final {
         std::erase_if(peers_, [&](const auto& each) { return each.get() == &which; });

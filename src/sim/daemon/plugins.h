@@ -34,11 +34,16 @@ public:
     }
 
 private:
+    static constexpr std::size_t most_names = 65536;
+
     event_loop& loop() override { return watched_by(); }
     bool joins_requests() const override { return joined_; }
     bool is_debugged(pid_t pid) override { return around().is_debugged(pid); }
     bool is_taken(const std::string& name) const override { return find(name) != nullptr; }
-    void has_registered(const std::string& name) override { names_.insert(name); }
+    void has_registered(const std::string& name) override {
+        if (names_.size() < most_names)
+            names_.insert(name);
+    }
     std::optional<reply> serve(plugin& from, const std::string& method, const xmlNode* params,
                                const arranged_answer* instead) override {
         return handler_.serve(from, method, params, instead);
@@ -46,7 +51,7 @@ private:
 
     request_handler& handler_;
     bool joined_ = false;
-    std::set<std::string> names_; // of all that were ever here
+    std::set<std::string> names_; // of all that were ever here, but for a peer that makes up many
 };
 
 } // namespace pelmsim

@@ -11,6 +11,9 @@ struct reply {
     outcome result = {};
 };
 
+// Of plugins and of agents' users, in bytes: names are in each line about them.
+inline constexpr std::size_t longest_name = 255;
+
 // With that error.
 inline reply refusal(int code, const std::string& text) {
     unique_node error = new_element("error");

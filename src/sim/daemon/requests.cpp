@@ -11,10 +11,16 @@ namespace {
 
 data_path path_in(const xmlNode* params) { return data_path(child_text(params, "path")); }
 
-unique_nodes data_in(const xmlNode* params) {
+// What plugins have added to a configuration, and what they have registered, stays.
+constexpr std::size_t most_configured = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t most_paths = 4096;
+
+unique_nodes data_in(const xmlNode* params, const tree& joins) {
     const xmlNode* const data = find_child(params, "data");
     if (data == nullptr)
         throw problem("There is no data.");
+    if (weight_of(data->children) + weight_of(joins.root()) > most_configured)
+        throw problem("The configuration has no room for so much.");
     return copy_nodes(data->children);
 }
 
@@ -53,7 +59,12 @@ unique_node register_plugin(const request_context&, plugin& from, const xmlNode*
         throw problem("The plugin has no name.");
     if (!from.may_register_as(name))
         throw problem("Plugin " + name + " is registered already.");
-    from.register_as(name, read_entries(params));
+    if (name.size() > longest_name)
+        throw problem("The plugin's name is too long.");
+    std::vector<registration> entries = read_entries(params);
+    if (entries.size() > most_paths)
+        throw problem("The plugin registers too many paths.");
+    from.register_as(name, std::move(entries));
     return done();
 }
 
@@ -87,7 +98,7 @@ unique_node locate(const request_context& with, plugin&, const xmlNode* params) 
 unique_node push(const request_context& with, plugin&, const xmlNode* params) {
     const data_path path = path_in(params);
     tree changed = with.trees.current;
-    changed.set(path, data_in(params));
+    changed.set(path, data_in(params, changed));
     with.trees.keys.learn(path);
     with.trees.keys.learn(changed);
     with.trees.current = std::move(changed);
@@ -95,7 +106,8 @@ unique_node push(const request_context& with, plugin&, const xmlNode* params) {
 }
 
 unique_node config_deployment(const request_context& with, plugin&, const xmlNode* params) {
-    with.trees.deploy(child_text(params, "oper-type"), path_in(params), data_in(params));
+    with.trees.deploy(child_text(params, "oper-type"), path_in(params),
+                      data_in(params, with.trees.deployment));
     return done();
 }
 

@@ -13,6 +13,8 @@ bool is_control(std::string_view character) {
            (first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0);
 }
 
+bool is_plain(char c) { return c >= ' ' && c <= '~'; }
+
 std::string escape_of(char c) {
     if (c == '\n' || c == '\r' || c == '\t')
         return c == '\n' ? "\\n" : c == '\r' ? "\\r" : "\\t";
@@ -39,6 +41,11 @@ std::size_t character_length(std::string_view text) {
 std::string escaped(std::string_view text, std::string_view kept) {
     std::string result;
     while (!text.empty()) {
+        const auto plain = std::ranges::find_if_not(text, is_plain) - text.begin();
+        result += text.substr(0, static_cast<std::size_t>(plain));
+        text.remove_prefix(static_cast<std::size_t>(plain));
+        if (text.empty())
+            break;
         const std::size_t length = character_length(text);
         const std::string_view character = text.substr(0, std::max<std::size_t>(length, 1));
         const bool shown = length > 0 && !is_control(character);

@@ -60,6 +60,8 @@ enum class cause {
     by_peer,       // it hung up
     by_daemon,     // which goes away itself
     unread,        // the peer leaves count bytes unread
+    excess,        // a frame of count bytes: text is what there is too much of
+    held,          // of all peers it is the one for which most is kept: count bytes
     failure,       // text says what the system said
     fault,         // one that was planted
 

@@ -125,6 +125,11 @@ void text_sink::closed(const event& what) const {
     else if (what.why == cause::unread)
         timed(what, "pelmsim hangs up", std::to_string(what.count / mebibyte) + " MiB are unread",
               false);
+    else if (what.why == cause::held)
+        timed(what, "pelmsim hangs up",
+              std::to_string(what.count / mebibyte) +
+                  " MiB are kept for it, too much with the others'",
+              false);
     else if (what.why == cause::by_peer && what.who.introduced)
         timed(what, what.who.is == role::agent ? "agent hung up" : "plugin hung up", "");
     else if (what.why == cause::by_daemon && !what.text.empty()) // which is not pelmsim
@@ -142,6 +147,8 @@ void text_sink::waiting(const event& what) const {
 void text_sink::notification(const event& what) const {
     if (what.why == cause::no_xml)
         return timed(what, what.text, "no well-formed XML", false);
+    if (what.why == cause::excess)
+        return timed(what, std::to_string(what.text.size()) + " bytes", "with " + what.got, false);
     timed(what, std::to_string(what.text.size()) + " bytes",
           what.count == 0 ? "" : "passed on to " + std::to_string(what.count));
     if (what.body != nullptr)

@@ -39,6 +39,8 @@ std::string defect_of(const event& what) {
     case cause::no_xml:
         return "a frame of " + std::to_string(what.count) + " bytes that is no well-formed XML" +
                (what.text.empty() ? "" : ": " + what.text);
+    case cause::excess:
+        return "a frame of " + std::to_string(what.count) + " bytes with " + what.text;
     case cause::no_request:
         return "<" + what.text + "> where a request was expected";
     case cause::no_parameters:

@@ -137,6 +137,19 @@ xmlNode* find_child(const xmlNode* parent, const char* name) {
     return nullptr;
 }
 
+std::size_t weight_of(const xmlNode* first) {
+    constexpr std::size_t bare = 120;
+    std::size_t weight = 0;
+    for (const xmlNode* node = first; node != nullptr; node = node->next) {
+        weight += bare;
+        if (node->type == XML_ELEMENT_NODE)
+            weight += weight_of(node->children);
+        else if (node->content != nullptr)
+            weight += std::strlen(reinterpret_cast<const char*>(node->content));
+    }
+    return weight;
+}
+
 bool is_leaf(const xmlNode* element) { return child_elements(element).empty(); }
 
 std::string text_of(const xmlNode* element) {

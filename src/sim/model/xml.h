@@ -29,7 +29,11 @@ std::string local_name(const xmlNode* element);
 
 std::vector<xmlNode*> child_elements(const xmlNode* parent);
 xmlNode* find_child(const xmlNode* parent, const char* name); // the first, or null
-bool is_leaf(const xmlNode* element);                         // has no elements below it
+
+// About as many bytes as a node with its siblings takes, all that is below included.
+std::size_t weight_of(const xmlNode* first);
+
+bool is_leaf(const xmlNode* element); // has no elements below it
 
 // The text of an element, or of its child of that name: empty when there is none.
 std::string text_of(const xmlNode* element);

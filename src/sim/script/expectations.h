@@ -3,10 +3,11 @@
 
 #include "journal/journal.h"
 
+#include <algorithm>
+#include <deque>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace pelmsim {
 
@@ -43,7 +44,11 @@ public:
 
     // One that was disturbed on purpose need not be looked at.
     void recovered(const std::string& plugin, outcome how, bool is_disturbed = false) {
+        how.data.reset(); // nobody looks at it, and it may be much
+        how.text.resize(std::min(how.text.size(), longest_text));
         recoveries_.push_back({plugin, std::move(how), is_disturbed});
+        if (recoveries_.size() > most_recoveries)
+            recoveries_.pop_front();
     }
     recovery_result* recovery_of(const std::string& plugin); // the last one, or null
     void begin_step();
@@ -62,9 +67,12 @@ public:
     }
 
 private:
+    static constexpr std::size_t most_recoveries = 1024;
+    static constexpr std::size_t longest_text = 16384; // of one
+
     const event_journal& events_;
     std::string place_;
-    std::vector<recovery_result> recoveries_;
+    std::deque<recovery_result> recoveries_;
     outcome last_ = outcome::unheard("no command had an outcome yet");
     moment::duration took_{};
     std::optional<finding> finding_;

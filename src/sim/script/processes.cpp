@@ -21,6 +21,11 @@ constexpr milliseconds patience{5000};
 // At once, of a program that may never stop printing; a terminal or a pipe holds no more.
 constexpr int most_reads = 16;
 
+constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
+constexpr std::size_t longest_line = mebibyte; // what is longer is parted
+constexpr std::size_t most_kept = 32 * mebibyte;
+constexpr std::size_t kept_of_more = most_kept / 2;
+
 struct fd_pair {
     unique_fd ours;
     unique_fd theirs;
@@ -207,11 +212,7 @@ void process_table::read_output(process& from) {
         count = read(from.output.get(), bytes, sizeof bytes);
         if (count <= 0)
             break;
-        for (const char c : std::string_view(bytes, static_cast<std::size_t>(count)))
-            if (c == '\n')
-                print_line(from);
-            else
-                from.partial_line += c;
+        take_output(from, {bytes, static_cast<std::size_t>(count)});
     }
     if (count > 0 || (count < 0 && errno == EAGAIN))
         return;
@@ -221,11 +222,29 @@ void process_table::read_output(process& from) {
     from.output.reset();
 }
 
+void process_table::take_output(process& from, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t room = longest_line - from.partial_line.size();
+        const std::string_view piece = bytes.substr(0, std::min(bytes.find('\n'), room));
+        from.partial_line += piece;
+        bytes.remove_prefix(piece.size());
+        const bool is_whole = bytes.starts_with('\n');
+        bytes.remove_prefix(is_whole ? 1 : 0);
+        if (is_whole || !bytes.empty())
+            print_line(from);
+    }
+}
+
 void process_table::print_line(process& from) {
     const std::string line = std::exchange(from.partial_line, {});
     if (from.report.empty() && is_report(line))
         from.report = line;
     output_ += line + "\n";
+    if (output_.size() > most_kept) {
+        const std::size_t count = output_.size() - kept_of_more;
+        output_.erase(0, count);
+        forgotten_ += count;
+    }
     events_.report(
         {.kind = event_kind::output, .who = {role::program, from.name, from.pid}, .text = line});
 }

@@ -10,6 +10,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <vector>
 
@@ -68,14 +69,16 @@ public:
 
     void reap(); // to be called when a child has ended
 
-    // All lines that they printed.
+    // The last lines that they printed, and how many bytes came before those.
     const std::string& output() const { return output_; }
+    std::size_t forgotten() const { return forgotten_; }
 
 private:
     process* group_of(pid_t pid); // that a program is of; null when it was not started here
     void end_within(milliseconds limit, const std::function<bool(const process&)>& concerned);
     void has_ended(process& which, int status);
     void read_output(process& from);
+    void take_output(process& from, std::string_view bytes);
     void print_line(process& from);
 
     event_loop& loop_;
@@ -83,6 +86,7 @@ private:
     const descriptor_limit& limit_;
     std::list<process> all_;
     std::string output_;
+    std::size_t forgotten_ = 0;
 };
 
 } // namespace pelmsim

@@ -73,6 +73,8 @@ line closed(const event& what) {
         return {comes_in, "hung up"};
     case cause::unread:
         return {goes_out, "pelmsim hangs up: too much is unread"};
+    case cause::held:
+        return {goes_out, "pelmsim hangs up: too much is kept for it"};
     case cause::fault:
         return {goes_out, "pelmsim hangs up: a fault"};
     case cause::failure:
@@ -86,6 +88,8 @@ line notification(const event& what) {
     const std::string size = std::to_string(what.text.size()) + " bytes";
     if (what.why == cause::no_xml)
         return {dropped_here, "notification, passed on to nobody: no well-formed XML", size};
+    if (what.why == cause::excess)
+        return {dropped_here, "notification, passed on to nobody: " + what.got, size};
     return {comes_in, "notification, passed on to " + std::to_string(what.count) + " agents", size};
 }
 

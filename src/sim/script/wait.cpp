@@ -41,9 +41,11 @@ condition output(session& on, const std::string& text) {
     if (text.empty()) // which is in every output
         throw problem("a text is missing");
     return [&on, text] {
-        const std::size_t found = on.programs.output().find(text, on.waited.output);
+        const std::size_t forgotten = on.programs.forgotten();
+        const std::size_t seen = std::max(on.waited.output, forgotten);
+        const std::size_t found = on.programs.output().find(text, seen - forgotten);
         if (found != std::string::npos)
-            on.waited.output = found + text.size();
+            on.waited.output = forgotten + found + text.size();
         return found != std::string::npos;
     };
 }

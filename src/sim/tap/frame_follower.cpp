@@ -48,6 +48,8 @@ bool frame_follower::take_one() {
         return false;
     if (next->garbage > 0)
         tell_.defect({cause::garbage, next->garbage});
+    else if (!next->excess.empty())
+        tell_.defect({cause::excess, next->header.length, std::move(next->excess)});
     else if (next->body == nullptr)
         tell_.defect({cause::no_xml, next->header.length, std::move(next->fault)});
     else

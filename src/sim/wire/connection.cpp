@@ -7,6 +7,11 @@
 #include <conf_plugin.h>
 
 namespace pelmsim {
+namespace {
+
+constexpr milliseconds longest_turn{20}; // of one among others
+
+} // namespace
 
 connection::connection(event_journal& events, std::unique_ptr<faulty_channel> line,
                        connection_owner& owner)
@@ -70,9 +75,9 @@ void connection::on_ready() {
     if (!keeps_back_)
         write_queue();
     owner_.heard_from(pid());
-    const bool goes_on = receive();
+    const bool goes_on = has_more_ || receive();
     take_frames(); // also those that came just before the hang-up
-    if (!goes_on)
+    if (!goes_on && !has_more_)
         end({cause::by_peer});
 }
 
@@ -80,13 +85,23 @@ void connection::on_ready() {
 bool connection::receive() {
     char bytes[65536];
     const auto count = line_->read(bytes);
-    if (count)
-        received_.add({bytes, *count});
-    return count.has_value();
+    if (!count)
+        return false;
+    received_.add({bytes, *count});
+    if (*count > 0)
+        owner_.has_grown();
+    return true;
 }
 
+// Those that take long are left for later, so that others have their turn.
 void connection::take_frames() {
+    has_more_ = false;
+    const moment end = is_open() ? line_->now() + longest_turn : moment();
     while (is_open()) {
+        if (line_->now() > end) {
+            has_more_ = true;
+            return line_->call_soon();
+        }
         auto next = received_.next();
         if (!next)
             return;
@@ -108,6 +123,8 @@ void connection::complain(const defect& what) {
 
 void connection::deliver(arrival frame) {
     const msg_head_t header = frame.header;
+    if (!frame.excess.empty())
+        return on_unreadable({cause::excess, header.length, std::move(frame.excess)});
     unique_node body = std::move(frame.body);
     if (body == nullptr)
         return on_unreadable({cause::no_xml, header.length, std::move(frame.fault)});
@@ -186,6 +203,8 @@ void connection::hear_again() {
         line_->hear_again();
 }
 
+void connection::give_up() { end({cause::held, held()}); }
+
 void connection::hang_up() {
     line_.reset();
     unsent_.clear();
@@ -213,6 +232,9 @@ bool connection::queue_frame(const xmlNode* body, const std::string& text) {
         return false;
     }
     const u16_t sequence = unsent_.add(text, keeps_back_);
+    owner_.has_grown();
+    if (!is_open())
+        return false;
     events_.report({.kind = event_kind::frame,
                     .who = who(),
                     .way = direction::to_peer,

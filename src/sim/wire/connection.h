@@ -27,6 +27,9 @@ public:
     virtual void heard_from(pid_t pid) = 0;         // what that process has sent is not read yet
     virtual void gone(const connection& which) = 0; // it has ended, but by its owner
 
+    // More is kept for one of its connections; it may hang up on some.
+    virtual void has_grown() {}
+
     // What is to go wrong with the frame that goes out next, which is then said to have happened.
     virtual std::optional<fault> fault_of(const peer&, const outgoing_frame&) { return {}; }
 
@@ -58,6 +61,12 @@ public:
 
     // Ends a deafness that a fault has brought.
     void hear_again();
+
+    // Bytes that are kept for it: of what came, and of what it has not read.
+    std::size_t held() const { return received_.bytes() + unsent_.bytes(); }
+
+    // Hangs up since it is too much that is kept.
+    void give_up();
 
     // Hangs up, and does not tell the owner.
     void hang_up();
@@ -117,6 +126,7 @@ private:
     cause ended_ = cause::none;
     bool keeps_back_ = false; // the last of it
     bool is_ending_ = false;
+    bool has_more_ = false; // of what has come
 };
 
 } // namespace pelmsim

@@ -31,6 +31,8 @@ std::optional<std::size_t> faulty_channel::write(std::string_view bytes) {
     return count;
 }
 
+void faulty_channel::call_soon() { soon_ = loop_.after(milliseconds(0), ready_); }
+
 void faulty_channel::delay_at(std::size_t place, milliseconds time) {
     ahead_.push_back({.place = place, .time = time});
     meet();

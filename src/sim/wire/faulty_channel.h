@@ -22,6 +22,10 @@ public:
     std::optional<std::size_t> write(std::string_view bytes) override;
     bool is_read() const override { return line_->is_read(); }
 
+    // Calls as if there were something, once others had their turn.
+    void call_soon();
+    moment now() const { return loop_.now(); }
+
     std::size_t written() const { return written_; } // bytes, since it was made
 
     // Once so many bytes have been written, the next have to wait for that time.
@@ -57,6 +61,7 @@ private:
     std::deque<obstacle> ahead_; // in the order of their places
     bool waits_ = false;         // at the first of them
     timer next_;                 // step there
+    timer soon_;
     bool is_deaf_ = false;
     timer deaf_;
 };

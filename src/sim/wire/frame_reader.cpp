@@ -1,5 +1,6 @@
 #include "wire/frame_reader.h"
 
+#include "wire/xml_excess.h"
 #include "wire/xml_fault.h"
 
 #include <cstring>
@@ -15,6 +16,14 @@ msg_head_t header_of(conf_buffer_t* buffer) {
     msg_head_t header;
     std::memcpy(&header, conf_buffer_data(buffer), sizeof header);
     return header;
+}
+
+bool announces_too_much(std::string_view bytes) {
+    msg_head_t header;
+    if (bytes.size() < sizeof header)
+        return false;
+    std::memcpy(&header, bytes.data(), sizeof header);
+    return header.length > CONF_MSG_MAX_LENGTH;
 }
 
 } // namespace
@@ -40,11 +49,7 @@ std::optional<arrival> frame_reader::next() {
     if (header.length > static_cast<u32_t>(length - header_bytes))
         return std::nullopt;
     const char* const begin = static_cast<const char*>(conf_buffer_data(received_)) + header_bytes;
-    std::string fault = xml_fault({begin, header.length});
-    unique_node body(plugin_parse_message(&received_));
-    if (body != nullptr)
-        return arrival{.header = header, .body = std::move(body)};
-    return arrival{.header = header, .fault = std::move(fault)};
+    return take({begin, header.length}, header);
 }
 
 std::size_t frame_reader::bytes() const {
@@ -68,13 +73,31 @@ std::string_view frame_reader::first_body() const {
             size - sizeof(msg_head_t)};
 }
 
-// A frame may still follow. What may be the beginning of a mark is kept.
+// A body that is no XML for certain, or is too much of it, is not even tried.
+arrival frame_reader::take(std::string_view body, const msg_head_t& header) {
+    arrival made{.header = header, .excess = xml_excess(body)};
+    if (made.excess.empty())
+        made.fault = character_fault(body);
+    if (!made.excess.empty() || !made.fault.empty()) {
+        skip(sizeof header + header.length);
+        return made;
+    }
+    made.fault = unknown_entity(body);
+    made.body.reset(plugin_parse_message(&received_));
+    return made;
+}
+
+// A frame may still follow. What may be the beginning of a mark is kept. A mark before what is too long
+// for a frame is none: otherwise each of many would be an event.
 std::size_t frame_reader::skip_garbage() {
     const u32_t magic = CONF_MSG_MAGIC;
     const char* const mark = reinterpret_cast<const char*>(&magic);
     const std::string_view bytes(static_cast<const char*>(conf_buffer_data(received_)),
-                                 static_cast<std::size_t>(conf_buffer_length(received_)));
-    std::size_t count = bytes.find(std::string_view(mark, sizeof magic), 1);
+                                 this->bytes());
+    std::size_t count = 0;
+    do
+        count = bytes.find(std::string_view(mark, sizeof magic), count + 1);
+    while (count != std::string_view::npos && announces_too_much(bytes.substr(count)));
     if (count == std::string_view::npos) {
         std::size_t kept = sizeof magic - 1;
         while (!bytes.ends_with(std::string_view(mark, kept)))

@@ -17,6 +17,7 @@ struct arrival {
     msg_head_t header = {};  // it is a frame
     unique_node body = {};   // of it; null when that is no well-formed XML
     std::string fault = {};  // of such a body, as far as it can be told
+    std::string excess = {}; // of a body that nobody tries to read
 };
 
 class frame_reader {
@@ -42,6 +43,7 @@ public:
 
 private:
     std::size_t skip_garbage();
+    arrival take(std::string_view body, const msg_head_t& header);
 
     conf_buffer_t* received_; // raw: the calls that fill it move it
 };

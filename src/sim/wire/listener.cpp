@@ -13,6 +13,7 @@ namespace pelmsim {
 namespace {
 
 constexpr milliseconds until_next_try{200};
+constexpr int most_at_once = 64; // so that others are served while they come
 
 class listener {
 public:
@@ -20,17 +21,24 @@ public:
              std::function<void(unique_fd)> welcome)
         : loop_(loop), events_(events), socket_(socket), welcome_(std::move(welcome)) {}
 
-    // Takes all that are there: only then is it known that nobody waits any more.
+    // Once all that are there are taken, it is known that nobody waits any more.
     void on_ready() {
-        while (unique_fd accepted{accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)})
+        for (int i = 0; i < most_at_once; ++i) {
+            unique_fd accepted{accept4(socket_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC)};
+            if (!accepted)
+                return has_failed();
             welcome(std::move(accepted));
+        }
+    }
+
+private:
+    void has_failed() {
         if (errno == EAGAIN)
             said_ = false;
         else if (errno != EINTR && errno != ECONNABORTED)
             rest(std::strerror(errno));
     }
 
-private:
     void welcome(unique_fd accepted) {
         try {
             welcome_(std::move(accepted));

@@ -35,6 +35,19 @@ std::string with_place(const std::string& what, std::string_view body, std::size
            ", behind \"" + escaped(body.substr(begin, at - begin)) + "\"";
 }
 
+} // namespace
+
+std::string character_fault(std::string_view body) {
+    for (std::size_t at = 0; at < body.size();) {
+        const std::string_view left = body.substr(at);
+        const std::size_t length = character_length(left);
+        if (length == 0 || !is_allowed(left.substr(0, length)))
+            return with_place(in_hex(left.substr(0, std::max<std::size_t>(length, 1))), body, at);
+        at += length;
+    }
+    return {};
+}
+
 std::string unknown_entity(std::string_view body) {
     constexpr std::string_view of_names = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                           "0123456789_-.:";
@@ -48,19 +61,6 @@ std::string unknown_entity(std::string_view body) {
             return with_place("the entity &" + std::string(name) + ";", body, at);
     }
     return {};
-}
-
-} // namespace
-
-std::string xml_fault(std::string_view body) {
-    for (std::size_t at = 0; at < body.size();) {
-        const std::string_view left = body.substr(at);
-        const std::size_t length = character_length(left);
-        if (length == 0 || !is_allowed(left.substr(0, length)))
-            return with_place(in_hex(left.substr(0, std::max<std::size_t>(length, 1))), body, at);
-        at += length;
-    }
-    return unknown_entity(body);
 }
 
 } // namespace pelmsim
