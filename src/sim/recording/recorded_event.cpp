@@ -105,6 +105,7 @@ void read_details(const json_members& members, event& what) {
     what.text = text_in(members, what.kind == event_kind::result ? "expected" : "text");
     what.place = text_in(members, "place");
     what.got = text_in(members, "got");
+    what.frame = text_in(members, "frame");
     what.difference = text_in(members, "difference");
     what.mistake = text_in(members, "mistake");
     if (find(members, "operation") != nullptr)
