@@ -25,8 +25,8 @@ std::string utc_now() {
 
 agent_table::agent_table(event_loop& loop, event_journal& events, surroundings around,
                          const arrangements& arranged)
-    : peer_table(loop, events, around, conf_agent_service_enable, conf_agent_service_disable,
-                 g_conf_agent_socket),
+    : peer_table(loop, events, std::move(around), conf_agent_service_enable,
+                 conf_agent_service_disable, g_conf_agent_socket),
       arranged_(arranged) {}
 
 std::size_t agent_table::subscribed() const {

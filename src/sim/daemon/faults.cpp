@@ -80,6 +80,15 @@ bool suits(const armed_fault& each, const peer& who, const outgoing_frame& frame
     return (at.method.empty() || at.method == frame.method) && (at.name.empty() || at.name == name);
 }
 
+bool is_due(armed_fault& each, const peer& who, const outgoing_frame& frame) {
+    if (!suits(each, who, frame))
+        return false;
+    if (each.skipped == 0)
+        return true;
+    --each.skipped;
+    return false;
+}
+
 } // namespace
 
 std::span<const fault_row> all_faults() { return menu; }
@@ -115,15 +124,6 @@ void armed_faults::arm_chaos(std::uint64_t seed, int count) {
         const fault drawn = draw(numbers);
         arm({.what = drawn, .skipped = numbers.below(most_skipped), .in_turn = true});
     }
-}
-
-bool armed_faults::is_due(armed_fault& each, const peer& who, const outgoing_frame& frame) {
-    if (!suits(each, who, frame))
-        return false;
-    if (each.skipped == 0)
-        return true;
-    --each.skipped;
-    return false;
 }
 
 std::optional<fault> armed_faults::strike(const peer& who, const outgoing_frame& frame) {

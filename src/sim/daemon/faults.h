@@ -68,8 +68,6 @@ public:
     std::size_t struck() const { return struck_; } // how often any of them has
 
 private:
-    bool is_due(armed_fault& each, const peer& who, const outgoing_frame& frame);
-
     const event_journal& events_;
     std::deque<armed_fault> armed_;
     std::size_t frames_ = 0; // that went out

@@ -26,7 +26,7 @@ template <class Peer> class peer_table : public Peer::owner_type {
 public:
     peer_table(event_loop& loop, event_journal& events, surroundings around,
                endpoint::enabler enable, endpoint::disabler disable, const char* path)
-        : loop_(loop), events_(events), around_(around), at_(enable, disable, path) {}
+        : loop_(loop), events_(events), around_(std::move(around)), at_(enable, disable, path) {}
     peer_table(const peer_table&) = delete;
     peer_table& operator=(const peer_table&) = delete;
 

@@ -7,8 +7,8 @@ namespace pelmsim {
 
 plugin_table::plugin_table(event_loop& loop, event_journal& events, surroundings around,
                            request_handler& handler)
-    : peer_table(loop, events, around, conf_plugin_service_enable, conf_plugin_service_disable,
-                 g_conf_plugin_socket),
+    : peer_table(loop, events, std::move(around), conf_plugin_service_enable,
+                 conf_plugin_service_disable, g_conf_plugin_socket),
       handler_(handler) {}
 
 std::shared_ptr<plugin> plugin_table::find(const std::string& name) const {
