@@ -25,7 +25,8 @@ static int connected(void) {
     struct sockaddr_un address = {.sun_family = AF_UNIX};
     int sock = socket(AF_UNIX, SOCK_STREAM, 0);
 
-    (void)strncpy(address.sun_path, g_conf_plugin_socket, sizeof address.sun_path - 1);
+    memcpy(address.sun_path, g_conf_plugin_socket,
+           strnlen(g_conf_plugin_socket, sizeof address.sun_path - 1));
     return connect(sock, (const struct sockaddr*)&address, sizeof address) < 0 ? -1 : sock;
 }
 
