@@ -4,8 +4,20 @@
 
 #include <cerrno>
 #include <cstring>
+#include <limits>
+#include <sys/socket.h>
 
 namespace pelmsim {
+namespace {
+
+// What its sender had room for is to find room here, too.
+void take_the_longest(int socket) {
+    const int room = std::numeric_limits<int>::max();
+    if (setsockopt(socket, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room) != 0)
+        (void)setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+}
+
+} // namespace
 
 tapped_notifier::tapped_notifier(event_loop& loop, passage_queue& told, std::string place,
                                  on_nobody nobody)
@@ -22,7 +34,7 @@ void tapped_notifier::start(int socket) {
 
 bool tapped_notifier::is_idle() const {
     pollfd arriving{.fd = socket_, .events = POLLIN, .revents = 0};
-    return waiting_.empty() && poll(&arriving, 1, 0) == 0;
+    return !waiting_ && poll(&arriving, 1, 0) == 0;
 }
 
 void tapped_notifier::take(std::string datagram) {
@@ -47,16 +59,17 @@ void tapped_notifier::pass_on() {
         arriving_.hold(true);
         return loop_.change(daemon_.get(), POLLOUT);
     }
-    waiting_.clear();
+    waiting_.reset();
+    disconnect(); // the next one may find another daemon there
     arriving_.hold(false);
 }
 
-// False when there is no room yet. A daemon that has restarted is connected to anew.
+// False when there is no room yet. A daemon that has restarted meanwhile is connected to anew.
 bool tapped_notifier::send_to_daemon() {
     for (int i = 0; i < 2; ++i) {
         if (!daemon_ && !connect_to_daemon())
             break;
-        if (send(daemon_.get(), waiting_.data(), waiting_.size(), MSG_NOSIGNAL) >= 0)
+        if (send(daemon_.get(), waiting_->data(), waiting_->size(), MSG_NOSIGNAL) >= 0)
             return true;
         if (errno == EAGAIN)
             return false;
@@ -82,12 +95,11 @@ bool tapped_notifier::connect_to_daemon() {
         errno = error;
         return false;
     }
+    take_the_longest(daemon_.get());
     loop_.watch(daemon_.get(), 0, [this](short events) {
         if ((events & (POLLERR | POLLHUP)) != 0)
             disconnect();
-        loop_.change(daemon_.get(), 0);
-        if (!waiting_.empty())
-            pass_on();
+        pass_on();
     });
     return true;
 }

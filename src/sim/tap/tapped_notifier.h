@@ -5,6 +5,8 @@
 #include "tap/passage_queue.h"
 #include "wire/datagram_receiver.h"
 
+#include <optional>
+
 namespace pelmsim {
 
 // Called when nobody is found at one of the daemon's places.
@@ -35,10 +37,10 @@ private:
     std::string place_;
     on_nobody nobody_;
     datagram_receiver arriving_;
-    int socket_ = -1; // that they arrive at
-    unique_fd daemon_;
-    std::string waiting_; // for room
-    std::size_t lost_ = 0;
+    int socket_ = -1;                    // that they arrive at
+    unique_fd daemon_;                   // while one is passed on
+    std::optional<std::string> waiting_; // for room
+    std::size_t lost_ = 0;               // that nobody was told of
 };
 
 } // namespace pelmsim
