@@ -35,6 +35,10 @@ constexpr const char* registration =
     "<subscriber><path>/ntp/sync</path><callback>1</callback></subscriber></operate-subscribe>"
     "</params><id>1</id></rpc>";
 
+constexpr const char* pull =
+    "<rpc><method>pull</method><params><path>/a</path></params><id>2</id></rpc>";
+constexpr const char* pulled = "<reply><result/><id>2</id></reply>";
+
 // What is told of a plugin's connection, without the time of day.
 struct reading_along {
     explicit reading_along(role is = role::plugin) {
@@ -56,6 +60,10 @@ struct reading_along {
         printed_.clear();
         reader_.finish();
         return printed_;
+    }
+    std::string pulls() {
+        (void)said(to_daemon, pull);
+        return said(to_plugin, pulled);
     }
     void has_registered() {
         (void)said(to_daemon, registration);
@@ -116,8 +124,7 @@ TEST_F(ReadingAlong, AnAnswerThatNobodyWaitsForIsToldOf) {
 TEST_F(ReadingAlong, AHangUpLeavesWhatIsOpenWithoutAnAnswer) {
     has_registered();
     (void)said(to_plugin, "<rpc><method>kickoff</method><params/><id>2</id></rpc>");
-    (void)said(to_daemon, "<rpc><method>pull</method><params><path>/a</path></params><id>2</id>"
-                          "</rpc>");
+    (void)said(to_daemon, pull);
     queue_.push({.what = passing::ended, .connection = 1, .by_daemon = true});
     EXPECT_THAT(told(), StrEq("ntp          > kickoff: no answer (hang-up)\n"
                               "ntp          < pull /a: left without an answer\n"
@@ -145,17 +152,25 @@ TEST_F(ReadingAlong, WhatCannotBeReadIsToldOfOnceAndReadingGoesOn) {
             reading_along fresh;
             EXPECT_THAT(fresh.told_of(way, each.bytes), HasSubstr(each.told));
             EXPECT_EQ(fresh.told_of(way, each.bytes), "");
-            EXPECT_THAT(fresh.said(way, "<reply><result/><id>3</id></reply>"),
-                        HasSubstr("answer with id 3"));
+            EXPECT_THAT(fresh.pulls(), HasSubstr("< pull /a: ok"));
         }
 }
 
 TEST_F(ReadingAlong, BehindAGapTheNextFrameIsFound) {
-    const std::string frame = frame_of("<reply><result/><id>3</id></reply>");
+    const std::string frame = frame_of(pull);
     (void)told_of(to_daemon, frame.substr(0, 20));
     EXPECT_THAT(told_of(to_daemon, "rest" + frame, 100),
                 HasSubstr("100 bytes that nobody has read along"));
-    EXPECT_THAT(printed_, HasSubstr("answer with id 3"));
+    EXPECT_THAT(said(to_plugin, pulled), HasSubstr("< pull /a: ok"));
+}
+
+// What it belongs to, and what became of that, may have passed unread.
+TEST_F(ReadingAlong, BehindAGapNothingIsSaidThatNobodyKnows) {
+    (void)said(to_daemon, pull);
+    EXPECT_THAT(told_of(to_plugin, "", 100), HasSubstr("100 bytes that nobody has read along"));
+    EXPECT_EQ(said(to_plugin, pulled), "");
+    queue_.push({.what = passing::ended, .connection = 1});
+    EXPECT_EQ(told(), "");
 }
 
 TEST_F(ReadingAlong, WhatIsUnfinishedTakesNoMoreThanItsRoom) {
@@ -182,6 +197,8 @@ TEST_F(ReadingAlong, WhoRelaysDoesNotWaitForWhoReads) {
 TEST_F(ReadingAlong, ANotificationIsShown) {
     queue_.push({.what = passing::datagram, .bytes = std::string("<n>1</n>\0", 9)});
     EXPECT_THAT(told(), HasSubstr("notifier     < 8 bytes\n"));
+    queue_.push({.what = passing::datagram, .bytes = "<n/>", .lost = 3});
+    EXPECT_THAT(told(), HasSubstr("3 notifications that nobody has read along"));
 }
 
 TEST_F(ReadingAnAgentAlong, ItHasItsUsersNameOnceItHasASession) {

@@ -47,8 +47,7 @@ void agent_conversation::is_answered(const xmlNode* reply, moment at) {
     const std::string id = attribute(reply, "message-id");
     if (const auto found = own_.take(id))
         return report(*found, first_element(reply), at);
-    events().report(
-        {.kind = event_kind::stray_answer, .who = who(), .way = direction::to_peer, .id = id});
+    report_stray(direction::to_peer, id, own_);
 }
 
 void agent_conversation::report(const open_request& which, const xmlNode* answer, moment at) {

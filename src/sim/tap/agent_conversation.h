@@ -2,7 +2,6 @@
 #pragma once
 
 #include "tap/conversation.h"
-#include "tap/open_requests.h"
 
 namespace pelmsim {
 

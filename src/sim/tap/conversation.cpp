@@ -33,7 +33,13 @@ void conversation::take(direction way, arrival frame) {
     on_frame(way, std::move(frame.body), now_);
 }
 
+void conversation::report_stray(direction way, const std::string& id, const open_requests& open) {
+    if (!misses_some_ && !open.has_forgotten())
+        events_.report({.kind = event_kind::stray_answer, .who = who(), .way = way, .id = id});
+}
+
 void conversation::complain(direction way, const defect& what) {
+    misses_some_ |= what.why == cause::failure;
     if (of(way).defects++ == 0)
         report_unreadable(way, what);
 }

@@ -3,6 +3,7 @@
 
 #include "journal/journal.h"
 #include "tap/frame_follower.h"
+#include "tap/open_requests.h"
 
 namespace pelmsim {
 
@@ -32,6 +33,10 @@ protected:
     shared_room& room() { return room_; }
     pid_t pid() const { return pid_; }
 
+    // An answer that nothing open belongs to; of one that may have been asked for unread, nothing is
+    // told.
+    void report_stray(direction way, const std::string& id, const open_requests& open);
+
     // Each direction's first one is told of, and in the end how many more there were.
     void complain(direction way, const defect& what);
 
@@ -51,6 +56,7 @@ private:
     shared_room& room_;
     pid_t pid_;
     moment now_;
+    bool misses_some_ = false; // of what the two have understood
     half from_peer_{*this, direction::from_peer};
     half to_peer_{*this, direction::to_peer};
 };

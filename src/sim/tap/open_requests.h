@@ -34,9 +34,11 @@ public:
 
     void add(open_request what) {
         while (!all_.empty() && (all_.size() == most || !room_.has(what.size())))
-            (void)take_at(all_.begin());
-        if (!room_.has(what.size()))
+            forget_first();
+        if (!room_.has(what.size())) {
+            has_forgotten_ = true;
             return;
+        }
         room_.change(0, what.size());
         all_.push_back(std::move(what));
     }
@@ -52,6 +54,8 @@ public:
         return all_.empty() ? std::nullopt : std::optional(take_at(all_.begin()));
     }
 
+    bool has_forgotten() const { return has_forgotten_; }
+
     void clear() {
         while (take_first()) {
             // each gives its room back
@@ -59,6 +63,11 @@ public:
     }
 
 private:
+    void forget_first() {
+        has_forgotten_ = true;
+        (void)take_at(all_.begin());
+    }
+
     open_request take_at(const std::deque<open_request>::iterator& which) {
         room_.change(which->size(), 0);
         open_request taken = std::move(*which);
@@ -68,6 +77,7 @@ private:
 
     shared_room& room_;
     std::deque<open_request> all_;
+    bool has_forgotten_ = false;
 };
 
 } // namespace pelmsim

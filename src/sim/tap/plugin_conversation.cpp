@@ -66,7 +66,7 @@ void plugin_conversation::answers(unique_node reply, moment at) {
     const std::string id = std::to_string(plugin_get_msgid(reply.get()));
     auto found = asked_.take(id);
     if (!found)
-        return stray(direction::from_peer, id);
+        return report_stray(direction::from_peer, id, asked_);
     const outcome result = read_answer(std::move(reply));
     event answered = std::move(found->about);
     answered.who = who();
@@ -88,7 +88,7 @@ void plugin_conversation::is_answered(unique_node reply, moment at) {
     const std::string id = std::to_string(plugin_get_msgid(reply.get()));
     const auto found = own_.take(id);
     if (!found)
-        return stray(direction::to_peer, id);
+        return report_stray(direction::to_peer, id, own_);
     const outcome result = read_answer(std::move(reply));
     report_own(*found, &result, at);
 }
@@ -115,10 +115,6 @@ void plugin_conversation::has_registered(const xmlNode* params, std::size_t byte
         for (const xmlNode* each : child_elements(section))
             if (served_.size() < most_served)
                 served_[child_text(each, "callback")] = child_text(each, "path");
-}
-
-void plugin_conversation::stray(direction way, const std::string& id) {
-    events().report({.kind = event_kind::stray_answer, .who = who(), .way = way, .id = id});
 }
 
 void plugin_conversation::leave_open() {

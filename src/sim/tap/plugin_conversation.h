@@ -2,7 +2,6 @@
 #pragma once
 
 #include "tap/conversation.h"
-#include "tap/open_requests.h"
 
 #include <map>
 
@@ -26,7 +25,6 @@ private:
     void asks(event its, const xmlNode* rpc, const xmlNode* params, moment at);
     void answers(unique_node reply, moment at);
     void is_answered(unique_node reply, moment at);
-    void stray(direction way, const std::string& id);
     void report_own(const open_request& which, const outcome* result, moment at);
     void has_registered(const xmlNode* params, std::size_t bytes);
     void describe(event& its, const xmlNode* params) const;

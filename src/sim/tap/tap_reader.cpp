@@ -84,6 +84,14 @@ void tap_reader::begin(const passage& next) {
 }
 
 void tap_reader::notified(const passage& next) {
+    if (next.lost > 0)
+        events_.report({.kind = event_kind::unreadable,
+                        .who = {.is = role::notifier},
+                        .way = direction::from_peer,
+                        .why = cause::failure,
+                        .text = std::to_string(next.lost) +
+                                " notifications that nobody has read along: more passes than can "
+                                "be told of"});
     std::string text = next.bytes;
     if (text.ends_with('\0'))
         text.pop_back();

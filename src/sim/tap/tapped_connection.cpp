@@ -47,7 +47,7 @@ void tapped_connection::connect() {
     if (!daemon)
         return refuse(errno);
     wait(false);
-    is_told_ = owner_.told_.offer({.what = passing::opened, .connection = number_, .who = who_});
+    (void)tell_of_it();
     relay_.emplace(owner_.loop_, std::move(accepted_), std::move(daemon),
                    static_cast<relay_owner&>(*this));
     relay_->start();
@@ -69,20 +69,33 @@ void tapped_connection::refuse(int error) {
     owner_.all_.erase(number_);
 }
 
-void tapped_connection::passed(direction way, std::string_view bytes) {
+// Who reads along may have no room for it before later.
+bool tapped_connection::tell_of_it() {
     if (!is_told_)
-        return;
+        is_told_ =
+            owner_.told_.offer({.what = passing::opened, .connection = number_, .who = who_});
+    return is_told_;
+}
+
+void tapped_connection::passed(direction way, std::string_view bytes) {
     std::size_t& lost = lost_[way == direction::to_peer ? 0 : 1];
-    const bool is_taken = owner_.told_.offer({.what = passing::bytes,
-                                              .connection = number_,
-                                              .way = way,
-                                              .bytes = std::string(bytes),
-                                              .lost = lost,
-                                              .at = owner_.loop_.now()});
+    const bool is_taken = tell_of_it() && owner_.told_.offer({.what = passing::bytes,
+                                                              .connection = number_,
+                                                              .way = way,
+                                                              .bytes = std::string(bytes),
+                                                              .lost = lost,
+                                                              .at = owner_.loop_.now()});
     lost = is_taken ? 0 : lost + bytes.size();
 }
 
 void tapped_connection::ended(bool by_daemon) {
+    for (const direction way : {direction::to_peer, direction::from_peer})
+        if (const std::size_t lost = lost_[way == direction::to_peer ? 0 : 1]; is_told_ && lost > 0)
+            owner_.told_.push({.what = passing::bytes,
+                               .connection = number_,
+                               .way = way,
+                               .lost = lost,
+                               .at = owner_.loop_.now()});
     if (is_told_)
         owner_.told_.push({.what = passing::ended, .connection = number_, .by_daemon = by_daemon});
     owner_.all_.erase(number_);

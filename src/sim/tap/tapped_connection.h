@@ -22,6 +22,7 @@ public:
 private:
     void passed(direction way, std::string_view bytes) override;
     void ended(bool by_daemon) override;
+    bool tell_of_it();
     void wait(bool waits);
     void refuse(int error);
 
