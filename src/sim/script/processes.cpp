@@ -25,6 +25,7 @@ constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
 constexpr std::size_t longest_line = mebibyte; // what is longer is parted
 constexpr std::size_t most_kept = 32 * mebibyte;
 constexpr std::size_t kept_of_more = most_kept / 2;
+constexpr auto everybody = [](const process&) { return true; };
 
 struct fd_pair {
     unique_fd ours;
@@ -191,7 +192,6 @@ void process_table::end_within(milliseconds limit,
 }
 
 void process_table::end_all() {
-    const auto everybody = [](const process&) { return true; };
     end_within(moment_to_end, [](const process& each) { return each.hung_up_on; });
     for (process& each : all_)
         if (!each.status) {
@@ -199,6 +199,10 @@ void process_table::end_all() {
             (void)kill(-each.pid, SIGTERM);
         }
     end_within(patience, everybody);
+    kill_all();
+}
+
+void process_table::kill_all() {
     for (const process& each : all_)
         if (!each.status)
             (void)kill(-each.pid, SIGKILL);

@@ -60,6 +60,7 @@ public:
 
     // Ends all: those that were hung up on are given a moment first.
     void end_all();
+    void kill_all();
     const std::list<process>& all() const { return all_; }
 
     // Takes in what the program of that process has printed by now. The terminal that it prints to

@@ -17,7 +17,7 @@
 namespace pelmsim {
 namespace {
 
-constexpr std::chrono::hours forever{24 * 365};
+constexpr std::chrono::hours long_time{24};
 constexpr int ended_by_signal = 128; // as shells say it
 
 int status_of(const process& plugin) {
@@ -29,9 +29,20 @@ int status_of(const process& plugin) {
 
 void wait_for_end(event_loop& loop, const process& plugin) {
     try {
-        loop.run_until([&] { return plugin.status.has_value(); }, forever);
+        while (!plugin.status)
+            loop.run_once(long_time);
     } catch (const stopped&) {
         loop.resume();
+    }
+}
+
+// Who asks again does not wait.
+void end(event_loop& loop, process_table& programs) {
+    try {
+        programs.end_all();
+    } catch (const stopped&) {
+        loop.resume();
+        programs.kill_all();
     }
 }
 
@@ -48,7 +59,7 @@ int tap(const tap_options& given, event_loop& loop, event_journal& events,
     programs.start(given.plugin, "plugin", [&places] { return places.enter(); });
     relaying.start();
     wait_for_end(loop, programs.all().front());
-    programs.end_all();
+    end(loop, programs);
     relaying.stop();
     reader.finish();
     return status_of(programs.all().front());
