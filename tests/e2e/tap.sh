@@ -81,6 +81,24 @@ says '/var/tmp/pelmd.plugin.socket is not there yet' 'ended: status 7'
 tap bash -c 'kill -SEGV $$'
 ends 139
 
+# It works where it was started, whatever has become of that.
+mkdir "$work/gone"
+cd "$work/gone"
+rmdir "$work/gone"
+tap readlink /proc/self/cwd
+ends 0
+says "$work/gone (deleted)"
+cd "$work"
+
+# One that does not end when it is asked to is killed when the tap is asked again.
+tap bash -c 'trap "echo asked" TERM; echo trapped; while :; do sleep 0.1; done'
+until grep -q '| trapped' "$work/tap"; do :; done
+kill -INT $tap
+until grep -q asked "$work/tap"; do :; done
+kill -INT $tap
+ends 137
+says 'signal 9'
+
 # Both ends see the same bytes and the same end, whatever they are.
 serve tap_ends daemon
 tap tap_ends plugin
@@ -104,9 +122,11 @@ cat <&"$reader" >"$work/tap" &
 exec {reader}<&-
 ends 0
 
-# A plugin through all that a daemon does, its restart as well.
+# A plugin through all that a daemon does, its restart as well: between two of its tries to connect, the second
+# of which is after 300 ms, so that it does not pass by the tap.
 examples=$(dirname "$0")/../../examples
-serve "$simulator" serve --timeout 60000 --config "$examples/demo.xml" --script "$examples/demo.sim"
+serve "$simulator" serve --timeout 60000 --config "$examples/demo.xml" \
+    --script <(sed 's/^restart 300$/restart 200/' "$examples/demo.sim")
 options=(--record "$work/all.json")
 tap example_plugin
 options=()
@@ -141,7 +161,8 @@ says '> publish /system/hostname add: error 22 (A host name has 64 characters at
 # An ordinary user stays who he is, with no rights beside his own.
 user=(unshare --user --map-user=1000 --map-group=1000)
 if "${user[@]}" true 2>/dev/null; then
-    serve "$simulator" serve --timeout 60000 --script <(echo wait active one)
+    serve "$simulator" serve --timeout 60000 \
+        --script <(printf '%s\n' 'wait active one' 'kickoff one' 'expect ok')
     tap_as "${user[@]}" -- bash -c 'grep -E "^(Uid|CapEff):" /proc/self/status
         exec test_plugin one 1'
     ends 0
@@ -182,6 +203,14 @@ says '< activate: ok' 'the daemon hung up' 'a connection is refused' 'the daemon
 tap sleep 1000
 until [[ -n $(ls "$TMPDIR") ]]; do :; done
 kill -KILL "$(pgrep -P $tap)"
+until [[ -z $(ls "$TMPDIR") ]]; do :; done
+wait $tap || true
+
+# Nor when all of its process group is.
+setsid "$simulator" tap -- sleep 1000 >"$work/tap" 2>&1 </dev/null &
+tap=$!
+until grep -q 'not there yet' "$work/tap"; do :; done
+kill -KILL -- -$tap
 until [[ -z $(ls "$TMPDIR") ]]; do :; done
 wait $tap || true
 

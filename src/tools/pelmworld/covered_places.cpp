@@ -69,15 +69,15 @@ int carry_out(const order& what) {
     _exit(0);
 }
 
-int namespace_of(pid_t process, const char* kind) {
-    const std::string path = "/proc/" + std::to_string(process) + "/ns/" + kind;
-    return open(path.c_str(), O_RDONLY | O_CLOEXEC);
+int open_of(pid_t process, const std::string& what, int flags) {
+    const std::string path = "/proc/" + std::to_string(process) + "/" + what;
+    return open(path.c_str(), flags | O_CLOEXEC);
 }
 
 } // namespace
 
 covered_places::~covered_places() {
-    for (const int each : {control_, user_, mounts_})
+    for (const int each : {control_, user_, mounts_, root_, here_})
         if (each >= 0)
             close(each);
     if (keeper_ > 0)
@@ -91,6 +91,7 @@ std::string covered_places::make(const std::string& directory) {
     keeper_ = fork();
     if (keeper_ == 0) {
         close(ends[0]);
+        (void)setpgid(0, 0); // what ends all that a terminal runs is not to keep it from its work
         keep(ends[1], directory);
     }
     close(ends[1]);
@@ -102,9 +103,11 @@ std::string covered_places::make(const std::string& directory) {
     if (problem[0] != '\0')
         return problem;
     if (!are_same("/proc/self/ns/user", ("/proc/" + std::to_string(keeper_) + "/ns/user").c_str()))
-        user_ = namespace_of(keeper_, "user");
-    mounts_ = namespace_of(keeper_, "mnt");
-    return mounts_ < 0 ? failed("cannot see a mount namespace") : "";
+        user_ = open_of(keeper_, "ns/user", O_RDONLY);
+    mounts_ = open_of(keeper_, "ns/mnt", O_RDONLY);
+    root_ = open_of(keeper_, "root", O_PATH | O_DIRECTORY);
+    here_ = open_of(keeper_, "cwd", O_PATH | O_DIRECTORY);
+    return mounts_ < 0 || root_ < 0 || here_ < 0 ? failed("cannot see a mount namespace") : "";
 }
 
 int covered_places::cover(const std::string& place, const std::string& by) const {
@@ -127,10 +130,8 @@ int covered_places::ask(bool cover, const std::string& place, const std::string&
 }
 
 bool covered_places::enter() const {
-    std::error_code unknown;
-    const fs::path here = fs::current_path(unknown);
     return (user_ < 0 || setns(user_, CLONE_NEWUSER) == 0) && setns(mounts_, CLONE_NEWNS) == 0 &&
-           (unknown || chdir(here.c_str()) == 0);
+           fchdir(root_) == 0 && chroot(".") == 0 && fchdir(here_) == 0;
 }
 
 } // namespace pelm

@@ -25,8 +25,8 @@ public:
     [[nodiscard]] int cover(const std::string& place, const std::string& by) const;
     [[nodiscard]] int uncover(const std::string& place) const;
 
-    // Moves the calling process there, which has one thread, in the directory that it works in. False
-    // when it cannot be done, and the reason is in errno.
+    // Moves the calling process there, which has one thread, with the root and in the directory that
+    // make() was called with. False when it cannot be done, and the reason is in errno.
     [[nodiscard]] bool enter() const;
 
 private:
@@ -36,6 +36,8 @@ private:
     int control_ = -1;
     int user_ = -1; // its namespaces; none when it is the present one
     int mounts_ = -1;
+    int root_ = -1; // its directories
+    int here_ = -1;
 };
 
 } // namespace pelm
