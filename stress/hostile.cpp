@@ -100,8 +100,8 @@ string any_element(std::mt19937& random, int depth) {
     static const char* const names[] = {"type", "session-id", "callback", "info",
                                         "path", "filter",     "oper-type"};
     static const char* const values[] = {
-        "",  "-1", "0",    "2",    "4",      "99",      "4294967297", "18446744073709551616",
-        "x", " 1", "%s%n", "&lt;", "config", "operate", "status",     "/c"};
+        "",  "-1",   "0",    "2",      "4",       "99",     "4294967297", "18446744073709551616",
+        "x", "%s%n", "&lt;", "config", "operate", "status", "/c"};
     string result;
     for (auto left = random() % 6; left > 0; --left) {
         const string name = names[random() % std::size(names)];
@@ -118,8 +118,10 @@ string any_element(std::mt19937& random, int depth) {
 void odd_requests(line& to) {
     static const char* const methods[] = {"publish", "subscribe", "register", "", "%n%s", "x"};
     std::mt19937 random(3);
-    for (int i = 0; i < 3000; ++i)
-        to.send(request_text(methods[random() % std::size(methods)], any_element(random, 2), 0));
+    for (int i = 0; i < 3000; ++i) {
+        const char* const method = methods[random() % std::size(methods)];
+        to.send(request_text(method, any_element(random, 2), 0));
+    }
 }
 
 // A frame whose body never comes takes in all that is sent behind it.

@@ -35,7 +35,7 @@ void pull() {
 
 int change(int, int oper, int, int, const char* path) {
     ++ours->callbacks;
-    note(std::strcmp(path, "/c[k=x]") == 0);
+    note(path != nullptr && std::strcmp(path, "/c[k=x]") == 0);
     pull();
     if ((oper & CONFIG_OP_RM) == 0)
         return 0;
@@ -156,7 +156,7 @@ long plugin_process::descriptors() const {
 
 long plugin_process::mappings() const {
     std::ifstream maps("/proc/" + std::to_string(pid_) + "/maps");
-    return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+    return static_cast<long>(std::count(std::istreambuf_iterator<char>(maps), {}, '\n'));
 }
 
 void let_register(line& to) {
