@@ -113,6 +113,8 @@ reply agent::create_session(const xmlNode* operation) {
         return rpc_error("application", "missing-element", "There is no username.");
     if (child_text(operation, "username").size() > longest_name)
         return rpc_error("application", "invalid-value", "The username is too long.");
+    if (child_text(operation, "agent-ppid").size() > longest_name)
+        return rpc_error("application", "invalid-value", "The agent-ppid is too long.");
     user_ = child_text(operation, "username");
     parent_pid_ = child_text(operation, "agent-ppid");
     session_ = owner_.next_session();
