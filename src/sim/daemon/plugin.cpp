@@ -14,9 +14,10 @@ namespace pelmsim {
 namespace {
 
 constexpr u32_t last_message_id = 65535;
-constexpr u32_t far_off = 32768;            // of an id that nobody will use soon
-constexpr milliseconds most_to_read{1000};  // before the next request goes out all the same
-constexpr milliseconds most_kept_back{200}; // of an answer, for a request to go out with it
+constexpr std::size_t longest_subject = 1000; // that is kept; a peer may send ten millions
+constexpr u32_t far_off = 32768;              // of an id that nobody will use soon
+constexpr milliseconds most_to_read{1000};    // before the next request goes out all the same
+constexpr milliseconds most_kept_back{200};   // of an answer, for a request to go out with it
 
 u32_t behind(u32_t id, u32_t count) { return (id + count - 1) % last_message_id + 1; }
 
@@ -185,7 +186,8 @@ void plugin::on_request(xmlNode* rpc) {
                        .result = answer ? &answer->result : nullptr,
                        .body = params};
     const moment now = owner_.loop().now();
-    last_asked_ = {subject_of(served), now, !answer || is_wrong(planted), now};
+    last_asked_ = {subject_of(served).substr(0, longest_subject), now, !answer || is_wrong(planted),
+                   now};
     events().report(served);
     if (!answer)
         return;
