@@ -192,7 +192,7 @@ void plugin::on_request(xmlNode* rpc) {
     if (!answer)
         return;
     const unique_node message(plugin_build_reply_message(
-        answer->body.release(), behind(id, is_wrong(planted) ? far_off : 0)));
+        answer->body.release(), is_wrong(planted) ? behind(id, far_off) : id));
     give_answer(message.get(), id, planted);
 }
 
