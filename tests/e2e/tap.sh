@@ -38,6 +38,7 @@ tap_as() {
         shift
     done
     user+=("$simulator" tap "${options[@]}")
+    : >"$work/tap" # what the one before said is not waited for
     timeout --foreground 100 "${user[@]}" "$@" >"$work/tap" 2>&1 </dev/null &
     tap=$!
 }
@@ -207,6 +208,7 @@ until [[ -z $(ls "$TMPDIR") ]]; do :; done
 wait $tap || true
 
 # Nor when all of its process group is.
+: >"$work/tap"
 setsid "$simulator" tap -- sleep 1000 >"$work/tap" 2>&1 </dev/null &
 tap=$!
 until grep -q 'not there yet' "$work/tap"; do :; done
