@@ -3,6 +3,7 @@
 #include "check.h"
 #include "conf_misc.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
@@ -29,10 +30,11 @@ conf_cli_info_t client(int key) {
 
 // Whether the table gives back what was put there for the key.
 bool holds(int key) {
-    conf_cli_info_t expected = client(key), found;
-    expected.valid = 1;
-    return conf_get_client_info(key, &found) == 0 &&
-           std::memcmp(&found, &expected, sizeof found) == 0;
+    const conf_cli_info_t expected = client(key);
+    conf_cli_info_t found;
+    return conf_get_client_info(key, &found) == 0 && found.valid == 1 &&
+           found.sshd_pid == expected.sshd_pid && found.cli_port == expected.cli_port &&
+           std::ranges::equal(found.addr_buf, expected.addr_buf);
 }
 
 // Stores, finds and drops an entry, over and over, until it is killed. What one that was killed has left

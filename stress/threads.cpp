@@ -58,6 +58,7 @@ void threads(long rounds) {
     long came = 0;
     std::thread reader([&] { came = drain(notifier.get(), is_over); });
     std::vector<std::thread> writers;
+    writers.reserve(workers);
     for (int worker = 0; worker < workers; ++worker)
         writers.emplace_back([&, worker] { sent += work(worker, rounds); });
     for (std::thread& each : writers)
