@@ -125,6 +125,18 @@ TEST_F(Ownership, GivesTheCallerNodesThatLeanOnNothing) {
     }
 }
 
+TEST_F(Ownership, EndsForAnErrorsTextWithTheNextOneAndWithTheContext) {
+    econf_plugin_close();
+    const block_watch watch;
+    start();
+    econf_plugin_error(1, "one");
+    const int with_text = watch.kept();
+    econf_plugin_error(2, "two");
+    EXPECT_EQ(watch.kept(), with_text);
+    econf_plugin_close();
+    EXPECT_EQ(watch.kept(), 0);
+}
+
 TEST_F(Ownership, EndsForTheParserWithTheContext) {
     const auto blocks = [] {
         const block_watch watch;
