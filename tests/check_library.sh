@@ -2,7 +2,9 @@
 # Checks a built shared library against what is written down about it:
 #   check_library.sh exports NM LIBRARY LIST          it shows the names in LIST, sorted
 #   check_library.sh needed READELF LIBRARY NAME...   it needs no other libraries than those named
-#   check_library.sh messages STRINGS LIBRARY PAGE    it can write the messages that PAGE explains
+#   check_library.sh messages OBJCOPY LIBRARY PAGE [crowded]
+#                                                     it can write the messages that PAGE explains, and
+#                                                     no others but those that a sanitizer has put in
 set -euo pipefail
 export LC_ALL=C
 
@@ -21,12 +23,22 @@ needed)
     [[ -z $surplus ]] || { echo "$library needs more than it may:" "$surplus" && exit 1; }
     ;;
 messages)
+    # Only read-only data: elsewhere are the names of types. What is no message there is the command
+    # that deletes the log.
+    texts=$(mktemp)
+    trap 'rm "$texts"' EXIT
+    "$tool" -O binary --only-section=.rodata "$library" "$texts"
     # Each string becomes a pattern in which a value may be anything, if there are words beside it.
-    patterns=$("$tool" "$library" | sed -e 's/%[-.0-9*l]*[a-z]/\x01/g' -e 's/[][\.*^$]/\\&/g' -e 's/\x01/.*/g' |
-        grep '[a-z]\{4\}.* \| .*[a-z]\{4\}')
+    patterns=$(strings "$texts" | grep -v 'rm /var/log' | sort -u |
+        sed -e 's/%[-.0-9*l]*[a-z]/\x01/g' -e 's/[][\.*^$]/\\&/g' -e 's/\x01/.*/g' |
+        grep -i '[a-z]\{4\}.* \| .*[a-z]\{4\}')
     # shellcheck disable=SC2016 # nothing is to expand
+    marks=$(grep -o '`[^`]*`' "$1" | tr -d '`') # a part of a text is explained beside it
+    # shellcheck disable=SC2016
     explained=$(sed -n 's/^|\(\( `[^`]*`\)\+\) |.*/\1/p' "$1" | grep -o '`[^`]*`' | tr -d '`')
     unknown=$(grep -vxf <(echo "$patterns") <<<"$explained" || true)
     [[ -z $unknown ]] || { echo "$1 explains what $library never says:" "$unknown" && exit 1; }
+    missing=$(while IFS= read -r text; do grep -qx -- "$text" <<<"$marks" || echo "$text"; done <<<"$patterns")
+    [[ ${2:-} == crowded || -z $missing ]] || { echo "$1 does not explain what $library says:" "$missing" && exit 1; }
     ;;
 esac
