@@ -79,9 +79,10 @@ TEST(Message, IsWipedAndFreedWhenAPartIsMissing) {
 TEST(Message, IsCutOffTheFrontAndItsErrorsReachTheHost) {
     int errors = 0;
     xmlSetStructuredErrorFunc(&errors, [](void* count, auto*) { ++*static_cast<int*>(count); });
-    std::string nested;
-    for (int depth = 0; depth < 3000; ++depth)
-        nested.insert(0, "<a>").append("</a>");
+    std::string nested = "<a/>", deeper;
+    for (int depth = 1; depth < 256; ++depth)
+        nested = "<a>" + nested + "</a>";
+    deeper = "<a><a>" + nested + "</a></a>";
     const std::pair<std::string, std::string> cases[] = {
         {"<a> <b> x </b>\n</a>", "<a><b> x </b></a>"},
         {"<n:a/>", "<n:a/>"}, // with an error that does not matter
@@ -92,7 +93,8 @@ TEST(Message, IsCutOffTheFrontAndItsErrorsReachTheHost) {
         {"<a>\xFF</a>", ""},
         {"<?xml version='1.0' encoding='ISO-8859-1'?><a>\xE9</a>", ""},
         {"<a>&e;</a>", ""},
-        {nested, ""}};
+        {nested, nested},
+        {deeper, ""}};
     for (const auto& [body, expected] : traced(cases)) {
         buffer from("junk" + frame_of(body).substr(4) + frame_of("<next/>", 2));
         EXPECT_EQ(dump(unique_node{plugin_parse_message(&from.handle)}.get()), expected);

@@ -48,7 +48,24 @@ TEST_F(Notifying, SaysWhatIsMissingAndWhyTheSystemRefuses) {
 }
 
 TEST_F(Notifying, FailsAtOnceWhenTheQueueIsFullIfToldSo) {
+    int queued = 0;
     while (conf_notify_nonblock(name, data) == 0)
-        continue;
+        ++queued;
     EXPECT_TRUE(log().ends_with("(Resource temporarily unavailable)."));
+    int most = 0;
+    std::ifstream("/proc/sys/net/unix/max_dgram_qlen") >> most;
+    EXPECT_EQ(queued, most + 1);
+}
+
+// The kernel charges a datagram to the sender's buffer, whatever the receiver has asked for.
+TEST_F(Notifying, TakesAsMuchAsTheSendersBufferHolds) {
+    int room = 0;
+    socklen_t size = sizeof room;
+    const conf::unique_fd sender{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    EXPECT_EQ(getsockopt(sender.get(), SOL_SOCKET, SO_SNDBUF, &room, &size), 0);
+    std::string longest(static_cast<std::size_t>(room) - 32 - 1, 'x'); // and the zero byte
+    EXPECT_EQ(conf_notify(name, longest.data()), 0);
+    longest += 'x';
+    EXPECT_EQ(conf_notify(name, longest.data()), -1);
+    EXPECT_EQ(log(), "Send notification alarm failed failed(Message too long).");
 }
