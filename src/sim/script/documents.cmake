@@ -1,6 +1,6 @@
 # The documents that "explain" looks things up in become a function that hands out their texts.
 set(embedded "#include \"script/documents.h\"\n\nstd::vector<pelmsim::document> pelmsim::all_documents() {\n    return {\n")
-foreach(name messages.md pelmsim.md faults.md tutorial.md testing.md journal.md recording.md compatibility.md security.md tap.md)
+foreach(name messages.md guide.md limits.md protocol.md pelmsim.md faults.md tutorial.md testing.md journal.md recording.md compatibility.md security.md tap.md)
   set(file ${PROJECT_SOURCE_DIR}/docs/${name})
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
   file(READ ${file} text)
