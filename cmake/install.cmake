@@ -46,4 +46,13 @@ endif()
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
         FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.py PATTERN *.sim PATTERN demo.xml)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(FILES docs/man/pelmconf.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT development)
+if(PELM_TOOLS)
+  install(FILES docs/man/pelmsim.1 docs/man/pelmworld.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES docs/man/pelmd.conf.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tools)
+  install(FILES src/tools/pelmsim/completion/pelmsim.bash RENAME pelmsim
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES src/tools/pelmsim/completion/_pelmsim
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
+endif()
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development PATTERN man EXCLUDE)
