@@ -55,4 +55,5 @@ if(PELM_TOOLS)
   install(FILES src/tools/pelmsim/completion/_pelmsim
           DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
 endif()
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development PATTERN man EXCLUDE)
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development 
+        PATTERN man EXCLUDE PATTERN site EXCLUDE)

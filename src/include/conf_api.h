@@ -99,27 +99,27 @@ typedef struct _econf_config_cb_info {
     const char* path; /**< an ampersand in it begins an entity reference: write "&amp;"; a bare one
                            leaves the path that is announced empty */
     int priority;     /**< handed back with every change; the daemon serves in this order */
-    econf_config_cb_t callback;
+    econf_config_cb_t callback; /**< is told of changes */
 } econf_config_cb_info_t;
 
 /** A status that is published; an array of these ends at the first null path. */
 typedef struct _econf_status_cb_info {
-    const char* path; /**< as in econf_config_cb_info_t */
-    econf_status_cb_t callback;
+    const char* path;           /**< as in econf_config_cb_info_t */
+    econf_status_cb_t callback; /**< is asked for it */
 } econf_status_cb_info_t;
 
 /** An operation that is served; an array of these ends at the first null path. */
 typedef struct _econf_operate_cb_info {
-    char* path; /**< as in econf_config_cb_info_t */
-    econf_operate_cb_t callback;
+    char* path;                  /**< as in econf_config_cb_info_t */
+    econf_operate_cb_t callback; /**< carries it out */
 } econf_operate_cb_info_t;
 
 /** What a plugin registers. Any member may be null. */
 typedef struct _econf_plugin_subpub_info {
-    econf_config_cb_info_t* config_cbs;
-    econf_status_cb_info_t* status_cbs;
-    econf_operate_cb_info_t* operate_cbs;
-    void (*kick_off)(void); /**< called when the daemon sends "kickoff" */
+    econf_config_cb_info_t* config_cbs;   /**< subscriptions */
+    econf_status_cb_info_t* status_cbs;   /**< what it tells the status of */
+    econf_operate_cb_info_t* operate_cbs; /**< operations */
+    void (*kick_off)(void);               /**< called when the daemon sends "kickoff" */
 } econf_plugin_subpub_info_t;
 
 /**
@@ -291,15 +291,14 @@ CONF_API char* plugin_path_data2std(const char* data_path);
  */
 CONF_API char* plugin_path_std2db(const char* data_path);
 
-/* The older API. Its handle is never read: all calls act on the process's one plugin. */
-
+/** The handle of the older API. It is never read: all calls act on the process's one plugin. */
 typedef struct _conf_context {
-    int stub;
+    int stub; /**< nobody's */
 } conf_context_t;
 
 /** A value: a "data" element, or null. */
 typedef struct _conf_val_t {
-    xmlNode* data;
+    xmlNode* data; /**< its children are what stands at the path */
 } conf_val_t;
 
 /** As econf_config_cb_t, less the session. */
@@ -313,29 +312,32 @@ typedef int (*conf_status_cb_t)(char* path, char* filter, xmlNode** status);
  */
 typedef int (*conf_operate_cb_t)(xmlNode* input, xmlNode** output);
 
+/** As econf_config_cb_info_t. */
 typedef struct _config_callback {
-    char* path;
-    int priority;
-    conf_config_cb_t config_cb;
+    char* path;                 /**< null ends the array */
+    int priority;               /**< handed back with every change */
+    conf_config_cb_t config_cb; /**< is told of changes */
 } config_callback_t;
 
+/** As econf_status_cb_info_t. */
 typedef struct _status_callback {
-    char* path;
-    conf_status_cb_t status_cb;
+    char* path;                 /**< null ends the array */
+    conf_status_cb_t status_cb; /**< is asked for the status */
 } status_callback_t;
 
+/** As econf_operate_cb_info_t. */
 typedef struct _rpc_callback {
-    char* rpc_name;
-    conf_operate_cb_t rpc_cb;
+    char* rpc_name;           /**< the operation's path; null ends the array */
+    conf_operate_cb_t rpc_cb; /**< carries it out */
 } rpc_callback_t;
 
 /** Arrays end at the first null path or name; any member may be null. */
 typedef struct _conf_plugin_info {
-    config_callback_t* config_cbs;
-    status_callback_t* status_cbs;
-    rpc_callback_t* rpc_cbs;
-    void (*kickoff)(void);
-    void (*uninstall)(char*); /**< never called */
+    config_callback_t* config_cbs; /**< subscriptions */
+    status_callback_t* status_cbs; /**< what it tells the status of */
+    rpc_callback_t* rpc_cbs;       /**< operations */
+    void (*kickoff)(void);         /**< called when the daemon sends "kickoff" */
+    void (*uninstall)(char*);      /**< never called */
 } conf_plugin_info_t;
 
 /** Configuration callbacks that failed during a recovery (CONFIG_OP_CFGR); never reset. */

@@ -17,6 +17,7 @@ extern "C" {
 #endif
 
 CONF_FLEXIBLE_BEGIN
+/** Bytes that grow, behind a handle. */
 typedef struct _conf_buffer {
     int total;  /**< bytes in buf: the mapping's length less these two counters */
     int used;   /**< bytes of content; less than total after an insert or append */

@@ -15,6 +15,7 @@
 extern "C" {
 #endif
 
+/** How much a line matters; as a threshold, the last that is written. */
 enum _conf_dbg_level {
     DBG_NULL = 0,
     DBG_CRIT = 1,

@@ -20,13 +20,13 @@ extern "C" {
     _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wpedantic\"")
 #define CONF_FLEXIBLE_END _Pragma("GCC diagnostic pop")
 #else
-#define CONF_FLEXIBLE_BEGIN
-#define CONF_FLEXIBLE_END
+#define CONF_FLEXIBLE_BEGIN /**< before a structure that ends with an array of any length */
+#define CONF_FLEXIBLE_END   /**< behind it */
 #endif
 
-typedef uint8_t u8_t;
-typedef uint16_t u16_t;
-typedef uint32_t u32_t;
+typedef uint8_t u8_t;   /**< 8 bits without a sign */
+typedef uint16_t u16_t; /**< 16 bits without a sign */
+typedef uint32_t u32_t; /**< 32 bits without a sign */
 
 /**
  * A truth value of 4 bytes in both languages.

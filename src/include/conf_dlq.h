@@ -18,12 +18,14 @@
 extern "C" {
 #endif
 
+/** What makes a structure one that can be queued. */
 typedef struct _conf_dlq_node {
     void* list;                  /**< the list that holds the node; null when in none */
     struct _conf_dlq_node* prev; /**< the node before; null for the first */
     struct _conf_dlq_node* next; /**< the node behind; null for the last */
 } conf_dlq_node_t;
 
+/** A queue. */
 typedef struct _conf_dlq_list {
     u32_t num;             /**< nodes in the list */
     conf_dlq_node_t* head; /**< first node, null when empty */

@@ -23,6 +23,7 @@ typedef struct _conf_hash_node {
 } conf_hash_node_t;
 
 CONF_FLEXIBLE_BEGIN
+/** Chains of entries, behind a handle. */
 typedef struct _conf_hash_tbl {
     u32_t num;                 /**< buckets; never 0 */
     u32_t seed;                /**< multiplier of the string hash, chosen from num */

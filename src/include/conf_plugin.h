@@ -24,16 +24,16 @@ typedef int (*econf_subpub_cb_t)(int);
 /** A plugin that is a process of its own. The field order is fixed; slot kinds live elsewhere. */
 CONF_FLEXIBLE_BEGIN
 typedef struct _conf_plugin_context {
-    int version; /**< 2, or 1 for a plugin of the older API */
-    char* name;
-    u32_t bit_activate : 1; /**< 1 while active */
-    int sock;               /**< the connection, -1 when none */
-    u16_t rpc_id;           /**< id of the next request; 1 to 65535 */
-    int err_code;           /**< error for the next answer; 0 for none */
-    char* err_msg;          /**< its text: null, a fixed default, or an owned string */
-    u32_t send_pos;         /**< bytes of the first frame in send_buf already written */
-    conf_buffer_t* recv_buf;
-    conf_buffer_t* send_buf;
+    int version;             /**< 2, or 1 for a plugin of the older API */
+    char* name;              /**< its own copy */
+    u32_t bit_activate : 1;  /**< 1 while active */
+    int sock;                /**< the connection, -1 when none */
+    u16_t rpc_id;            /**< id of the next request; 1 to 65535 */
+    int err_code;            /**< error for the next answer; 0 for none */
+    char* err_msg;           /**< its text: null, a fixed default, or an owned string */
+    u32_t send_pos;          /**< bytes of the first frame in send_buf already written */
+    conf_buffer_t* recv_buf; /**< what came and was not served yet */
+    conf_buffer_t* send_buf; /**< frames to be sent */
     u32_t cbs_nums;          /**< slots in use, slot 0 included */
     econf_subpub_cb_t cbs[]; /**< slot 0: kick-off; then the callbacks in order */
 } conf_plugin_context_t;
@@ -41,15 +41,22 @@ CONF_FLEXIBLE_END
 
 /** The hooks of a plugin that runs inside the daemon; any may be null. None may throw. */
 typedef struct _pelmd_plugin_callback {
-    /* For these two, what the pointer leads to is null when they are called. What they store there
-       becomes the caller's: new nodes. */
+    /** For econf_plugin_locate(). What position leads to is null when it is called; what is stored
+     *  there becomes the caller's: new nodes. */
     int (*conf_plugin_locate)(bool_t old_flag, const char* path, xmlNode** position);
+    /** For econf_plugin_pull(), as conf_plugin_locate. */
     int (*conf_plugin_pull)(bool_t old_flag, const char* path, xmlNode** result);
+    /** For econf_plugin_push(). */
     int (*conf_plugin_push)(const char* path, xmlNode* data);
+    /** For econf_plugin_config_deployment(). */
     int (*conf_plugin_config_deployment)(const char* path, int oper, xmlNode* data);
+    /** For econf_plugin_save_deployment(). */
     int (*conf_plugin_save_deployment)(void);
+    /** For econf_plugin_copy_running_to_deployment(). */
     int (*conf_plugin_copy_running_to_deployment)(int override);
+    /** For econf_plugin_error(). */
     void (*conf_plugin_error)(int err_code, const char* err_msg);
+    /** For conf_send_reply(). */
     int (*conf_plugin_reply)(int session_id, xmlNode* rpc, xmlNode* data);
 } pelmd_plugin_callback_t;
 
@@ -149,9 +156,11 @@ CONF_API int plugin_get_reply_errcode(xmlNode* error);
 /** @return the text of the first "message" of an "error", the tree's own; null when there is none */
 CONF_API const char* plugin_get_reply_errmsg(xmlNode* error);
 
-/* The paths of the daemon's sockets: defaults until conf_load_config() finds others. */
+/** The path of the agents' socket: a default until conf_load_config() finds another. */
 CONF_API extern char g_conf_agent_socket[256];
+/** The path of the plugins' socket, likewise. */
 CONF_API extern char g_conf_plugin_socket[256];
+/** The path of the socket for notifications, likewise. */
 CONF_API extern char g_conf_notifier_socket[256];
 
 /**

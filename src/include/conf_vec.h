@@ -14,11 +14,13 @@
 extern "C" {
 #endif
 
+/** A slot. */
 typedef struct _conf_vec_node {
     void* data; /**< the element, or null for an empty slot */
 } conf_vec_node_t;
 
 CONF_FLEXIBLE_BEGIN
+/** Slots, behind a handle. */
 typedef struct _conf_vec {
     u32_t size;            /**< slots: the capacity, not the number of elements */
     conf_vec_node_t vec[]; /**< the slots */
