@@ -5,7 +5,6 @@
 #include "support/test.h"
 
 #include <grp.h>
-#include <pwd.h>
 
 namespace {
 
@@ -50,24 +49,6 @@ TEST_F(Agent, ExchangesBytesWithTheDaemon) {
     conf_agent_exit(dup2(standard_input.get(), 0));
     EXPECT_EQ(fcntl(0, F_GETFD), -1);
     dup2(standard_input.get(), 0);
-}
-
-TEST_F(Agent, BuildsOneRequestBehindTheOther) {
-    const std::string root = "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" xmlns:";
-    const std::string own = root + "pelmd=\"com:vantrel:netconf:private:zerin:device:pelmd\" ";
-    const std::string session =
-        text("message-id=\"-2\"><pelmd:create-session><pelmd:username>%s</pelmd:username>"
-             "<pelmd:agent-ppid>%d</pelmd:agent-ppid></pelmd:create-session></rpc>",
-             getpwuid(getuid())->pw_name, getppid());
-    const std::string subscription =
-        root + "ntf=\"urn:ietf:params:xml:ns:netconf:notification:1.0\" "
-               "message-id=\"subscribeNotification_1\"><ntf:create-subscription/></rpc>";
-    EXPECT_EQ(conf_agent_build_session(&requests_, -2), 0);
-    EXPECT_EQ(conf_agent_build_notify_rpc(&requests_, 7), 0);
-    EXPECT_EQ(conf_agent_build_capability(&requests_, 70000), 0);
-    EXPECT_EQ(requests(), frame_of(own + session, 0xFFFE) + frame_of(subscription, 7) +
-                              frame_of(own + "message-id=\"70000\"><pelmd:get-capability/></rpc>",
-                                       70000 - 65536));
 }
 
 TEST_F(Agent, SaysThatThereIsNoRoomForAHeader) {
