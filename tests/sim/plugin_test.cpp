@@ -25,6 +25,7 @@ protected:
     event_loop& loop() override { return loop_; }
     bool is_taken(const std::string&) const override { return false; }
     void has_registered(const std::string&) override {}
+    std::size_t weight_of_all_paths() const override { return 0; }
     bool joins_requests() const override { return false; }
     bool is_debugged(pid_t) override { return false; }
     std::optional<reply> serve(plugin&, const std::string&, const xmlNode*,

@@ -33,6 +33,8 @@ milliseconds hold_up_of(const std::optional<fault>& planted) {
 
 } // namespace
 
+    for (const registration& each : registrations_)
+        weight_of_paths_ += each.path.weight();
 peer plugin::who() const { return {role::plugin, name_, pid(), !name_.empty()}; }
 
 void plugin::register_as(const std::string& name, std::vector<registration> registrations) {

@@ -22,6 +22,7 @@ public:
     virtual event_loop& loop() = 0;
     virtual bool is_taken(const std::string& name) const = 0;
     virtual void has_registered(const std::string& name) = 0;
+    virtual std::size_t weight_of_all_paths() const = 0; // that are registered
 
     // Whether a request is to arrive in the same read as the answer before it; otherwise it never does.
     virtual bool joins_requests() const = 0;
@@ -72,6 +73,8 @@ public:
     }
     void register_as(const std::string& name, std::vector<registration> registrations);
     void activate(bool active) { active_ = active; }
+    std::size_t weight_of_paths() const { return weight_of_paths_; }
+    std::size_t weight_of_all_paths() const { return owner_.weight_of_all_paths(); }
 
     // How often something went wrong with it on purpose.
     std::size_t faults() const { return faults_; }
@@ -106,6 +109,7 @@ private:
     void on_answer(unique_node answer);
 
     plugin_owner& owner_;
+    std::size_t weight_of_paths_ = 0;
     std::string name_;
     bool active_ = false;
     std::vector<registration> registrations_;

@@ -17,4 +17,11 @@ std::shared_ptr<plugin> plugin_table::find(const std::string& name) const {
     return found == all().end() ? nullptr : *found;
 }
 
+std::size_t plugin_table::weight_of_all_paths() const {
+    std::size_t sum = 0;
+    for (const auto& each : all())
+        sum += each->weight_of_paths();
+    return sum;
+}
+
 } // namespace pelmsim

@@ -44,6 +44,7 @@ private:
         if (names_.size() < most_names)
             names_.insert(name);
     }
+    std::size_t weight_of_all_paths() const override;
     std::optional<reply> serve(plugin& from, const std::string& method, const xmlNode* params,
                                const arranged_answer* instead) override {
         return handler_.serve(from, method, params, instead);

@@ -13,7 +13,10 @@ data_path path_in(const xmlNode* params) { return data_path(child_text(params, "
 
 // What plugins have added to a configuration, and what they have registered, stays.
 constexpr std::size_t most_configured = std::size_t{64} * 1024 * 1024;
-constexpr std::size_t most_paths = 4096;
+constexpr std::size_t most_keys = std::size_t{16} * 1024 * 1024;
+constexpr std::size_t most_paths = 4096; // of one plugin
+constexpr std::size_t most_of_paths = std::size_t{4} * 1024 * 1024;
+constexpr std::size_t most_of_all_paths = 16 * most_of_paths;
 
 unique_nodes data_in(const xmlNode* params, const tree& joins) {
     const xmlNode* const data = find_child(params, "data");
@@ -34,7 +37,7 @@ registration read_entry(serves kind, const xmlNode* entry) {
             static_cast<u32_t>(std::strtoul(callback.c_str(), nullptr, 10))};
 }
 
-std::vector<registration> read_entries(const xmlNode* params) {
+std::vector<registration> read_entries(const xmlNode* params, std::size_t room) {
     static constexpr struct {
         const char* section;
         serves kind;
@@ -42,10 +45,18 @@ std::vector<registration> read_entries(const xmlNode* params) {
                     {"status-publish", serves::status},
                     {"operate-subscribe", serves::operate}};
     std::vector<registration> entries;
-    for (const auto& [section, kind] : sections)
-        if (const xmlNode* const list = find_child(params, section); list != nullptr)
-            for (const xmlNode* entry : child_elements(list))
-                entries.push_back(read_entry(kind, entry));
+    for (const auto& [section, kind] : sections) {
+        const xmlNode* const list = find_child(params, section);
+        if (list == nullptr)
+            continue;
+        for (const xmlNode* entry : child_elements(list)) {
+            entries.push_back(read_entry(kind, entry));
+            const std::size_t weight = entries.back().path.weight();
+            if (entries.size() > most_paths || weight > room)
+                throw problem("The plugin registers too many paths.");
+            room -= weight;
+        }
+    }
     return entries;
 }
 
@@ -61,10 +72,8 @@ unique_node register_plugin(const request_context&, plugin& from, const xmlNode*
         throw problem("Plugin " + name + " is registered already.");
     if (name.size() > longest_name)
         throw problem("The plugin's name is too long.");
-    std::vector<registration> entries = read_entries(params);
-    if (entries.size() > most_paths)
-        throw problem("The plugin registers too many paths.");
-    from.register_as(name, std::move(entries));
+    const std::size_t left = most_of_all_paths - from.weight_of_all_paths();
+    from.register_as(name, read_entries(params, std::min(left, most_of_paths)));
     return done();
 }
 
@@ -99,8 +108,8 @@ unique_node push(const request_context& with, plugin&, const xmlNode* params) {
     const data_path path = path_in(params);
     tree changed = with.trees.current;
     changed.set(path, data_in(params, changed));
-    with.trees.keys.learn(path);
-    with.trees.keys.learn(changed);
+    with.trees.keys.learn(path, most_keys);
+    with.trees.keys.learn(changed, most_keys);
     with.trees.current = std::move(changed);
     return done();
 }

@@ -3,6 +3,7 @@
 
 #include "model/tree.h"
 
+#include <limits>
 #include <map>
 
 namespace pelmsim {
@@ -14,8 +15,9 @@ namespace pelmsim {
 // What was learnt stays, so that an entry keeps its path when its neighbours come and go.
 class key_book {
 public:
-    void learn(const data_path& path);
-    void learn(const tree& configuration);
+    // Throw problem when more bytes than so many would be known then.
+    void learn(const data_path& path, std::size_t most = unlimited);
+    void learn(const tree& configuration, std::size_t most = unlimited);
 
     std::vector<path_key> keys_of(const xmlNode* element) const;
 
@@ -23,9 +25,14 @@ public:
     data_path path_of(const data_path& notation, const xmlNode* element) const;
 
 private:
-    void learn(const xmlNode* parent, const std::string& parent_names);
+    static constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+    using key_names = std::vector<std::string>;
 
-    std::map<std::string, std::vector<std::string>> names_; // by the names of the path
+    void learn(const xmlNode* parent, std::string& names, std::size_t most);
+    void keep(const std::string& names, key_names keys, std::size_t most);
+
+    std::map<std::string, key_names> names_; // by the names of the path
+    std::size_t weight_ = 0;
 };
 
 struct difference {

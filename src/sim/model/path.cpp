@@ -10,6 +10,7 @@ namespace {
 
 // As deep as the parser takes trees, for they are copied and written by recursion.
 constexpr std::size_t most_steps = 256;
+constexpr std::size_t most_keys = 64; // of one step, for each is compared with each
 
 class path_reader {
 public:
@@ -68,6 +69,8 @@ private:
 
     void read_keys(std::vector<path_key>& keys) {
         do {
+            if (keys.size() == most_keys)
+                refuse("a step has more than " + std::to_string(most_keys) + " keys");
             ++at_;
             std::string name = read_until("=],");
             name.erase(0, name.find_first_not_of(' '));
@@ -160,6 +163,16 @@ std::string data_path::names() const {
     for (const path_step& step : steps)
         result += "/" + step.name;
     return result;
+}
+
+std::size_t data_path::weight() const {
+    std::size_t sum = sizeof *this;
+    for (const path_step& step : steps) {
+        sum += sizeof step + step.prefix.size() + step.name.size();
+        for (const path_key& key : step.keys)
+            sum += sizeof key + key.name.size() + key.value.size();
+    }
+    return sum;
 }
 
 bool data_path::is(const data_path& other) const {

@@ -35,6 +35,8 @@ public:
     std::string text() const;  // with every key value in double quotes
     std::string names() const; // the steps' names alone: /interfaces/interface/mtu
 
+    std::size_t weight() const; // about as many bytes as it takes
+
     // Whether other is the same path: all keys have to be, in whatever order.
     bool is(const data_path& other) const;
 

@@ -139,13 +139,21 @@ xmlNode* find_child(const xmlNode* parent, const char* name) {
 
 std::size_t weight_of(const xmlNode* first) {
     constexpr std::size_t bare = 120;
+    const auto length = [](const xmlChar* text) {
+        return text == nullptr ? 0 : std::strlen(reinterpret_cast<const char*>(text));
+    };
     std::size_t weight = 0;
     for (const xmlNode* node = first; node != nullptr; node = node->next) {
         weight += bare;
-        if (node->type == XML_ELEMENT_NODE)
-            weight += weight_of(node->children);
-        else if (node->content != nullptr)
-            weight += std::strlen(reinterpret_cast<const char*>(node->content));
+        if (node->type != XML_ELEMENT_NODE) {
+            weight += length(node->content);
+            continue;
+        }
+        weight += length(node->name) + weight_of(node->children);
+        for (const xmlAttr* each = node->properties; each != nullptr; each = each->next)
+            weight += bare + length(each->name) + weight_of(each->children);
+        for (const xmlNs* each = node->nsDef; each != nullptr; each = each->next)
+            weight += bare + length(each->href) + length(each->prefix);
     }
     return weight;
 }

@@ -13,15 +13,17 @@ namespace {
 struct entry {
     std::string table;
     std::size_t row;
-    std::string text; // its path, as it came
-    data_path path;   // "/" when that is none, for which the registration is refused
+    std::string text;   // its path, as it came
+    data_path path;     // "/" when that is none, for which the registration is refused
+    std::string normal; // the path's text, whatever quotes keys stand in; empty when that is "/"
 
     std::string place() const { return table + "[" + std::to_string(row) + "]"; }
 };
 
 using entries = std::vector<entry>;
 
-constexpr std::size_t most_looked_at = 512; // each is compared with each
+constexpr std::size_t most_looked_at = 512;     // each is compared with each
+constexpr std::size_t most_side_by_side = 4096; // elements, of which one may be meant
 
 data_path path_in(const std::string& text) {
     try {
@@ -48,7 +50,8 @@ entries read_entries(const xmlNode* params) {
             if (all.size() == most_looked_at)
                 return all;
             const std::string text = child_text(each, "path");
-            all.push_back({table, row++, text, path_in(text)});
+            const data_path path = path_in(text);
+            all.push_back({table, row++, text, path, path.steps.empty() ? "" : path.text()});
         }
     }
     return all;
@@ -90,6 +93,8 @@ std::optional<data_path> put_right(data_path path, const tree& configuration) {
         path_step& step = path.steps[index];
         step.keys.clear(); // of entries that may still come
         const elements below = all_below(here);
+        if (below.size() > most_side_by_side)
+            return std::nullopt;
         here = matching(path, index, below);
         if (!here.empty())
             continue;
@@ -118,10 +123,8 @@ std::optional<warning> has_no_slash(const entry& its, const entries&, const tree
                        its.text + "\""};
 }
 
-// Whatever quotes keys stand in.
 bool is_same(const entry& first, const entry& second) {
-    return first.text == second.text ||
-           (!first.path.steps.empty() && first.path.text() == second.path.text());
+    return first.text == second.text || (!first.normal.empty() && first.normal == second.normal);
 }
 
 std::optional<warning> is_there_before(const entry& its, const entries& all, const tree&) {
