@@ -92,8 +92,7 @@ void daemon::arrange(const std::string& method, std::optional<arranged_answer> a
 void daemon::go_down() {
     events_.report({.kind = event_kind::restart});
     close();
-    trees_.old = tree();
-    trees_.reload_deployment();
+    trees_.restart();
 }
 
 // Not before the frame's own line is hung up on, and what it came from is done.

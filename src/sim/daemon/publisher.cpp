@@ -77,6 +77,7 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     const publication_plan plan =
         plan_changes(subscribers_among(everybody), trees_.current, changed, trees_.keys);
     tree before = trees_.current;
+    const std::size_t restarts = trees_.restarts();
     tree standing_old = std::exchange(trees_.old, trees_.current);
     trees_.current = std::move(changed);
     if (plan.empty())
@@ -86,10 +87,16 @@ outcome publisher::change(const std::function<void(tree&)>& edit) {
     if (total.is_ok())
         return total;
     // From here on the tree that stands is the current one again, for those who pull.
-    trees_.old = std::exchange(trees_.current, std::move(before));
+    put_back_old(std::exchange(trees_.current, std::move(before)), restarts);
     total.shown += tell_all(everybody, plan_back(plan, told), false, told).shown;
-    trees_.old = std::move(standing_old);
+    put_back_old(std::move(standing_old), restarts);
     return total;
+}
+
+// Unless a restart has come between, over which none stays.
+void publisher::put_back_old(tree old, std::size_t restarts) {
+    if (trees_.restarts() == restarts)
+        trees_.old = std::move(old);
 }
 
 void publisher::recover() {
@@ -106,6 +113,7 @@ void publisher::recover() {
 }
 
 // All that it wants; it may want more meanwhile.
+    const std::size_t restarts = trees_.restarts();
 outcome publisher::recover(const std::shared_ptr<plugin>& who) {
     tree standing_old = std::exchange(trees_.old, tree()); // all of it is new to the plugin
     const plugin_list alone{who};
@@ -119,7 +127,7 @@ outcome publisher::recover(const std::shared_ptr<plugin>& who) {
         }
     std::size_t told = 0;
     outcome total = tell_all(alone, plan, false, told);
-    trees_.old = std::move(standing_old);
+    put_back_old(std::move(standing_old), restarts);
     return plan.empty() ? outcome::unheard("nothing stands at its paths") : total;
 }
 

@@ -46,6 +46,7 @@ private:
 
     std::optional<provider> provider_of(serves kind, const data_path& path) const;
     outcome recover(const std::shared_ptr<plugin>& who);
+    void put_back_old(tree old, std::size_t restarts);
     outcome tell(plugin& to, const publication& what) const;
     outcome tell_all(const plugin_list& everybody, const publication_plan& plan, bool until_refused,
                      std::size_t& told) const;

@@ -38,7 +38,13 @@ void store::deploy(const std::string& oper, const data_path& path, unique_nodes 
 
 void store::load_deployment(tree kept) {
     saved_ = std::move(kept);
-    reload_deployment();
+    deployment = saved_;
+}
+
+void store::restart() {
+    old = tree();
+    deployment = saved_;
+    ++restarts_;
 }
 
 void store::copy_to_deployment(bool replace) {

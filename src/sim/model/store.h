@@ -21,17 +21,20 @@ public:
     // Throw problem when what is to be added is there, or what is to be deleted is not.
     void deploy(const std::string& oper, const data_path& path, unique_nodes data);
 
-    // The deployment that stays over a restart: takes what there is, puts that back, or takes
-    // another one.
+    // The deployment that stays over a restart: takes what there is, or takes another one.
     void save_deployment() { saved_ = deployment; }
-    void reload_deployment() { deployment = saved_; }
     void load_deployment(tree kept);
+
+    // Loses what a daemon that restarts loses; and how often it has.
+    void restart();
+    std::size_t restarts() const { return restarts_; }
 
     // Copies the current configuration into the deployment: all of it, or what is missing there.
     void copy_to_deployment(bool replace);
 
 private:
     tree saved_;
+    std::size_t restarts_ = 0;
 };
 
 } // namespace pelmsim
