@@ -32,6 +32,8 @@ void process_watch::take(const event& what) {
         registrations_.clear(); // the next ones are to be expected
     if (what.who.is != role::plugin)
         return;
+    if (what.kind == event_kind::fault)
+        struck_.insert(what.who.pid);
     if (what.kind == event_kind::closed)
         closed(what);
     const bool is_asked = what.kind == event_kind::request && what.way == direction::from_peer;
@@ -73,6 +75,7 @@ void process_watch::went_active(const peer& who) {
 }
 
 void process_watch::closed(const event& what) {
+    struck_.erase(what.who.pid);
     const auto found = watched_.find(what.who.pid);
     if (found == watched_.end())
         return;
@@ -119,8 +122,8 @@ void process_watch::look_for_spin(state& each) {
     each.is_done = true;
 }
 
-// Another process that holds the plugin's connection, or 0. Only who has a child is looked at, for that
-// takes a look at all processes.
+// Another process that holds the plugin's connection, or 0. Only who has a child is looked at, for
+// that takes a look at all processes.
 pid_t process_watch::other_holder(pid_t pid) const {
     if (!has_children(pid))
         return 0;
@@ -130,8 +133,8 @@ pid_t process_watch::other_holder(pid_t pid) const {
     return 0;
 }
 
-// What is gone at two looks was not about to be read as a hang-up, and a child that is there at both is
-// not about to become another program.
+// What is gone at two looks was not about to be read as a hang-up, and a child that is there at both
+// is not about to become another program.
 void process_watch::look_for_child(state& each, bool is_gone) {
     const pid_t child = is_gone ? 0 : other_holder(each.who.pid);
     if (std::exchange(each.was_shared, child != 0) && child != 0)
@@ -154,7 +157,8 @@ void process_watch::look_at_inactive() {
 }
 
 void process_watch::look_at_inactive(const state& each, milliseconds limit) {
-    if (!each.has_asked_to_be_active && !each.was_gone && loop_.now() - each.since > limit &&
+    const bool is_hindered = each.was_gone || struck_.contains(each.who.pid);
+    if (!each.has_asked_to_be_active && !is_hindered && loop_.now() - each.since > limit &&
         read_process(each.who.pid).tracer == 0)
         found_(each.who, {cause::inactive, "",
                           "has registered, but does not go active, so it is told nothing: call "

@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <set>
 
 namespace pelmsim {
 
@@ -56,6 +57,7 @@ private:
     holders_of holders_;
     finder found_;
     std::map<pid_t, state> watched_;
+    std::set<pid_t> struck_;                            // by a fault, since they connected
     std::map<pid_t, std::deque<moment>> registrations_; // of late, also those that were refused
     timer next_look_;
 };
