@@ -76,6 +76,8 @@ void daemon::end_faults() {
     outage_.cancel();
     if (is_down_)
         open();
+    if (which.what.kind == fault_kind::joined && at.method == "register")
+        throw problem("joined strikes answers to an active plugin alone");
     let_in();
     for (const auto& each : plugins_.all())
         each->hear_again();

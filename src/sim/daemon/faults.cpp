@@ -51,6 +51,7 @@ private:
 
 constexpr int kinds = std::size(menu);
 constexpr int most_skipped = 8;
+constexpr int most_unsuited = 16;
 constexpr int longest_time = 500;
 constexpr int highest_code = 100;
 
@@ -81,8 +82,11 @@ bool suits(const armed_fault& each, const peer& who, const outgoing_frame& frame
 }
 
 bool is_due(armed_fault& each, const peer& who, const outgoing_frame& frame) {
-    if (!suits(each, who, frame))
+    if (!suits(each, who, frame)) {
+        each.unsuited += each.in_turn ? 1 : 0;
         return false;
+    }
+    each.unsuited = 0;
     if (each.skipped == 0)
         return true;
     --each.skipped;
@@ -126,8 +130,18 @@ void armed_faults::arm_chaos(std::uint64_t seed, int count) {
     }
 }
 
+// One that nobody is there for must not keep all behind it from striking.
+void armed_faults::pass_turn() {
+    const auto first = std::ranges::find_if(armed_, &armed_fault::in_turn);
+    if (first == armed_.end() || first->unsuited < most_unsuited)
+        return;
+    first->unsuited = 0;
+    std::rotate(first, std::next(first), armed_.end());
+}
+
 std::optional<fault> armed_faults::strike(const peer& who, const outgoing_frame& frame) {
     ++frames_;
+    pass_turn();
     bool has_turn = true;
     const auto found = std::ranges::find_if(armed_, [&](armed_fault& each) {
         return (!each.in_turn || std::exchange(has_turn, false)) && is_due(each, who, frame);

@@ -49,6 +49,7 @@ struct armed_fault {
     int times = 1;
     int skipped = 0;      // so many frames that suit go by first
     bool in_turn = false; // it is not looked at before those of this kind that were armed earlier
+    int unsuited = 0;     // frames in a row that it could not strike in its turn
 };
 
 class armed_faults {
@@ -68,6 +69,8 @@ public:
     std::size_t struck() const { return struck_; } // how often any of them has
 
 private:
+    void pass_turn();
+
     const event_journal& events_;
     std::deque<armed_fault> armed_;
     std::size_t frames_ = 0; // that went out
