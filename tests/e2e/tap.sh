@@ -226,6 +226,6 @@ tap bash -c '(tap_ends hostile >/dev/null; tap_ends crowd; example_notify over "
     grep VmHWM /proc/$PPID/status'
 ends 0
 is_served
-says 'publish /a/c mod: ok' 'it has a document type' 'publish /a/c mod: ok' 'the daemon hung up'
+says 'publish /a/c mod: ok' 'with a document type' 'publish /a/c mod: ok' 'the daemon hung up'
 [[ $tapped =~ VmHWM:[[:space:]]*([0-9]+) ]]
 ((BASH_REMATCH[1] < 400000)) || fail 'that took too much memory'

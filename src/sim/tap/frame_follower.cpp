@@ -1,7 +1,5 @@
 #include "tap/frame_follower.h"
 
-#include "tap/xml_cost.h"
-
 #include <algorithm>
 
 namespace pelmsim {
@@ -41,8 +39,6 @@ bool frame_follower::take_one() {
         return pass_over("it is too long");
     if (size > received_->bytes())
         return !room_.has(size - held_) && pass_over("too many are unfinished");
-    if (const char* const why = costly_part(received_->first_body()); why != nullptr)
-        return pass_over(why);
     auto next = received_->next();
     if (!next)
         return false;

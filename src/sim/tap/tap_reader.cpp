@@ -4,7 +4,7 @@
 #include "model/xml.h"
 #include "tap/agent_conversation.h"
 #include "tap/plugin_conversation.h"
-#include "tap/xml_cost.h"
+#include "wire/xml_excess.h"
 
 #include <limits>
 
@@ -99,10 +99,12 @@ void tap_reader::notified(const passage& next) {
                .who = {.is = role::notifier},
                .way = direction::from_peer,
                .text = std::move(text)};
+    if (what.got = xml_excess(what.text); !what.got.empty()) {
+        what.why = cause::excess;
+        return events_.report(std::move(what));
+    }
     unique_nodes data;
     try {
-        if (costly_part(what.text) != nullptr)
-            throw problem("it would take too long");
         data = parse_nodes(what.text);
     } catch (const problem&) {
         what.why = cause::no_xml;

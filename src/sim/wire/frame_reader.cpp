@@ -65,14 +65,6 @@ std::size_t frame_reader::first_frame() const {
                : 0;
 }
 
-std::string_view frame_reader::first_body() const {
-    const std::size_t size = first_frame();
-    if (size == 0 || size > bytes())
-        return {};
-    return {static_cast<const char*>(conf_buffer_data(received_)) + sizeof(msg_head_t),
-            size - sizeof(msg_head_t)};
-}
-
 // A body that is no XML for certain, or is too much of it, is not even tried.
 arrival frame_reader::take(std::string_view body, const msg_head_t& header) {
     arrival made{.header = header, .excess = xml_excess(body)};

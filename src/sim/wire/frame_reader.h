@@ -32,11 +32,10 @@ public:
     // The next one; nothing while more has to come first.
     std::optional<arrival> next();
 
-    // What has come and was not taken: all of it; the frame that it begins with, with its header,
-    // as long as that will be, or 0; and the body of that frame, once it is there.
+    // What has come and was not taken: all of it, and the frame that it begins with, with its
+    // header, as long as that will be, or 0.
     std::size_t bytes() const;
     std::size_t first_frame() const;
-    std::string_view first_body() const;
 
     // Takes so many of its first bytes away.
     void skip(std::size_t count) { conf_buffer_remove(received_, 0, static_cast<int>(count)); }
