@@ -1,11 +1,13 @@
 /*
- * A peer that keeps no manners: hostile ATTACK [COUNT]
+ * A peer that keeps no manners: hostile [agent] ATTACK [COUNT [CONNECTIONS]]
  *
- * Those on the socket of plugins end with 0 once pelmsim has hung up, or has answered a last request
- * that was in order, behind all the others: whatever came before has been dealt with.
+ * Those that connect end with 0 once pelmsim has hung up, or has answered a last request that was in
+ * order, behind all the others: whatever came before has been dealt with. With several connections
+ * they say so, and stay until they are hung up on.
  */
 #define _GNU_SOURCE
 
+#include <conf_agent.h>
 #include <conf_api.h>
 #include <conf_plugin.h>
 
@@ -21,12 +23,14 @@
 
 enum { mebibyte = 1024 * 1024 };
 
+static int is_agent;
+
 static int connected(void) {
+    const char* path = is_agent ? g_conf_agent_socket : g_conf_plugin_socket;
     struct sockaddr_un address = {.sun_family = AF_UNIX};
     int sock = socket(AF_UNIX, SOCK_STREAM, 0);
 
-    memcpy(address.sun_path, g_conf_plugin_socket,
-           strnlen(g_conf_plugin_socket, sizeof address.sun_path - 1));
+    memcpy(address.sun_path, path, strnlen(path, sizeof address.sun_path - 1));
     return connect(sock, (const struct sockaddr*)&address, sizeof address) < 0 ? -1 : sock;
 }
 
@@ -47,14 +51,27 @@ static int say_frame(int sock, const char* body, size_t count) {
 }
 
 static int wait_until_heard(int sock) {
-    static const char last[] = "<rpc><method>deactivate</method><params/><id>1</id></rpc>";
+    const char* last = is_agent ? "<rpc message-id='1'><get-capability/></rpc>"
+                                : "<rpc><method>deactivate</method><params/><id>1</id></rpc>";
     struct pollfd heard = {.fd = sock, .events = POLLIN};
 
-    (void)say_frame(sock, last, sizeof last - 1);
+    (void)say_frame(sock, last, strlen(last));
     return poll(&heard, 1, -1) < 0;
 }
 
-/* A body that repeats itself, with a number in front of what follows, unless that is null. */
+static void register_one(int sock) {
+    char text[200];
+    int bytes =
+        snprintf(text, sizeof text,
+                 "<rpc><method>register</method><params><plugin-name>hostile %d</plugin-name>"
+                 "</params><id>1</id></rpc>",
+                 (int)getpid());
+
+    (void)say_frame(sock, text, (size_t)bytes);
+}
+
+/* A body that repeats itself, with a number in front of what follows, unless that is null; and in the
+ * end with the number of the connection, unless what follows that is null. */
 struct body {
     const char* name;
     const char* begin;
@@ -62,30 +79,39 @@ struct body {
     const char* behind_number;
     int times;
     const char* end;
+    const char* behind_connection;
 };
 
 static const struct body bodies[] = {
-    {"attributes", "<a", " a", "=''", 100000, "/>"},
-    {"namespaces", "<a", " xmlns:n", "='u'", 4500, "><n1:b/></a>"},
-    {"levels", "", "<a>", NULL, 4 * mebibyte, ""},
-    {"elements", "<a>", "<a/>", NULL, 8 * mebibyte, "</a>"},
-    {"references", "<a>", "&#65;", NULL, 8 * mebibyte, "</a>"},
-    {"unknown", "<a>", "&x;", NULL, 8 * mebibyte, "</a>"},
-    {"ends", "<a>", "</b>", NULL, 8 * mebibyte, "</a>"},
-    {"controls", "<a>", "\001\377", NULL, mebibyte, "</a>"},
+    {"attributes", "<a", " a", "=''", 100000, "/>", NULL},
+    {"namespaces", "<a", " xmlns:n", "='u'", 4500, "><n1:b/></a>", NULL},
+    {"levels", "", "<a>", NULL, 4 * mebibyte, "", NULL},
+    {"elements", "<a>", "<a/>", NULL, 8 * mebibyte, "</a>", NULL},
+    {"references", "<a>", "&#65;", NULL, 8 * mebibyte, "</a>", NULL},
+    {"unknown", "<a>", "&x;", NULL, 8 * mebibyte, "</a>", NULL},
+    {"ends", "<a>", "</b>", NULL, 8 * mebibyte, "</a>", NULL},
+    {"controls", "<a>", "\001\377", NULL, mebibyte, "</a>", NULL},
     {"paths",
      "<rpc><method>register</method><params><plugin-name>p</plugin-name><config-subscribe>",
      "<subscriber><path>/a", "</path></subscriber>", 100000,
-     "</config-subscribe></params><id>1</id></rpc>"},
-    {"name", "<rpc><method>register</method><params><plugin-name>", "long", NULL, 4 * mebibyte,
+     "</config-subscribe></params><id>1</id></rpc>", NULL},
+    {"long", "<rpc><method>register</method><params><config-subscribe>",
+     "<subscriber><path>/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a",
+     "</path></subscriber>", 4000, "</config-subscribe><plugin-name>p",
      "</plugin-name></params><id>1</id></rpc>"},
+    {"subject", "<rpc><method>pull</method><params><path>/", "a", NULL, 9 * mebibyte,
+     "</path></params><id>1</id></rpc>", NULL},
+    {"parent", "<rpc message-id='1'><create-session><username>u</username><agent-ppid>", "9", NULL,
+     9 * mebibyte, "</agent-ppid></create-session></rpc>", NULL},
+    {"name", "<rpc><method>register</method><params><plugin-name>", "long", NULL, 4 * mebibyte,
+     "</plugin-name></params><id>1</id></rpc>", NULL},
     {"bomb",
      "<!DOCTYPE a [<!ENTITY b 'bbbbbbbbbbbbbbbbbbbb'><!ENTITY c '&b;&b;&b;&b;&b;&b;&b;&b;&b;'>"
      "<!ENTITY d '&c;&c;&c;&c;&c;&c;&c;&c;&c;'><!ENTITY e '&d;&d;&d;&d;&d;&d;&d;&d;&d;'>]><a>",
-     "&e;", NULL, 10000, "</a>"},
+     "&e;", NULL, 10000, "</a>", NULL},
 };
 
-static int send_body(const struct body* which, int times) {
+static int send_body(const struct body* which, int times, int connection) {
     int sock = connected(), result;
     char* text = NULL;
     size_t bytes = 0;
@@ -100,6 +126,8 @@ static int send_body(const struct body* which, int times) {
             (void)fprintf(made, "%d%s", i, which->behind_number);
     }
     (void)fputs(which->end, made);
+    if (which->behind_connection != NULL)
+        (void)fprintf(made, "%d%s", connection, which->behind_connection);
     (void)fclose(made);
     (void)say_frame(sock, text, bytes);
     result = wait_until_heard(sock);
@@ -112,17 +140,45 @@ static int ask(int count) {
     static const char body[] =
         "<rpc><method>pull</method><params><path>/big</path></params><id>1</id></rpc>";
     struct pollfd hung_up = {.fd = connected()};
-    char name[200];
-    int bytes =
-        snprintf(name, sizeof name,
-                 "<rpc><method>register</method><params><plugin-name>hostile %d</plugin-name>"
-                 "</params><id>1</id></rpc>",
-                 (int)getpid());
 
-    (void)say_frame(hung_up.fd, name, (size_t)bytes);
+    register_one(hung_up.fd);
     for (; count > 0; --count)
         (void)say_frame(hung_up.fd, body, sizeof body - 1);
     return poll(&hung_up, 1, -1) < 0;
+}
+
+/* Lists that have keys, each with a long name, and are gone again. */
+static int keys(int count) {
+    static const char none[] =
+        "<rpc><method>push</method><params><path>/</path><data/></params><id>1</id></rpc>";
+    static char text[4 * mebibyte + 200];
+    int sock = connected();
+
+    register_one(sock);
+    for (; count > 0; --count) {
+        int bytes = sprintf(text, "<rpc><method>push</method><params><path>/k%d", count);
+
+        memset(text + bytes, 'y', 4 * mebibyte);
+        bytes += 4 * mebibyte;
+        bytes += sprintf(text + bytes, "[k=1]</path><data/></params><id>1</id></rpc>");
+        (void)say_frame(sock, text, (size_t)bytes);
+        (void)say_frame(sock, none, sizeof none - 1);
+    }
+    return wait_until_heard(sock);
+}
+
+/* Elements side by side, each with a name of its own. */
+static int names(int count) {
+    static char text[10 * mebibyte];
+    int sock = connected();
+    int bytes = sprintf(text, "<rpc><method>push</method><params><path>/names</path><data>");
+
+    for (int i = 0; i < count; ++i)
+        bytes += sprintf(text + bytes, "<n%d><a/></n%d>", i, i);
+    bytes += sprintf(text + bytes, "</data></params><id>1</id></rpc>");
+    register_one(sock);
+    (void)say_frame(sock, text, (size_t)bytes);
+    return wait_until_heard(sock);
 }
 
 static int flood(int count) {
@@ -228,13 +284,31 @@ static const struct {
     {"ask", ask},         {"connections", connections},
     {"drip", drip},       {"empty", empty},
     {"endless", endless}, {"flood", flood},
-    {"garbage", garbage}, {"lines", lines},
-    {"marks", marks},
+    {"garbage", garbage}, {"keys", keys},
+    {"lines", lines},     {"marks", marks},
+    {"names", names},
 };
 
+static int send_bodies(const struct body* which, int times, int connections) {
+    struct pollfd hung_up = {.fd = -1};
+    int result = 0;
+
+    for (int i = 0; i < connections && result == 0; ++i)
+        result = send_body(which, times == 0 ? which->times : times, i);
+    if (connections == 1 || result != 0)
+        return result;
+    hung_up.fd = connected();
+    puts("stays connected");
+    (void)fflush(stdout);
+    return poll(&hung_up, 1, -1) < 0;
+}
+
 int main(int argc, char** argv) {
+    is_agent = argc > 1 && strcmp(argv[1], "agent") == 0;
+    argc -= is_agent;
+    argv += is_agent;
     const char* name = argc > 1 ? argv[1] : "";
-    const int count = argc > 2 ? atoi(argv[2]) : 1;
+    const int count = argc > 2 ? atoi(argv[2]) : 0;
 
     (void)signal(SIGPIPE, SIG_IGN);
     (void)conf_load_config(NULL); /* where the sockets are */
@@ -243,6 +317,6 @@ int main(int argc, char** argv) {
             return attacks[i].run(count);
     for (size_t i = 0; i < sizeof bodies / sizeof *bodies; ++i)
         if (strcmp(name, bodies[i].name) == 0)
-            return send_body(&bodies[i], argc > 2 ? count : bodies[i].times);
+            return send_bodies(&bodies[i], count, argc > 3 ? atoi(argv[3]) : 1);
     return 2;
 }

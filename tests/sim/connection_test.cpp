@@ -21,7 +21,10 @@ public:
     peer who() const override { return {role::plugin, "ntp", pid()}; }
 
 private:
-    void on_frame(unique_node body) override { all_.push_back(local_name(body.get())); }
+    void on_frame(unique_node body) override {
+        all_.push_back(local_name(body.get()));
+        send(body.get(), fault_of({.is_answer = true, .method = "a", .id = "1"}));
+    }
     void on_unreadable(const defect&) override { all_.emplace_back("unreadable"); }
 
     notes& all_;
@@ -34,6 +37,7 @@ protected:
 
     void heard_from(pid_t) override { notes_.emplace_back("heard"); }
     void gone(const connection&) override { notes_.emplace_back("gone"); }
+    std::optional<fault> fault_of(const peer&, const outgoing_frame&) override { return fault_; }
 
     static std::string frame_of(std::string_view body) {
         frame_queue queue;
@@ -46,6 +50,7 @@ protected:
     event_journal events_{time_};
     far_end other_;
     notes notes_;
+    std::optional<fault> fault_;
     const std::shared_ptr<noting_connection> made_ = std::make_shared<noting_connection>(
         events_, faulty_hand_channel(loop_, other_), *this, notes_);
     const unique_node body_ = new_element("a");
@@ -90,6 +95,17 @@ TEST_F(Connected, OneThatReadsNoMoreMayStillSay) {
     other_.arriving = frame_of("<b/>");
     other_.ready();
     EXPECT_THAT(notes_, ElementsAre("heard", "b"));
+}
+
+TEST_F(Connected, WhatComesOnceAFaultIsToEndItIsNotServed) {
+    fault_ = {.kind = fault_kind::hang_up_before};
+    other_.arriving = frame_of("<a/>") + frame_of("<b/>");
+    other_.ready();
+    made_->send(body_.get());
+    loop_.run_once(milliseconds(0));
+    EXPECT_THAT(notes_, ElementsAre("heard", "a", "gone"));
+    EXPECT_EQ(other_.taken, "");
+    EXPECT_EQ(made_->faults(), 1);
 }
 
 } // namespace

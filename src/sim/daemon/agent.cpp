@@ -53,15 +53,19 @@ void agent::on_frame(unique_node body) {
     const auto operations = child_elements(body.get());
     const xmlNode* const operation = operations.empty() ? nullptr : operations.front();
     const std::string id = attribute(body.get(), "message-id");
-    const auto planted = owner_.fault_of(
-        who(),
-        {.is_answer = true, .method = operation == nullptr ? "" : local_name(operation), .id = id});
+    const std::string method = operation == nullptr ? "" : local_name(operation);
+    const bool introduces_itself = method == "create-session" && user_.empty();
+    const auto planted =
+        fault_of({.is_answer = true,
+                  .method = method,
+                  .id = id,
+                  .name = introduces_itself ? child_text(operation, "username") : ""});
     const auto instead = instead_of_answer(planted);
     std::optional<reply> given = answer(operation, id, instead ? &*instead : nullptr);
     events().report({.kind = event_kind::request,
                      .who = who(),
                      .way = direction::from_peer,
-                     .method = operation == nullptr ? "" : local_name(operation),
+                     .method = method,
                      .id = id,
                      .result = given ? &given->result : nullptr,
                      .body = body.get(),

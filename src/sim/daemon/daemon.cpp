@@ -7,6 +7,8 @@
 namespace pelmsim {
 namespace {
 
+constexpr milliseconds until_next_try{1000};
+
 [[noreturn]] void throw_unknown(const std::string& method) {
     throw problem("\"" + method + "\" is no method that a plugin or an agent asks for");
 }
@@ -26,15 +28,16 @@ daemon::daemon(event_loop& loop, event_journal& events, daemon_owner& around, st
 
 surroundings daemon::around_tables(daemon_owner& around) {
     return {around, faults_, [this](const fault& what) { suffer(what); },
-            [this] { keep_within_limit(); }};
+            [this](std::size_t before, std::size_t now) { keep_within_limit(before, now); }};
 }
 
 // The one that most is kept for is hung up on, so that the others are served on.
-void daemon::keep_within_limit() {
-    std::size_t total = 0;
+void daemon::keep_within_limit(std::size_t before, std::size_t now) {
+    held_ += now - before;
+    if (now <= before || held_ <= most_held)
+        return;
     connection* heaviest = nullptr;
     const auto weigh = [&](connection& each) {
-        total += each.held();
         if (heaviest == nullptr || each.held() > heaviest->held())
             heaviest = &each;
     };
@@ -42,7 +45,7 @@ void daemon::keep_within_limit() {
         weigh(*each);
     for (const auto& each : agents_.all())
         weigh(*each);
-    if (total > most_held)
+    if (heaviest != nullptr)
         heaviest->give_up();
 }
 
@@ -51,9 +54,14 @@ void daemon::open() {
         if (const pid_t other = listening_process(path); other != 0)
             throw problem((other > 0 ? "process " + std::to_string(other) : "somebody") +
                           " listens at " + path + " already");
-    plugins_.open();
-    agents_.open();
-    notifier_.open();
+    try {
+        plugins_.open();
+        agents_.open();
+        notifier_.open();
+    } catch (const problem&) {
+        close();
+        throw;
+    }
     is_down_ = false;
 }
 
@@ -68,16 +76,17 @@ void daemon::arm(armed_fault which) {
         throw_unknown(at.method);
     if (is_for_agents && !row.of_agents)
         throw problem(std::string(row.name) + " strikes no agent");
+    if (which.what.kind == fault_kind::joined && at.method == "register")
+        throw problem("joined strikes answers to an active plugin alone");
     faults_.arm(std::move(which));
 }
 
 void daemon::end_faults() {
     faults_.disarm();
     outage_.cancel();
+    shut_out_.cancel();
     if (is_down_)
         open();
-    if (which.what.kind == fault_kind::joined && at.method == "register")
-        throw problem("joined strikes answers to an active plugin alone");
     let_in();
     for (const auto& each : plugins_.all())
         each->hear_again();
@@ -102,14 +111,27 @@ void daemon::suffer(const fault& what) {
     if (what.kind == fault_kind::closed) {
         plugins_.shut_out();
         agents_.shut_out();
-        outage_ = what.time ? loop_.after(*what.time, [this] { let_in(); }) : timer();
+        shut_out_.cancel();
+        if (what.time)
+            shut_out_ = loop_.after(*what.time, [this] { attempt(shut_out_, &daemon::let_in); });
     } else {
         outage_ = loop_.after(milliseconds(0), [this, pause = what.time] {
             go_down();
             is_down_ = true;
             if (pause)
-                outage_ = loop_.after(*pause, [this] { open(); });
+                outage_ = loop_.after(*pause, [this] { attempt(outage_, &daemon::open); });
         });
+    }
+}
+
+// What a timer calls has nobody to throw to.
+void daemon::attempt(timer& next_time, void (daemon::*what)()) {
+    try {
+        (this->*what)();
+    } catch (const problem& why) {
+        events_.report({.kind = event_kind::waiting, .text = why.what()});
+        next_time =
+            loop_.after(until_next_try, [this, &next_time, what] { attempt(next_time, what); });
     }
 }
 
@@ -120,6 +142,7 @@ void daemon::let_in() {
 
 void daemon::close() {
     outage_.cancel();
+    shut_out_.cancel();
     plugins_.close();
     agents_.close();
     notifier_.close();

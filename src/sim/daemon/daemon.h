@@ -13,8 +13,8 @@ namespace pelmsim {
 
 class daemon {
 public:
-    // Bytes that are kept for all peers together: a frame of the largest kind to one and from it, and
-    // what comes in passing.
+    // Bytes that are kept for all peers together: a frame of the largest kind to one and from it,
+    // and what comes in passing.
     static constexpr std::size_t most_held =
         frame_queue::most_bytes + CONF_MSG_MAX_LENGTH + std::size_t{16} * 1024 * 1024;
 
@@ -26,8 +26,8 @@ public:
     // Opens the sockets at the library's places. Throws problem when a daemon listens there.
     void open();
 
-    // From now on what peers ask for by that method is answered so; or, without an answer, as usual.
-    // Throws problem when none of them does.
+    // From now on what peers ask for by that method is answered so; or, without an answer, as
+    // usual. Throws problem when none of them does.
     void arrange(const std::string& method, std::optional<arranged_answer> answer);
 
     // Hangs up on everybody and removes the sockets.
@@ -50,16 +50,19 @@ public:
 
 private:
     surroundings around_tables(daemon_owner& around);
-    void keep_within_limit();
+    void keep_within_limit(std::size_t before, std::size_t now);
     void suffer(const fault& what);
+    void attempt(timer& next_time, void (daemon::*what)());
     void let_in();
 
     event_loop& loop_;
     const event_journal& events_;
     store& trees_;
     armed_faults faults_;
-    timer outage_;
+    timer outage_;         // its beginning, or its end
+    timer shut_out_;       // the end of that
     bool is_down_ = false; // by a fault
+    std::size_t held_ = 0; // bytes that are kept for all peers
     arrangements arranged_;
     recovery_queue wanted_; // filled by what plugins ask, emptied by what is published
     pelmsim::requests requests_;

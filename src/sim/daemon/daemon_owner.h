@@ -15,8 +15,8 @@ public:
     // Whether a debugger is at work on that process, so that no limit is to end a wait for it.
     virtual bool is_debugged(pid_t pid) = 0;
 
-    // That plugin has been given its initial configuration, which ended so; whether a fault struck it
-    // meanwhile.
+    // That plugin has been given its initial configuration, which ended so; whether a fault has
+    // struck it since it connected.
     virtual void recovered(const std::string& plugin, outcome how, bool is_disturbed) = 0;
 
     // Keeps the deployment for the next time, if it can; throws problem when that fails.

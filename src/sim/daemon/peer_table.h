@@ -18,8 +18,8 @@ namespace pelmsim {
 struct surroundings {
     daemon_owner& owner;
     armed_faults& faults;
-    std::function<void(const fault& what)> outage; // of the daemon
-    std::function<void()> growth;                  // of what is kept for peers
+    std::function<void(const fault& what)> outage;                   // of the daemon
+    std::function<void(std::size_t before, std::size_t now)> change; // of what is kept for one
 };
 
 template <class Peer> class peer_table : public Peer::owner_type {
@@ -35,11 +35,14 @@ public:
         let_in();
     }
 
-    // Whether those who connect are taken in, which they are once it is opened; otherwise they wait.
+    // Whether those who connect are taken in, which they are once it is opened; otherwise they
+    // wait. Throws problem when the system lets it not.
     void let_in() {
-        if (at_.is_open() && !std::exchange(lets_in_, true))
-            accept_all(loop_, events_, at_.socket(),
-                       [this](std::unique_ptr<channel> line) { welcome(std::move(line)); });
+        if (!at_.is_open() || lets_in_)
+            return;
+        accept_all(loop_, events_, at_.socket(),
+                   [this](std::unique_ptr<channel> line) { welcome(std::move(line)); });
+        lets_in_ = true;
     }
     void shut_out() {
         if (at_.is_open() && std::exchange(lets_in_, false))
@@ -84,7 +87,7 @@ private:
     }
 
     void befall(const fault& what) final { around_.outage(what); }
-    void has_grown() final { around_.growth(); }
+    void keeps(std::size_t before, std::size_t now) final { around_.change(before, now); }
 
     void gone(const connection& which) final {
         std::erase_if(peers_, [&](const auto& each) { return each.get() == &which; });

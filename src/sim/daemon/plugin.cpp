@@ -25,22 +25,16 @@ bool is_wrong(const std::optional<fault>& planted) {
     return planted && planted->kind == fault_kind::wrong_id;
 }
 
-milliseconds hold_up_of(const std::optional<fault>& planted) {
-    const bool holds_up =
-        planted && (planted->kind == fault_kind::delay || planted->kind == fault_kind::deaf);
-    return holds_up ? planted->time.value_or(milliseconds(0)) : milliseconds(0);
-}
-
 } // namespace
 
-    for (const registration& each : registrations_)
-        weight_of_paths_ += each.path.weight();
 peer plugin::who() const { return {role::plugin, name_, pid(), !name_.empty()}; }
 
 void plugin::register_as(const std::string& name, std::vector<registration> registrations) {
     name_ = name;
     owner_.has_registered(name);
     registrations_ = std::move(registrations);
+    for (const registration& each : registrations_)
+        weight_of_paths_ += each.path.weight();
 }
 
 void plugin::let_it_read(milliseconds limit) {
@@ -102,15 +96,6 @@ void plugin::announce(const question& what, const xmlNode* params) {
 
 u32_t plugin::next_id() { return last_id_ = behind(last_id_, 1); }
 
-std::optional<fault> plugin::fault_of(const outgoing_frame& next) {
-    if (!is_open() || is_ending())
-        return {};
-    auto planted = owner_.fault_of(who(), next);
-    held_up_ += hold_up_of(planted);
-    faults_ += planted ? 1 : 0;
-    return planted;
-}
-
 outcome plugin::ask(question what, milliseconds limit) {
     if (!owner_.joins_requests())
         let_it_read(limit);
@@ -118,7 +103,7 @@ outcome plugin::ask(question what, milliseconds limit) {
     const moment begin = loop.now();
     awaited_id_ = next_id();
     answer_.reset();
-    held_up_ = milliseconds(0);
+    const auto held_up_before = held_up(begin);
     const auto planted = fault_of({.is_answer = false,
                                    .method = what.method,
                                    .id = std::to_string(awaited_id_),
@@ -137,9 +122,11 @@ outcome plugin::ask(question what, milliseconds limit) {
     event answered = about(what, event_kind::request);
     awaited_id_ = 0;
     answered.result = &*answer_;
-    answered.took = std::max(loop.now() - begin - held_up_, moment::duration());
+    const moment end = loop.now();
+    const auto by_faults = held_up(end) - held_up_before;
+    answered.took = std::max(end - begin - by_faults, moment::duration());
     events().report(std::move(answered));
-    if (is_late && !planted) // the fault has been told of
+    if (is_late && !planted && by_faults == moment::duration()) // faults have been told of
         events().report({.kind = event_kind::explanation,
                          .who = who(),
                          .text = explain_time_out(*this, begin, limit, owner_.joins_requests())});

@@ -24,14 +24,15 @@ public:
     virtual void has_registered(const std::string& name) = 0;
     virtual std::size_t weight_of_all_paths() const = 0; // that are registered
 
-    // Whether a request is to arrive in the same read as the answer before it; otherwise it never does.
+    // Whether a request is to arrive in the same read as the answer before it; otherwise it never
+    // does.
     virtual bool joins_requests() const = 0;
 
     // Whether a debugger is at work on that process, so that no limit is to end a wait for it.
     virtual bool is_debugged(pid_t pid) = 0;
 
-    // Nothing when its request is to be left without an answer. With something instead, that is all it
-    // gets.
+    // Nothing when its request is to be left without an answer. With something instead, that is all
+    // it gets.
     virtual std::optional<reply> serve(plugin& from, const std::string& method,
                                        const xmlNode* params, const arranged_answer* instead) = 0;
 
@@ -72,12 +73,9 @@ public:
         return name_.empty() && !owner_.is_taken(name);
     }
     void register_as(const std::string& name, std::vector<registration> registrations);
-    void activate(bool active) { active_ = active; }
     std::size_t weight_of_paths() const { return weight_of_paths_; }
     std::size_t weight_of_all_paths() const { return owner_.weight_of_all_paths(); }
-
-    // How often something went wrong with it on purpose.
-    std::size_t faults() const { return faults_; }
+    void activate(bool active) { active_ = active; }
 
     const std::optional<own_request>& last_asked() const { return last_asked_; }
     moment now() const { return owner_.loop().now(); }
@@ -85,8 +83,8 @@ public:
     // Serves events until it has read what was sent, for a second at most.
     void let_it_read(milliseconds limit);
 
-    // Sends a request, once what was sent before has been read or has had its time, and serves events
-    // until it is answered, the connection ends or the time is up.
+    // Sends a request, once what was sent before has been read or has had its time, and serves
+    // events until it is answered, the connection ends or the time is up.
     outcome ask(question what, milliseconds limit);
 
 protected:
@@ -99,7 +97,6 @@ private:
     event about(const question& what, event_kind kind) const;
     void announce(const question& what, const xmlNode* params);
     u32_t next_id();
-    std::optional<fault> fault_of(const outgoing_frame& next);
     void give_answer(const xmlNode* message, u32_t id, const std::optional<fault>& planted);
     void send_kick_off(u32_t id);
     bool take_planted(u32_t id, unique_node& answer);
@@ -109,17 +106,15 @@ private:
     void on_answer(unique_node answer);
 
     plugin_owner& owner_;
-    std::size_t weight_of_paths_ = 0;
     std::string name_;
     bool active_ = false;
     std::vector<registration> registrations_;
+    std::size_t weight_of_paths_ = 0;
     u32_t last_id_ = 0;
     u32_t awaited_id_ = 0; // 0 while nothing is awaited
     std::optional<outcome> answer_;
     std::optional<own_request> last_asked_;
-    timer let_go_; // of an answer that is kept back
-    std::size_t faults_ = 0;
-    milliseconds held_up_{0};         // by faults, since the request that is under way went out
+    timer let_go_;                    // of an answer that is kept back
     std::deque<u32_t> planted_ids_{}; // of kick-offs that faults have sent
 };
 

@@ -106,15 +106,14 @@ void publisher::recover() {
             wanted_.pop_front();
             continue;
         }
-        const std::size_t faults = who->faults();
         outcome how = recover(who);
-        around_.recovered(who->name(), std::move(how), who->faults() > faults || who->is_ending());
+        around_.recovered(who->name(), std::move(how), who->faults() > 0);
     }
 }
 
 // All that it wants; it may want more meanwhile.
-    const std::size_t restarts = trees_.restarts();
 outcome publisher::recover(const std::shared_ptr<plugin>& who) {
+    const std::size_t restarts = trees_.restarts();
     tree standing_old = std::exchange(trees_.old, tree()); // all of it is new to the plugin
     const plugin_list alone{who};
     const publication_plan changes =

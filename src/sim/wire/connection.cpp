@@ -5,6 +5,7 @@
 #include "wire/process_state.h"
 
 #include <conf_plugin.h>
+#include <utility>
 
 namespace pelmsim {
 namespace {
@@ -63,6 +64,7 @@ void connection::end(const defect& why) {
     line_.reset();
     ended_ = why.why;
     unsent_.clear(); // before anything else, for it gives memory back
+    count_held();
     events_.report({.kind = event_kind::closed,
                     .who = who(),
                     .why = why.why,
@@ -87,9 +89,10 @@ bool connection::receive() {
     const auto count = line_->read(bytes);
     if (!count)
         return false;
+    if (is_ending_)
+        return true;
     received_.add({bytes, *count});
-    if (*count > 0)
-        owner_.has_grown();
+    count_held();
     return true;
 }
 
@@ -97,7 +100,7 @@ bool connection::receive() {
 void connection::take_frames() {
     has_more_ = false;
     const moment end = is_open() ? line_->now() + longest_turn : moment();
-    while (is_open()) {
+    while (is_open() && !is_ending_) {
         if (line_->now() > end) {
             has_more_ = true;
             return line_->call_soon();
@@ -105,6 +108,7 @@ void connection::take_frames() {
         auto next = received_.next();
         if (!next)
             return;
+        count_held();
         if (next->garbage > 0)
             complain({cause::garbage, next->garbage});
         else
@@ -146,10 +150,28 @@ void connection::send(const xmlNode* body) {
 }
 
 void connection::send(const xmlNode* body, const std::string& text) {
+    if (!is_ending_)
+        put(body, text);
+}
+
+void connection::put(const xmlNode* body, const std::string& text) {
     guarded([&] {
         if (queue_frame(body, text))
             write_queue();
     });
+}
+
+// A line that is about to end is struck no more.
+std::optional<fault> connection::fault_of(const outgoing_frame& next) {
+    if (!is_open() || is_ending_)
+        return {};
+    auto planted = owner_.fault_of(who(), next);
+    if (!planted)
+        return {};
+    ++faults_;
+    if (planted->kind == fault_kind::delay || planted->kind == fault_kind::deaf)
+        held_up_.begin(line_->now(), planted->time);
+    return planted;
 }
 
 void connection::send(const xmlNode* body, const std::optional<fault>& planted) {
@@ -168,8 +190,8 @@ void connection::send_faulty(const xmlNode* body, const std::string& text, const
         return;
     case fault_kind::closed:
     case fault_kind::restart:
-        owner_.befall(planted);
-        return hang_up_behind(0, faulty_channel::stop::at_once);
+        hang_up_behind(0, faulty_channel::stop::at_once);
+        return owner_.befall(planted);
     case fault_kind::hang_up_before:
         return hang_up_behind(0, faulty_channel::stop::at_once);
     case fault_kind::hang_up_within:
@@ -184,9 +206,12 @@ void connection::send_faulty(const xmlNode* body, const std::string& text, const
     default:
         break;
     }
-    send(body, text);
+    put(body, text);
     if (planted.kind == fault_kind::deaf && is_open())
-        line_->be_deaf(planted.time);
+        line_->be_deaf(planted.time, [weak = weak_from_this()] {
+            if (const auto self = weak.lock())
+                self->guarded([&] { self->line_->hear_again(); });
+        });
 }
 
 // Lets so many more bytes be written, behind what is under way, and no others.
@@ -199,8 +224,10 @@ void connection::hang_up_behind(std::size_t count, faulty_channel::stop when) {
 }
 
 void connection::hear_again() {
-    if (is_open())
-        line_->hear_again();
+    guarded([this] {
+        if (is_open() && line_->hear_again())
+            held_up_.end(line_->now());
+    });
 }
 
 void connection::give_up() { end({cause::held, held()}); }
@@ -209,9 +236,17 @@ void connection::hang_up() {
     line_.reset();
     unsent_.clear();
     ended_ = cause::by_daemon;
+    count_held();
+}
+
+void connection::count_held() {
+    const std::size_t now = is_open() ? held() : 0;
+    owner_.keeps(std::exchange(counted_, now), now);
 }
 
 void connection::keep_back(const xmlNode* body) {
+    if (is_ending_)
+        return;
     guarded([&] {
         if (body == nullptr)
             throw std::bad_alloc();
@@ -232,7 +267,7 @@ bool connection::queue_frame(const xmlNode* body, const std::string& text) {
         return false;
     }
     const u16_t sequence = unsent_.add(text, keeps_back_);
-    owner_.has_grown();
+    count_held();
     if (!is_open())
         return false;
     events_.report({.kind = event_kind::frame,
@@ -250,11 +285,13 @@ void connection::write_queue() {
     keeps_back_ = false;
     while (is_open() && !unsent_.empty()) {
         const auto count = line_->write(unsent_.front());
-        if (!count)
-            return unsent_.clear();
-        if (*count == 0)
+        if (count == std::size_t{0})
             return;
-        unsent_.written(*count);
+        if (count)
+            unsent_.written(*count);
+        else
+            unsent_.clear();
+        count_held();
     }
 }
 

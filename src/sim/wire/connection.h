@@ -6,6 +6,7 @@
 #include "wire/faulty_channel.h"
 #include "wire/frame_queue.h"
 #include "wire/frame_reader.h"
+#include "wire/hold_up.h"
 
 #include <memory>
 #include <string>
@@ -27,8 +28,9 @@ public:
     virtual void heard_from(pid_t pid) = 0;         // what that process has sent is not read yet
     virtual void gone(const connection& which) = 0; // it has ended, but by its owner
 
-    // More is kept for one of its connections; it may hang up on some.
-    virtual void has_grown() {}
+    // So many bytes are kept for one of its connections, which were that many before; when it is
+    // more now, the owner may hang up on some.
+    virtual void keeps(std::size_t, std::size_t) {}
 
     // What is to go wrong with the frame that goes out next, which is then said to have happened.
     virtual std::optional<fault> fault_of(const peer&, const outgoing_frame&) { return {}; }
@@ -55,8 +57,8 @@ public:
     void send(const xmlNode* body);
     void send(const xmlNode* body, const std::string& text); // which it is as text
 
-    // The same with what goes wrong on the line, or behind it. What is wrong with the frame itself, or
-    // stands beside it, is for the caller to do.
+    // The same with what goes wrong on the line, or behind it. What is wrong with the frame itself,
+    // or stands beside it, is for the caller to do.
     void send(const xmlNode* body, const std::optional<fault>& planted);
 
     // Ends a deafness that a fault has brought.
@@ -76,8 +78,12 @@ public:
     void keep_back(const xmlNode* body);
     void let_go();
 
-    // Whether a fault is about to end it.
+    // Whether a fault is about to end it: nothing more goes out, and nothing is read.
     bool is_ending() const { return is_ending_; }
+
+    // How often something went wrong with it on purpose, and how long that has held it up until now.
+    std::size_t faults() const { return faults_; }
+    moment::duration held_up(moment now) const { return held_up_.total(now); }
 
     // Whether the peer has read all that was sent, or never will.
     bool is_read() const { return !is_open() || (unsent_.empty() && line_->is_read()); }
@@ -102,13 +108,19 @@ protected:
     virtual void on_unreadable(const defect& what) = 0; // a frame was dropped
 
     event_journal& events() { return events_; }
+
+    // What is to go wrong with the frame that goes out next, which is then said to have happened.
+    std::optional<fault> fault_of(const outgoing_frame& next);
+
     void complain(const defect& what);
 
 private:
     void guarded(const std::function<void()>& action);
     void end(const defect& why);
     void on_ready();
+    void put(const xmlNode* body, const std::string& text);
     bool queue_frame(const xmlNode* body, const std::string& text);
+    void count_held();
     bool receive();
     void write_queue();
     void send_faulty(const xmlNode* body, const std::string& text, const fault& planted);
@@ -126,7 +138,10 @@ private:
     cause ended_ = cause::none;
     bool keeps_back_ = false; // the last of it
     bool is_ending_ = false;
-    bool has_more_ = false; // of what has come
+    bool has_more_ = false;   // of what has come
+    std::size_t counted_ = 0; // of held(), that the owner was told of
+    std::size_t faults_ = 0;
+    hold_up held_up_;
 };
 
 } // namespace pelmsim

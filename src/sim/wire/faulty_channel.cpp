@@ -40,7 +40,15 @@ void faulty_channel::delay_at(std::size_t place, milliseconds time) {
 
 void faulty_channel::stop_at(std::size_t place, stop when, std::function<void()> call) {
     ahead_.push_back({.place = place, .time = {}, .when = when, .call = std::move(call)});
+    if (ahead_.size() == 1)
+        approach();
     meet();
+}
+
+// A peer that reads nothing may keep a stop from ever being reached.
+void faulty_channel::approach() {
+    if (!ahead_.front().time)
+        latest_ = loop_.after(most_to_read, ahead_.front().call);
 }
 
 // Begins to wait where the first obstacle is.
@@ -48,13 +56,12 @@ void faulty_channel::meet() {
     if (waits_ || ahead_.empty() || ahead_.front().place > written_)
         return;
     waits_ = true;
-    obstacle& first = ahead_.front();
-    first.reached = loop_.now();
+    const obstacle& first = ahead_.front();
     if (first.time) {
         next_ = loop_.after(*first.time, [this] { pass(); });
         return;
     }
-    be_deaf({}); // what the other end does now would be a matter of chance
+    be_deaf({}, {}); // what the other end does now would be a matter of chance
     if (first.when == stop::at_once)
         next_ = loop_.after(milliseconds(0), first.call);
     else
@@ -64,31 +71,35 @@ void faulty_channel::meet() {
 void faulty_channel::pass() {
     ahead_.pop_front();
     waits_ = false;
+    if (!ahead_.empty())
+        approach();
     const auto ready = ready_; // it may end the channel
     ready();
 }
 
 void faulty_channel::await_reader() {
-    const obstacle& first = ahead_.front();
-    if (line_->is_read() || loop_.now() - first.reached >= most_to_read)
-        next_ = loop_.after(milliseconds(0), first.call);
+    if (line_->is_read())
+        next_ = loop_.after(milliseconds(0), ahead_.front().call);
     else
         next_ = loop_.after(between_looks, [this] { await_reader(); });
 }
 
-void faulty_channel::be_deaf(std::optional<milliseconds> time) {
+void faulty_channel::be_deaf(std::optional<milliseconds> time, std::function<void()> call) {
     is_deaf_ = true;
     line_->listen(false);
     if (time)
-        deaf_ = loop_.after(*time, [this] { hear_again(); });
+        deaf_ = loop_.after(*time, std::move(call));
     else
         deaf_.cancel();
 }
 
-void faulty_channel::hear_again() {
+bool faulty_channel::hear_again() {
     const bool is_stopped = waits_ && !ahead_.front().time;
-    if (!is_stopped && std::exchange(is_deaf_, false))
-        line_->listen(true);
+    if (is_stopped || !is_deaf_)
+        return false;
+    line_->listen(true);
+    is_deaf_ = false;
+    return true;
 }
 
 } // namespace pelmsim

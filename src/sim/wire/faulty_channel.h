@@ -31,15 +31,18 @@ public:
     // Once so many bytes have been written, the next have to wait for that time.
     void delay_at(std::size_t place, milliseconds time);
 
-    // Once so many bytes have been written, no more ever are, and none are read; calls out of the loop, at once or when
-    // they have been read, or have had their time. The call may end the channel.
+    // Once so many bytes have been written, no more ever are, and none are read; calls out of the
+    // loop, at once or when they have been read, but at the latest a second after all that was to go
+    // wrong before. The call may end the channel.
     enum class stop { at_once, once_read };
     void stop_at(std::size_t place, stop when, std::function<void()> call);
 
-    // Reads nothing for that time, or until it is to hear again. Meanwhile, what has no room on the
-    // line waits, too.
-    void be_deaf(std::optional<milliseconds> time);
-    void hear_again();
+    // Reads nothing until it is to hear again; once that time has gone by, calls. Meanwhile, what
+    // has no room on the line waits, too.
+    void be_deaf(std::optional<milliseconds> time, std::function<void()> call);
+
+    // Says whether it was deaf. Throws problem when the system lets it not.
+    bool hear_again();
 
 private:
     struct obstacle {
@@ -47,9 +50,9 @@ private:
         std::optional<milliseconds> time; // without it, nothing ever passes
         stop when = stop::at_once;
         std::function<void()> call = {};
-        moment reached = {};
     };
 
+    void approach();
     void meet();
     void pass();
     void await_reader();
@@ -61,6 +64,7 @@ private:
     std::deque<obstacle> ahead_; // in the order of their places
     bool waits_ = false;         // at the first of them
     timer next_;                 // step there
+    timer latest_;               // when it is a stop
     timer soon_;
     bool is_deaf_ = false;
     timer deaf_;
