@@ -92,6 +92,7 @@ TEST_F(Redacting, KeepsAValueOutOfEveryRoadThatItMayTake) {
         reduced({.kind = event_kind::shown, .text = "12:00 CANARY"}),
         reduced({.kind = event_kind::outcome, .result = &shown}),
         reduced({.kind = event_kind::heading, .text = "CANARY"}),
+        reduced({.kind = event_kind::fault, .text = "error 5 CANARY of CANARY"}),
         reduced({.kind = event_kind::warning, .path = "CANARY]", .text = "CANARY"}),
         reduced({.kind = event_kind::expectation, .text = "CANARY", .got = "CANARY"}),
         reduced({.kind = event_kind::expectation, .difference = "+ CANARY"}),
@@ -118,6 +119,12 @@ TEST_F(Redacting, KeepsAValueOutOfEveryRoadThatItMayTake) {
     };
     for (const std::string& line : all)
         EXPECT_THAT(line, Not(AnyOf(HasSubstr("CANARY"), HasSubstr("8150815"))));
+}
+
+TEST_F(Redacting, LeavesOfAFaultWhatItIs) {
+    EXPECT_THAT(reduced({.kind = event_kind::fault, .text = "delay 50"}), HasSubstr("delay 50"));
+    EXPECT_THAT(reduced({.kind = event_kind::fault, .text = "error 5 not now"}),
+                HasSubstr("error 5 (redacted)"));
 }
 
 // Where it is said by a name or as another value, it has to be known.

@@ -38,8 +38,8 @@ bool is_operation(const std::string& word) {
     return std::ranges::find(names, word) != names.end();
 }
 
-// Whether a word can be nothing but a keyword, a number, a name or a path, where the table of commands
-// has one of these symbols.
+// Whether a word can be nothing but a keyword, a number, a name or a path, where the table of
+// commands has one of these symbols.
 bool may_stand_for(const std::string& symbol, const std::string& word) {
     static constexpr const char* numbers[] = {"CODE", "LINES", "MS", "N", "SEED", "STATUS", "..."};
     static constexpr const char* names[] = {"COMMAND", "METHOD", "PLUGIN", "PROGRAM"};
@@ -103,11 +103,21 @@ std::string redaction::marked(const std::string& text) const {
 void redaction::reduce_texts(event& what) const {
     if (what.kind == event_kind::notification)
         what.text.assign(what.text.size(), '*');
+    else if (what.kind == event_kind::fault)
+        what.text = fault_without(what.text);
     else
         what.text = tells_a_name(what) ? known_.without(what.text) : marked(what.text);
     what.got = marked(what.got);
     what.difference = marked(what.difference);
     what.mistake = marked(what.mistake);
+}
+
+// The text of an error stands behind its name and code.
+std::string redaction::fault_without(const std::string& fault) const {
+    const std::size_t behind_code = fault.find(' ', fault.find(' ') + 1);
+    const bool has_text = fault.starts_with("error ") && behind_code != std::string::npos;
+    const std::string kept = known_.without(fault.substr(0, has_text ? behind_code : fault.size()));
+    return has_text ? kept + " " + redaction_mark : kept;
 }
 
 void redaction::reduce_result(const event& what, const outcome& given) {

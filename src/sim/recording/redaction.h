@@ -1,6 +1,7 @@
-// Events without the secrets: what a recording keeps of them. Words that pelmsim chooses stay, numbers,
-// names and paths as far as no secret stands in them, and data by where it stands. All other texts go,
-// for whoever wrote them may have written anything: nobody can tell a password by looking at it.
+// Events without the secrets: what a recording keeps of them. Words that pelmsim chooses stay,
+// numbers, names and paths as far as no secret stands in them, and data by where it stands. All
+// other texts go, for whoever wrote them may have written anything: nobody can tell a password by
+// looking at it.
 #pragma once
 
 #include "journal/event.h"
@@ -37,6 +38,7 @@ private:
     void reduce_result(const event& what, const outcome& given);
     std::string id_without(const event& what) const;
     std::string marked(const std::string& text) const;
+    std::string fault_without(const std::string& fault) const;
     std::string command_without(const std::string& line);
     std::string data_without(const std::string& data, const std::string& path);
 
