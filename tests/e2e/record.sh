@@ -34,6 +34,15 @@ if "$simulator" test --timeout 500 --config one.xml "$folder/publish.sim" -- tes
     fail 'it passes with a plugin of another priority'
 fi
 
+# What cannot be read to its end is not shown as if it were whole.
+for form in '' --html --script; do
+    # shellcheck disable=SC2086 # the first one is no argument
+    if "$simulator" show $form /proc/self/mem >/dev/null 2>"$folder/printed"; then
+        fail "a failure to read is none (show $form)"
+    fi
+    grep -q 'cannot read /proc/self/mem to its end' "$folder/printed" || fail 'it is not said why'
+done
+
 # So does a session that waited for nothing, as somebody types it who sees what is going on.
 mkfifo "$folder/events" "$folder/commands"
 "$simulator" run --json --config one.xml --record "$folder/run.json" -- test_plugin first 20 \

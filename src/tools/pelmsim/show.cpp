@@ -74,15 +74,15 @@ int tell_of_unreadable(const recording_reader& reader, const std::string& file) 
 
 int show_recording(const show_options& given) {
     std::ifstream in = open_recording(given.file);
-    if (given.html) {
-        print(page_of(in));
-        return 0;
-    }
     recording_reader reader(in);
-    if (given.script)
+    if (given.html)
+        print(page_of(in));
+    else if (given.script)
         print_script(reader);
     else
         print_text(reader, given);
+    if (in.bad())
+        throw problem("cannot read " + given.file + " to its end: " + std::strerror(errno));
     return tell_of_unreadable(reader, given.file);
 }
 
