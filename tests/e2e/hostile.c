@@ -147,26 +147,6 @@ static int ask(int count) {
     return poll(&hung_up, 1, -1) < 0;
 }
 
-/* Lists that have keys, each with a long name, and are gone again. */
-static int keys(int count) {
-    static const char none[] =
-        "<rpc><method>push</method><params><path>/</path><data/></params><id>1</id></rpc>";
-    static char text[4 * mebibyte + 200];
-    int sock = connected();
-
-    register_one(sock);
-    for (; count > 0; --count) {
-        int bytes = sprintf(text, "<rpc><method>push</method><params><path>/k%d", count);
-
-        memset(text + bytes, 'y', 4 * mebibyte);
-        bytes += 4 * mebibyte;
-        bytes += sprintf(text + bytes, "[k=1]</path><data/></params><id>1</id></rpc>");
-        (void)say_frame(sock, text, (size_t)bytes);
-        (void)say_frame(sock, none, sizeof none - 1);
-    }
-    return wait_until_heard(sock);
-}
-
 /* Elements side by side, each with a name of its own. */
 static int names(int count) {
     static char text[10 * mebibyte];
@@ -284,9 +264,8 @@ static const struct {
     {"ask", ask},         {"connections", connections},
     {"drip", drip},       {"empty", empty},
     {"endless", endless}, {"flood", flood},
-    {"garbage", garbage}, {"keys", keys},
-    {"lines", lines},     {"marks", marks},
-    {"names", names},
+    {"garbage", garbage}, {"lines", lines},
+    {"marks", marks},     {"names", names},
 };
 
 static int send_bodies(const struct body* which, int times, int connections) {

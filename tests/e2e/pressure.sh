@@ -9,9 +9,10 @@ fail() {
     exit 1
 }
 
-# survives SCRIPT OPTION...: pelmsim runs it with success.
+# survives SCRIPT OPTION...: pelmsim runs it with success. Of long lines, the beginning says enough.
 survives() {
-    output=$("$simulator" run --timeout 100000 --script "$@" 2>&1 </dev/null) || fail "status $?"
+    output=$("$simulator" run --timeout 100000 --script "$@" 2>&1 </dev/null | cut -b -1000) ||
+        fail "status $?"
 }
 
 # says COUNT TEXT: so many lines hold that text.
@@ -60,10 +61,10 @@ attack() { # HOW IT ENDS
     attack $'wait exited hostile\nexpect status 0' \
         attributes namespaces levels elements references unknown ends controls bomb paths name \
         'garbage 200' 'marks 200' 'drip 100' 'empty 500' 'endless 6' 'connections 500' 'lines 40' \
-        'keys 40' 'names 50000' 'agent attributes' 'agent controls' 'agent bomb' \
+        'names 20000' 'agent attributes' 'agent controls' 'agent bomb' \
         'agent garbage 200' 'agent drip 100' 'agent empty 500' 'agent endless 6' \
         'agent connections 500'
-    attack 'wait output "stays connected"' 'long 0 40' 'subject 0 40' 'agent parent 0 40'
+    attack 'wait output "stays connected"' 'long 0 20' 'subject 0 20' 'agent parent 0 20'
     # shellcheck disable=SC2016 # the inner shell fills it in
     printf 'start sh -c "grep VmHWM /proc/$PPID/status"\nwait output VmHWM\n'
 } >"$attacks"
@@ -72,7 +73,7 @@ says 3 'many attributes or namespaces in one place'
 says 3 'more than 500000 nodes'
 says 2 'no well-formed XML: 0x01 at byte 3'
 says 2 'with a document type'
-says 41 'registers too many paths'
+says 21 'registers too many paths'
 says 3 'with a text of more than'
 says 1000 'a frame of 0 bytes'
 says 8 'MiB are kept for it'
