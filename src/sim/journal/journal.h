@@ -24,8 +24,8 @@ public:
     event_journal(const event_journal&) = delete;
     event_journal& operator=(const event_journal&) = delete;
 
-    // From now on it hears of everything, behind those that were added before. It has to stay, or to
-    // be removed.
+    // From now on it hears of everything, behind those that were added before. It has to stay, or
+    // to be removed.
     void add(event_sink& sink) { sinks_.push_back(&sink); }
 
     void remove(event_sink& sink) { std::erase(sinks_, &sink); }

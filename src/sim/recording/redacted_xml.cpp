@@ -83,8 +83,8 @@ xml_redactor::candidates xml_redactor::any_step() const {
     return all;
 }
 
-// Inside of data that was not expected there, two steps of a path are taken for the path, but not its
-// last one alone, which may be any "name".
+// Inside of data that was not expected there, two steps of a path are taken for the path, but not
+// its last one alone, which may be any "name".
 xml_redactor::candidates xml_redactor::long_ends() const {
     candidates all;
     for (const data_path& each : known_.paths())

@@ -1,6 +1,6 @@
-// XML without what is not to be in a recording. Where an element stands in the configuration, what it
-// holds is left out if it stands at a path of the secrets, and stays otherwise, but for texts with a
-// known value in them. Where nobody can say what a text means, it is left out.
+// XML without what is not to be in a recording. Where an element stands in the configuration, what
+// it holds is left out if it stands at a path of the secrets, and stays otherwise, but for texts
+// with a known value in them. Where nobody can say what a text means, it is left out.
 #pragma once
 
 #include "model/xml.h"
@@ -39,7 +39,8 @@ public:
     // They are the result of that request; from a plugin or for one.
     void redact_result(xmlNode* result, const std::string& method, const std::string& path);
 
-    // It is a request or an answer as a frame holds it; that which it answers is given, if it is known.
+    // It is a request or an answer as a frame holds it; that which it answers is given, if it is
+    // known.
     void redact_message(xmlNode* message, const std::string& method, const std::string& path);
 
 private:

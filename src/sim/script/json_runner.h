@@ -13,8 +13,8 @@ class json_runner {
 public:
     explicit json_runner(session& on) : on_(on), commands_(on) {}
 
-    // Carries out what one line asks for. What comes of it is reported last, as a result; so is what
-    // is wrong with it, and nothing is done then.
+    // Carries out what one line asks for. What comes of it is reported last, as a result; so is
+    // what is wrong with it, and nothing is done then.
     void run(const std::string& line);
 
     // How many lines were no commands, or could not be done.

@@ -133,8 +133,8 @@ pid_t process_watch::other_holder(pid_t pid) const {
     return 0;
 }
 
-// What is gone at two looks was not about to be read as a hang-up, and a child that is there at both
-// is not about to become another program.
+// What is gone at two looks was not about to be read as a hang-up, and a child that is there at
+// both is not about to become another program.
 void process_watch::look_for_child(state& each, bool is_gone) {
     const pid_t child = is_gone ? 0 : other_holder(each.who.pid);
     if (std::exchange(each.was_shared, child != 0) && child != 0)

@@ -41,7 +41,8 @@ public:
     process_table& operator=(const process_table&) = delete;
     ~process_table(); // kills what still runs
 
-    // Moves a process that is to become a program to where that runs; false with the reason in errno.
+    // Moves a process that is to become a program to where that runs; false with the reason in
+    // errno.
     using mover = std::function<bool()>;
 
     // Starts a program in a process group of its own, by default under the name of its file. Throws

@@ -29,8 +29,8 @@ public:
     timeline& operator=(const timeline&) = delete;
     ~timeline() { events_.remove(*this); }
 
-    // The last lines, so many, or a few more: those that repeat themselves are one, or a few, with how
-    // often they came, and stay together.
+    // The last lines, so many, or a few more: those that repeat themselves are one, or a few, with
+    // how often they came, and stay together.
     std::string lines(std::size_t most) const;
 
 private:

@@ -33,8 +33,8 @@ protected:
     shared_room& room() { return room_; }
     pid_t pid() const { return pid_; }
 
-    // An answer that nothing open belongs to; of one that may have been asked for unread, nothing is
-    // told.
+    // An answer that nothing open belongs to; of one that may have been asked for unread, nothing
+    // is told.
     void report_stray(direction way, const std::string& id, const open_requests& open);
 
     // Each direction's first one is told of, and in the end how many more there were.

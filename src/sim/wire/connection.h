@@ -81,7 +81,8 @@ public:
     // Whether a fault is about to end it: nothing more goes out, and nothing is read.
     bool is_ending() const { return is_ending_; }
 
-    // How often something went wrong with it on purpose, and how long that has held it up until now.
+    // How often something went wrong with it on purpose, and how long that has held it up until
+    // now.
     std::size_t faults() const { return faults_; }
     moment::duration held_up(moment now) const { return held_up_.total(now); }
 

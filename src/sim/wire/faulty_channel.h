@@ -32,8 +32,8 @@ public:
     void delay_at(std::size_t place, milliseconds time);
 
     // Once so many bytes have been written, no more ever are, and none are read; calls out of the
-    // loop, at once or when they have been read, but at the latest a second after all that was to go
-    // wrong before. The call may end the channel.
+    // loop, at once or when they have been read, but at the latest a second after all that was to
+    // go wrong before. The call may end the channel.
     enum class stop { at_once, once_read };
     void stop_at(std::size_t place, stop when, std::function<void()> call);
 

@@ -79,8 +79,8 @@ arrival frame_reader::take(std::string_view body, const msg_head_t& header) {
     return made;
 }
 
-// A frame may still follow. What may be the beginning of a mark is kept. A mark before what is too long
-// for a frame is none: otherwise each of many would be an event.
+// A frame may still follow. What may be the beginning of a mark is kept. A mark before what is too
+// long for a frame is none: otherwise each of many would be an event.
 std::size_t frame_reader::skip_garbage() {
     const u32_t magic = CONF_MSG_MAGIC;
     const char* const mark = reinterpret_cast<const char*>(&magic);

@@ -8,9 +8,9 @@
 
 namespace pelmsim {
 
-// What the reader has no room for is kept, up to a limit; beyond it everything waits for the reader,
-// who has so much time for each bit. One that has read nothing by then, or has gone, is lost: from
-// there on nothing is written. The process is to ignore SIGPIPE.
+// What the reader has no room for is kept, up to a limit; beyond it everything waits for the
+// reader, who has so much time for each bit. One that has read nothing by then, or has gone, is
+// lost: from there on nothing is written. The process is to ignore SIGPIPE.
 class line_output {
 public:
     static constexpr std::size_t most_unread = std::size_t{16} * 1024 * 1024;

@@ -21,7 +21,8 @@ void accept_all(event_loop& loop, event_journal& events, int socket,
 void accept_sockets(event_loop& loop, event_journal& events, int socket,
                     std::function<void(unique_fd)> welcome);
 
-// Process that listens at this socket path; 0 when nobody does, -1 when somebody does whose queue is full.
+// Process that listens at this socket path; 0 when nobody does, -1 when somebody does whose queue
+// is full.
 pid_t listening_process(const char* path);
 
 } // namespace pelmsim

@@ -10,7 +10,8 @@ namespace pelmsim {
 // Nodes of a body: elements, attributes, comments and so on.
 inline constexpr std::size_t most_nodes = 500000;
 
-// Comparisons with other attributes of an element, and with namespaces that are declared where it stands.
+// Comparisons with other attributes of an element, and with namespaces that are declared where it
+// stands.
 inline constexpr std::size_t most_comparisons = 20000000;
 
 // What there is too much of, or a document type, which can define no end of it; empty for all else,

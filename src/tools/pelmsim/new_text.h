@@ -20,7 +20,8 @@ struct template_file {
 std::vector<template_file> plugin_templates();
 std::vector<template_file> legacy_templates();
 
-// A file with other names in it, and in its own name. The text is empty when there is nothing to say.
+// A file with other names in it, and in its own name. The text is empty when there is nothing to
+// say.
 template_file filled(const template_file& file, const project_names& names);
 
 } // namespace pelmsim

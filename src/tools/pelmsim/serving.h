@@ -12,8 +12,8 @@ namespace pelmsim {
 inline constexpr int expectation_failed = 1;
 inline constexpr int cannot_run = 2;
 
-// How often something was expected, with what is found to be wrong in the end, and was not so; and how
-// many warnings nobody expected.
+// How often something was expected, with what is found to be wrong in the end, and was not so; and
+// how many warnings nobody expected.
 struct serving_counts {
     int made = 0;
     int failed = 0;
@@ -38,8 +38,8 @@ struct serving_options {
     serving_counts* counts = nullptr; // where to leave them
 };
 
-// Both return the exit status, and throw problem when something cannot be set up, or a script or the
-// standard input holds a line that is no command.
+// Both return the exit status, and throw problem when something cannot be set up, or a script or
+// the standard input holds a line that is no command.
 int serve_in_private(const serving_options& given);
 int serve_in_public(const serving_options& given);
 

@@ -20,7 +20,8 @@ namespace {
 constexpr milliseconds between_looks{100};
 constexpr std::size_t longest_path = sizeof sockaddr_un{}.sun_path - 1;
 
-// Whether somebody takes what is sent there. One that listens sees a connection, which ends at once.
+// Whether somebody takes what is sent there. One that listens sees a connection, which ends at
+// once.
 bool is_served(const std::string& path, int type) {
     const unique_fd probe(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const sockaddr_un at = unix_address(path);

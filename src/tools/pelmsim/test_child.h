@@ -38,8 +38,8 @@ public:
     const std::string& script() const { return options_.script; }
 
 private:
-    // Lies in memory that the child shares, and that no program has which it starts. So nothing that
-    // such a program does can pass for a result.
+    // Lies in memory that the child shares, and that no program has which it starts. So nothing
+    // that such a program does can pass for a result.
     struct record {
         serving_counts counts;
         bool is_complete = false; // the script and the end of everybody

@@ -15,18 +15,18 @@ public:
     covered_places& operator=(const covered_places&) = delete;
     ~covered_places();
 
-    // Makes it; in the end a directory is removed with what lies directly in it. Returns an empty text,
-    // or what could not be done.
+    // Makes it; in the end a directory is removed with what lies directly in it. Returns an empty
+    // text, or what could not be done.
     [[nodiscard]] std::string make(const std::string& directory);
 
-    // Puts a file in the place of another one, or lets that be seen again. What is done already is not
-    // done twice; who removes the file in the place, outside, ends its cover, too. Returns 0 or the
-    // system's error.
+    // Puts a file in the place of another one, or lets that be seen again. What is done already is
+    // not done twice; who removes the file in the place, outside, ends its cover, too. Returns 0 or
+    // the system's error.
     [[nodiscard]] int cover(const std::string& place, const std::string& by) const;
     [[nodiscard]] int uncover(const std::string& place) const;
 
-    // Moves the calling process there, which has one thread, with the root and in the directory that
-    // make() was called with. False when it cannot be done, and the reason is in errno.
+    // Moves the calling process there, which has one thread, with the root and in the directory
+    // that make() was called with. False when it cannot be done, and the reason is in errno.
     [[nodiscard]] bool enter() const;
 
 private:

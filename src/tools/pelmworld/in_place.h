@@ -13,8 +13,8 @@ bool is_inside_a_run();
 
 // Waits until no other run is at work in place, makes sure that nothing of anybody else's lies at
 // the daemon's places, and returns in a child. The process itself stays behind: it passes signals
-// on, removes whatever has come to the places meanwhile, and ends as the child did. Returns an empty
-// text, or why nothing was done.
+// on, removes whatever has come to the places meanwhile, and ends as the child did. Returns an
+// empty text, or why nothing was done.
 [[nodiscard]] std::string work_in_place();
 
 } // namespace pelm

@@ -23,8 +23,8 @@ struct mapped_id {
     id_t outside;
 };
 
-// Of the calling process, which has just made a user namespace. Returns an empty text, or what could
-// not be done.
+// Of the calling process, which has just made a user namespace. Returns an empty text, or what
+// could not be done.
 std::string map_user(mapped_id uid, mapped_id gid);
 
 // From now on no mount of this namespace reaches another one; with MS_PRIVATE no other one reaches

@@ -34,8 +34,8 @@ bool is_listened_at(const std::string& path);
 
 std::set<pid_t> children_of_this_process();
 
-// Kills all processes that were started with this variable, written NAME=VALUE, and all children but
-// those that are spared. Returns whether there were any.
+// Kills all processes that were started with this variable, written NAME=VALUE, and all children
+// but those that are spared. Returns whether there were any.
 bool end_processes_of(const std::string& variable, const std::set<pid_t>& spared);
 
 } // namespace pelm

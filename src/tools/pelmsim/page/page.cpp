@@ -5,7 +5,8 @@
 namespace pelmsim {
 namespace {
 
-// Without "<" no element can begin or end; in JSON it stands only in texts, where this means the same.
+// Without "<" no element can begin or end; in JSON it stands only in texts, where this means the
+// same.
 void append_without_markup(std::string& page, const std::string& line) {
     for (const char each : line)
         if (each == '<')

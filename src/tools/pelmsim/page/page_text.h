@@ -1,4 +1,5 @@
-// The page of page.html, with its style and its scripts in it, on both sides of where the events go.
+// The page of page.html, with its style and its scripts in it, on both sides of where the events
+// go.
 #pragma once
 
 #include <string_view>
