@@ -1,5 +1,5 @@
-# What "cmake --install" puts where, for users of pkg-config and of CMake; the components are what
-# cmake/packages.cmake makes a package of each.
+# What "cmake --install" puts where, for users of pkg-config and of CMake; debian/rules
+# makes a package of each component.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
