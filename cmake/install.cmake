@@ -15,11 +15,14 @@ foreach(library ${libraries})
   install(TARGETS ${library} EXPORT ${library}
           LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
           ARCHIVE COMPONENT development
-          INCLUDES DESTINATION ${header_directory})
+          INCLUDES DESTINATION ${header_directory} ${CMAKE_INSTALL_INCLUDEDIR})
   install(EXPORT ${library} NAMESPACE pelmconf:: DESTINATION ${package_directory}
           FILE ${library}-targets.cmake COMPONENT development)
 endforeach()
-install(DIRECTORY src/include/ DESTINATION ${header_directory} COMPONENT development)
+# Those in pelmconf/ are included by that name, and so are not put into another folder of it.
+install(DIRECTORY src/include/ DESTINATION ${header_directory} COMPONENT development
+        PATTERN pelmconf EXCLUDE)
+install(DIRECTORY src/include/pelmconf/ DESTINATION ${header_directory} COMPONENT development)
 
 write_basic_package_version_file(pelmconf-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES cmake/pelmconf-config.cmake cmake/pelmconf-plugin-tests.cmake
@@ -46,7 +49,8 @@ endif()
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT licence)
 
 install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
-        FILES_MATCHING PATTERN *.c PATTERN *.cpp PATTERN *.py PATTERN *.sim PATTERN demo.xml)
+        FILES_MATCHING PATTERN *.[ch] PATTERN *.cpp PATTERN *.py PATTERN *.sim PATTERN *.service
+                       PATTERN demo.xml)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
 install(FILES docs/man/pelmconf.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT development)
 if(PELM_TOOLS)
