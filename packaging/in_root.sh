@@ -11,4 +11,4 @@ mkdir -p "$root/root/build"
 exec bwrap --die-with-parent --unshare-user --unshare-pid --unshare-net --uid 0 --gid 0 \
     --bind "$root" / --dev-bind /dev /dev --proc /proc --tmpfs /tmp \
     --bind "$project" "$project" --bind "$root/root/build" "$project/build" \
-    --setenv HOME /root --chdir "$project" "$@"
+    --setenv HOME /root --setenv PELM_OFFLINE 1 --chdir "$project" "$@"
