@@ -1,0 +1,323 @@
+/**
+ * @file plugin.hpp
+ * A plugin whose callbacks are C++ callables.
+ *
+ *     pelmconf::plugin ntp("ntp");
+ *     ntp.on_change("/ntp/server", 10, [&](const pelmconf::change& c) { use(c.after()); });
+ *     const int readable = ntp.start();    // for the event loop
+ *     ntp.serve();                         // now, and whenever it is readable
+ *
+ * A process is one plugin: of several objects one at a time can be started. All of it belongs to
+ * one thread. A child made by fork() starts without a plugin, and the copy there closes nothing of
+ * its parent.
+ *
+ * What a callable refuses with, an error{code, text} thrown or returned, is the daemon's answer.
+ * Any other exception refuses with the code -1 and its text; what is none of the standard's, with
+ * the library's own text. None gets into the library. (Cancelling a thread in a callable ends the
+ * process, as in C.)
+ *
+ * A callable may do all that a callback may: ask the daemon, close or destroy its own plugin (the
+ * request gets no answer, and the callable lives until it returns), start another one, register
+ * more callables, which count from the next start().
+ */
+#ifndef PELMCONF_PLUGIN_HPP
+#define PELMCONF_PLUGIN_HPP
+
+#include "callable.hpp"
+#include "served.hpp"
+
+#include <algorithm>
+#include <conf_plugin.h>
+#include <vector>
+
+namespace pelmconf {
+inline namespace PELMCONF_MODE {
+
+/** The callables of a plugin. They outlive it while one of them runs. */
+struct registry : std::enable_shared_from_this<registry> {
+    template <class Signature> struct entry {
+        std::string path;
+        int priority;
+        callable<Signature> call;
+    };
+
+    std::string name;
+    std::vector<entry<result<>(const change&)>> changes;
+    std::vector<entry<result<tree>(const status_query&)>> statuses;
+    std::vector<entry<result<tree>(const operation&)>> operations;
+    std::vector<callable<result<>()>> kick_offs;
+};
+
+/** Whose callables the process's callbacks belong to; null for nobody's. */
+inline registry* served_registry = nullptr;
+
+/**
+ * Records why the request being served fails.
+ *
+ * @return the code, for where nothing can be recorded any more
+ */
+inline int refuse(int code, const char* text) noexcept {
+    econf_plugin_error(code, *text == '\0' ? nullptr : text);
+    return code;
+}
+
+/** What all callbacks have in common. */
+template <class Code, class Keep> int served(Code code, Keep keep) noexcept {
+    std::shared_ptr<registry> serving;
+    if (served_registry != nullptr)
+        serving = served_registry->weak_from_this().lock();
+    if (!serving) // C has registered them, and the object has gone
+        return refuse(-1, "The plugin has ended.");
+    return guarded([&] { return code(*serving); }, keep, refuse);
+}
+
+inline const char* or_empty(const char* text) noexcept { return text == nullptr ? "" : text; }
+
+[[gnu::noinline]] inline int serve_change(int session, int oper, int more, int slot,
+                                          const char* path) noexcept {
+    return served(
+        [=](const registry& all) {
+            const auto& entry = all.changes[static_cast<std::size_t>(slot)];
+            return entry.call(
+                change{or_empty(path), session, entry.priority, operation_set(oper), more});
+        },
+        nullptr);
+}
+
+[[gnu::noinline]] inline int serve_status(int session, const char* path, const char* filter,
+                                          xmlNode** status, int slot) noexcept {
+    return served(
+        [=](const registry& all) {
+            return all.statuses[static_cast<std::size_t>(slot)].call(
+                status_query{or_empty(path), or_empty(filter), session});
+        },
+        [status](tree& given) { *status = given.release(); });
+}
+
+[[gnu::noinline]] inline int serve_operation(int session, xmlNode* input, xmlNode** output,
+                                             int slot) noexcept {
+    return served(
+        [=](const registry& all) {
+            return all.operations[static_cast<std::size_t>(slot)].call(
+                operation{nodes(input), session});
+        },
+        [output](tree& given) { *output = given.release(); });
+}
+
+/** What goes wrong here never reaches the daemon; the library writes it to its log. */
+inline void serve_kick_off() noexcept {
+    static_cast<void>(served(
+        [](const registry& all) {
+            for (std::size_t at = 0; at < all.kick_offs.size(); ++at)
+                if (result<> outcome = all.kick_offs[at](); !outcome)
+                    return outcome;
+            return result<>();
+        },
+        nullptr));
+}
+
+/**
+ * The functions that C calls. It hands no pointer back, so each slot has functions of its own,
+ * which do no more than to name it. A change has its slot in the place of the priority, which is
+ * known anyway: with as many arguments as before, what remains is one jump.
+ */
+template <int Slot> struct slot_functions {
+    static int change(int session, int oper, int more, int /*priority*/, const char* path) {
+        return serve_change(session, oper, more, Slot, path);
+    }
+    static int status(int session, const char* path, const char* filter, xmlNode** status) {
+        return serve_status(session, path, filter, status, Slot);
+    }
+    static int operation(int session, xmlNode* input, xmlNode** output) {
+        return serve_operation(session, input, output, Slot);
+    }
+};
+
+/** The functions of so many slots of each kind. */
+struct slot_table {
+    const econf_config_cb_t* changes;
+    const econf_status_cb_t* statuses;
+    const econf_operate_cb_t* operations;
+    std::size_t size;
+};
+
+template <int... Slots> slot_table functions_of(std::integer_sequence<int, Slots...>) noexcept {
+    static constexpr econf_config_cb_t changes[] = {slot_functions<Slots>::change...};
+    static constexpr econf_status_cb_t statuses[] = {slot_functions<Slots>::status...};
+    static constexpr econf_operate_cb_t operations[] = {slot_functions<Slots>::operation...};
+    return {changes, statuses, operations, sizeof...(Slots)};
+}
+
+/** A plugin, however many slots it has. It neither moves nor is copied. */
+class plugin_base {
+public:
+    plugin_base(const plugin_base&) = delete;
+    plugin_base& operator=(const plugin_base&) = delete;
+    /** Closes it, and lets go of the callables. */
+    ~plugin_base() {
+        close();
+        if (served_registry == registry_.get())
+            served_registry = nullptr;
+    }
+
+    /**
+     * Subscribes to changes at a path.
+     *
+     * @param path  as in econf_config_cb_info_t: an ampersand in it is written "&amp;"
+     * @param priority  smaller ones are told first
+     * @param call  takes const change& or nothing; returns nothing or result<>
+     */
+    plugin_base& on_change(std::string path, int priority, callable<result<>(const change&)> call) {
+        registry_->changes.push_back({std::move(path), priority, std::move(call)});
+        return *this;
+    }
+    /**
+     * Publishes a status.
+     *
+     * @param call  takes const status_query& or nothing; returns nothing, a tree of one element, or
+     *         result<tree>
+     */
+    plugin_base& on_status(std::string path, callable<result<tree>(const status_query&)> call) {
+        registry_->statuses.push_back({std::move(path), 0, std::move(call)});
+        return *this;
+    }
+    /**
+     * Serves an operation.
+     *
+     * @param call  takes const operation& or nothing; returns nothing (answered with "ok"), a tree,
+     *         or result<tree>
+     */
+    plugin_base& on_operation(std::string path, callable<result<tree>(const operation&)> call) {
+        registry_->operations.push_back({std::move(path), 0, std::move(call)});
+        return *this;
+    }
+    /**
+     * Is told when the daemon asks for a fresh start; of several, each in turn until one fails.
+     * What it fails with stands in the plugin log alone.
+     *
+     * @param call  takes nothing; returns nothing or result<>
+     */
+    plugin_base& on_kick_off(callable<result<>()> call) {
+        registry_->kick_offs.push_back(std::move(call));
+        return *this;
+    }
+
+    /**
+     * Registers the plugin and goes active: econf_plugin_init() and econf_plugin_activate().
+     *
+     * @return the descriptor, to be watched for input and hang-up; the library's, until close()
+     * Fails, with nothing left behind, as those calls do and table() does; it may be called again
+     */
+    or_error<int> start(ECONF_PLUGIN_ACTIVATE_MODE mode = ACTIVATE_WITH_CFGR) {
+        if (get_plugin_context() != nullptr)
+            return failed<int>(error(-1, "The process has a plugin already."));
+        if (const std::optional<error> why = describe())
+            return failed<int>(*why);
+        const int descriptor = econf_plugin_init(registry_->name.c_str(), &described_);
+        if (descriptor < 0)
+            return failed<int>(error(-1, "There is no daemon, or it did not take the plugin " +
+                                             registry_->name + "; the plugin log says why."));
+        if (econf_plugin_activate(mode) != 0) {
+            close();
+            return failed<int>(error(-1, "The daemon did not let the plugin " + registry_->name +
+                                             " go active; the plugin log says why."));
+        }
+        return descriptor;
+    }
+    /**
+     * Serves all that has arrived, and waits for nothing; call it once after start(), too. Not from
+     * a callable. As econf_plugin_run().
+     */
+    void serve() noexcept { econf_plugin_run(); }
+    /** Goes inactive; the connection stays. As econf_plugin_deactivate(). */
+    void deactivate() noexcept { econf_plugin_deactivate(); }
+    /** Goes active again. Fails when the daemon does not agree, or it is active. */
+    or_error<void> activate(ECONF_PLUGIN_ACTIVATE_MODE mode = ACTIVATE_WITH_CFGR) {
+        return succeeded(econf_plugin_activate(mode) == 0, "The plugin cannot go active.");
+    }
+    /** Ends the connection, if it is this plugin's. The callables stay, for another start(). */
+    void close() noexcept {
+        if (context() != nullptr)
+            econf_plugin_close();
+    }
+
+    /** @return the C object while this plugin is registered in this process; null otherwise */
+    conf_plugin_context_t* context() const noexcept {
+        return served_registry == registry_.get() ? get_plugin_context() : nullptr;
+    }
+    /**
+     * Describes the plugin for C: for econf_plugin_init() or pelmtest_begin(). The callbacks of the
+     * process then belong to this object.
+     *
+     * @return this object's, good until a callable is added
+     * Fails when there are more callables of a kind than slots, or another object is being served
+     */
+    or_error<econf_plugin_subpub_info_t*> table() {
+        if (const std::optional<error> why = describe())
+            return failed<econf_plugin_subpub_info_t*>(*why);
+        return &described_;
+    }
+
+protected:
+    plugin_base(std::string name, slot_table slots)
+        : registry_(std::make_shared<registry>()), slots_(slots) {
+        registry_->name = std::move(name);
+    }
+
+private:
+    // Makes the tables, and the process's callbacks this object's. @return why not
+    std::optional<error> describe() {
+        const registry& all = *registry_;
+        const std::size_t most =
+            std::max({all.changes.size(), all.statuses.size(), all.operations.size()});
+        if (most > slots_.size)
+            return error(-1, "The plugin " + all.name + " has " + std::to_string(most) +
+                                 " callables of a kind and " + std::to_string(slots_.size) +
+                                 " slots: make it a pelmconf::basic_plugin<" +
+                                 std::to_string(most) + ">.");
+        if (served_registry != nullptr && context() == nullptr && get_plugin_context() != nullptr)
+            return error(-1, "Another plugin of the process is being served.");
+        fill_tables();
+        served_registry = registry_.get();
+        return std::nullopt;
+    }
+    void fill_tables() {
+        changes_.clear();
+        for (const auto& each : registry_->changes)
+            changes_.push_back({each.path.c_str(), each.priority, slots_.changes[changes_.size()]});
+        changes_.push_back({nullptr, 0, nullptr});
+        statuses_.clear();
+        for (const auto& each : registry_->statuses)
+            statuses_.push_back({each.path.c_str(), slots_.statuses[statuses_.size()]});
+        statuses_.push_back({nullptr, nullptr});
+        operations_.clear();
+        for (auto& each : registry_->operations)
+            operations_.push_back({each.path.data(), slots_.operations[operations_.size()]});
+        operations_.push_back({nullptr, nullptr});
+        described_ = {changes_.data(), statuses_.data(), operations_.data(),
+                      registry_->kick_offs.empty() ? nullptr : serve_kick_off};
+    }
+
+    std::shared_ptr<registry> registry_;
+    slot_table slots_;
+    std::vector<econf_config_cb_info_t> changes_;
+    std::vector<econf_status_cb_info_t> statuses_;
+    std::vector<econf_operate_cb_info_t> operations_;
+    econf_plugin_subpub_info_t described_{};
+};
+
+/** A plugin with so many slots for callables of each kind. Each slot costs some tens of bytes. */
+template <int Slots> class basic_plugin : public plugin_base {
+public:
+    static_assert(Slots > 0, "A plugin has a slot at least.");
+    /** @param name  what the daemon knows it by */
+    explicit basic_plugin(std::string name)
+        : plugin_base(std::move(name), functions_of(std::make_integer_sequence<int, Slots>())) {}
+};
+
+using plugin = basic_plugin<32>;
+
+} // namespace PELMCONF_MODE
+} // namespace pelmconf
+
+#endif
