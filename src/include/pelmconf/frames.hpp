@@ -144,7 +144,7 @@ inline std::string frame_of(const tree& body, unsigned seq) {
     const msg_head_t head = {CONF_MSG_MAGIC, static_cast<u32_t>(text.size()),
                              static_cast<u16_t>(seq), 0};
     std::string bytes(sizeof head, '\0');
-    std::memcpy(&bytes[0], &head, sizeof head);
+    std::memcpy(bytes.data(), &head, sizeof head);
     return bytes + text;
 }
 
