@@ -13,7 +13,7 @@ cd "$work"
 passes() {
     local tests=$1 name=$2
     pelmsim new "${@:2}" >/dev/null
-    cmake -S "$name" -B "$name/build" -DCMAKE_C_FLAGS=-Werror >/dev/null
+    cmake -S "$name" -B "$name/build" --no-warn-unused-cli -DCMAKE_C_FLAGS=-Werror -DCMAKE_CXX_FLAGS=-Werror >/dev/null
     cmake --build "$name/build" >/dev/null
     ctest --test-dir "$name/build" --output-on-failure >said && grep -q "out of $tests\$" said && return
     cat said
@@ -41,6 +41,11 @@ cp -r "$templates/plugin" sample-plugin.expected
 repeats sample-plugin
 cp -r "$templates/legacy/." sample-plugin.expected
 repeats sample-plugin --legacy
+rm -r sample-plugin.expected
+cp -r "$templates/plugin" sample-plugin.expected
+find sample-plugin.expected -name '*.c' -delete
+cp -r "$templates/cxx/." sample-plugin.expected
+repeats sample-plugin --cxx
 
 # One of each kind; and several, whose names and paths are no identifiers, lie in one another, or are alike.
 several=(--config /system/name --config /a:system/ntp --config /a:system/ntp/name.1
@@ -50,16 +55,19 @@ several=(--config /system/name --config /a:system/ntp --config /a:system/ntp/nam
 passes 5 ntp
 passes 5 my-state_2 "${several[@]}"
 passes 5 older-one --legacy "${several[@]}"
+passes 5 in_cxx --cxx "${several[@]}"
 
 # Of one kind alone. No more is registered, no helper is left over.
 for kind in config status operate; do
-    for api in present legacy; do
+    for api in present legacy cxx; do
         options=(--"$kind" "/only/$kind")
-        [[ $api == present ]] || options+=(--legacy)
+        [[ $api == present ]] || options+=(--"$api")
         pelmsim new "$api-$kind" "${options[@]}" >/dev/null
         read -ra flags < <(PKG_CONFIG_PATH=$(find installed -name pkgconfig) pkg-config --cflags pelmtest)
-        for file in "$api-$kind"/*.c "$api-$kind"/tests/*.c; do
-            cc -std=c99 -Wall -Wextra -Werror -fsyntax-only "$file" "${flags[@]}"
+        for file in "$api-$kind"/*.c* "$api-$kind"/tests/*.c*; do
+            language='c++17'
+            [[ $file != *.c ]] || language='c99'
+            cc -std="$language" -Wall -Wextra -Werror -fsyntax-only "$file" "${flags[@]}"
         done
     done
 done

@@ -125,7 +125,8 @@ CLI::App& add_new(CLI::App& app, new_options& given) {
     add_paths("--config", given.config, "Take the configuration at this path");
     add_paths("--status", given.status, "Tell the status at this path");
     add_paths("--operate", given.operate, "Carry out the operation at this path");
-    command.add_flag("--legacy", given.legacy, "Use the older API");
+    CLI::Option* legacy = command.add_flag("--legacy", given.legacy, "Use the older API");
+    command.add_flag("--cxx", given.cxx, "In C++")->excludes(legacy);
     command.footer("Each path has a callback and tests; without any there is one of each kind.");
     return command;
 }

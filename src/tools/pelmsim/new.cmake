@@ -3,8 +3,9 @@ set(plugin_templates
   .gitignore CMakeLists.txt README.md main.c sample-plugin.c tests/configuration.sim tests/configuration.xml
   tests/daemon.sim tests/operations.sim tests/sample-plugin_test.c tests/status.sim)
 set(legacy_templates main.c sample-plugin.c tests/daemon.sim tests/sample-plugin_test.c)
+set(cxx_templates CMakeLists.txt README.md main.cpp sample-plugin.cpp tests/sample-plugin_test.cpp)
 set(embedded "#include \"new_text.h\"\n")
-foreach(api plugin legacy)
+foreach(api plugin legacy cxx)
   string(APPEND embedded "\nstd::vector<pelmsim::template_file> pelmsim::${api}_templates() {\n    return {\n")
   foreach(name IN LISTS ${api}_templates)
     set(file ${PROJECT_SOURCE_DIR}/templates/${api}/${name})

@@ -41,11 +41,22 @@ private:
     std::string place_;
 };
 
-std::vector<template_file> templates(bool legacy) {
+// The language, which a name ends in, is no part of what a file is.
+bool is_same_file(const std::string& name, const std::string& other) {
+    return name == other || name == other.substr(0, other.find(".cpp")) + ".c";
+}
+
+std::vector<template_file> templates(const new_options& given) {
     std::vector<template_file> files = plugin_templates();
-    if (legacy)
-        for (const template_file& other : legacy_templates())
-            std::ranges::find(files, other.name, &template_file::name)->text = other.text;
+    std::vector<template_file> others;
+    if (given.legacy)
+        others = legacy_templates();
+    else if (given.cxx)
+        others = cxx_templates();
+    for (const template_file& other : others)
+        *std::ranges::find_if(files, [&](const template_file& file) {
+            return is_same_file(file.name, other.name);
+        }) = other;
     return files;
 }
 
@@ -64,7 +75,7 @@ std::string initial_configuration(const std::vector<served_path>& paths) {
 }
 
 void write_project(const fs::path& folder, const new_options& given, const project_names& names) {
-    for (const template_file& each : templates(given.legacy)) {
+    for (const template_file& each : templates(given)) {
         template_file file = filled(each, names);
         if (file.name == configuration_file)
             file.text = initial_configuration(names.paths.at("config"));

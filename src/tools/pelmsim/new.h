@@ -12,6 +12,7 @@ struct new_options {
     std::vector<std::string> status;
     std::vector<std::string> operate;
     bool legacy = false;
+    bool cxx = false; // in C++; not by the older API
 };
 
 // Returns the exit status. Throws problem, and has made nothing then.

@@ -111,7 +111,7 @@ private:
 } // namespace
 
 template_file filled(const template_file& file, const project_names& names) {
-    const filler fills(names, file.name.ends_with(".c"));
+    const filler fills(names, file.name.ends_with(".c") || file.name.ends_with(".cpp"));
     return {fills.with_plugin(file.name), fills.fill(file.text)};
 }
 

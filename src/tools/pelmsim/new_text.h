@@ -16,9 +16,10 @@ struct template_file {
     std::string text;
 };
 
-// Those of the present API, and those that the older one has in place of them.
+// Those of the present API, and those that the older one, and C++, have in place of them.
 std::vector<template_file> plugin_templates();
 std::vector<template_file> legacy_templates();
+std::vector<template_file> cxx_templates();
 
 // A file with other names in it, and in its own name. The text is empty when there is nothing to
 // say.
