@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# size_table.sh FILE {TARGET TOOL-PREFIX LIBRARY}...: prints what each stripped library takes, in
+# size_table.sh FILE {TARGET TOOL-PREFIX BINARY}...: prints what each stripped library or program takes, in
 # bytes, and puts the table between the markers in FILE.
 set -euo pipefail
 

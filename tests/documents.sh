@@ -2,6 +2,7 @@
 # documents.sh BUILD DOCUMENT...: tries the fenced blocks of documents, in their order:
 #   ```c         compiles by itself, as C99 and as C++17, without a warning
 #   ```c NAME    the same, and is a file of that name for commands further down
+#   ```cpp, ```cpp NAME  the same in C++17
 #   ```sh        runs, up to the first command that fails, where the project's files are, pelmconf is
 #                installed and pelmsim is found; what it builds stays for later blocks
 #   ```sh fails  the same, and ends with a command that fails
@@ -9,8 +10,8 @@
 #   ```diff NAME  changes that file: the lines with a blank or "-" stand there just once, and those with a
 #                blank or "+" take their place
 #   ```... NAME  is such a file, too
-# All others are only shown, and so is "```c shown" or "```sh shown". Commands that change to another folder
-# do so for those further down.
+# All others are only shown, and so is "```c shown", "```cpp shown" or "```sh shown". Commands that change
+# to another folder do so for those further down.
 set -euo pipefail
 project=$(realpath "$(dirname "$0")/..")
 build=$(realpath "$1")
@@ -26,7 +27,11 @@ read -ra options < <(pkg-config --cflags pelmconf)
 options+=(-Wall -Wextra -Werror -c -o /dev/null)
 
 compiles() {
-    cc -x c -std=c99 "$1" "${options[@]}" && c++ -x c++ -std=c++17 "$1" "${options[@]}"
+    cc -x c -std=c99 "$1" "${options[@]}" && compiles_as_cxx "$1"
+}
+
+compiles_as_cxx() {
+    c++ -x c++ -std=c++17 "$1" "${options[@]}"
 }
 
 # runs FILE: where the one before has ended
@@ -74,6 +79,7 @@ try_block() {
     case $1-$2 in
     *-shown) return ;;
     c-*) compiles "$3" ;;
+    cpp-*) compiles_as_cxx "$3" ;;
     sh-fails) ! runs "$3" ;;
     sh-*) runs "$3" ;;
     text-said) was_said "$3" ;;
