@@ -55,10 +55,34 @@ private:
     pelmconf::plugin plugin_{"interfaces"};
 };
 
-// Waits for the daemon, or for the end of this process. Returns whether there is more to serve.
-bool goes_on(pollfd (&watched)[2]) {
-    return poll(watched, 2, -1) < 0 ||
-           (watched[0].revents == 0 && (watched[1].revents & ~POLLIN) == 0);
+// Returns the descriptor to watch, or -1 while there is no daemon.
+int start(pelmconf::plugin& plugin) {
+    try {
+        return plugin.start();
+    } catch (const pelmconf::error&) {
+        return -1;
+    }
+}
+
+// Returns when the daemon has gone or this process is to end.
+void serve(pelmconf::plugin& plugin, pollfd end, pollfd daemon) {
+    pollfd watched[] = {end, daemon};
+    do
+        plugin.serve(); // before the first wait, too: requests may have come with an answer
+    while (poll(watched, 2, -1) < 0 ||
+           (watched[0].revents == 0 && (watched[1].revents & ~POLLIN) == 0));
+}
+
+void run(pelmconf::plugin& plugin, pollfd end) {
+    for (int delay_ms = first_delay_ms; end.revents == 0;
+         delay_ms = std::min(2 * delay_ms, longest_delay_ms)) {
+        if (const int sock = start(plugin); sock >= 0) {
+            delay_ms = first_delay_ms;
+            serve(plugin, end, {sock, POLLIN | POLLRDHUP, 0});
+            plugin.close();
+        }
+        (void)poll(&end, 1, delay_ms);
+    }
 }
 
 } // namespace
@@ -69,26 +93,14 @@ int main() {
     sigemptyset(&ending);
     sigaddset(&ending, SIGTERM);
     sigprocmask(SIG_BLOCK, &ending, nullptr); // it is waited for like input
-    pollfd watched[] = {{signalfd(-1, &ending, SFD_CLOEXEC), POLLIN, 0},
-                        {-1, POLLIN | POLLRDHUP, 0}};
     (void)std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    pelmconf::log_up_to(DBG_ERROR);
-
-    interfaces served;
-    for (int delay_ms = first_delay_ms; watched[0].revents == 0;
-         delay_ms = std::min(2 * delay_ms, longest_delay_ms)) {
-        try {
-            watched[1].fd = served.plugin().start();
-            delay_ms = first_delay_ms;
-            do
-                served.plugin()
-                    .serve(); // before the first wait, too: requests may have come already
-            while (goes_on(watched));
-            served.plugin().close();
-        } catch (const pelmconf::error&) { // there is no daemon yet
-        }
-        if (watched[0].revents == 0)
-            (void)poll(watched, 1, delay_ms);
+    try {
+        pelmconf::log_up_to(DBG_ERROR);
+        interfaces served;
+        run(served.plugin(), {signalfd(-1, &ending, SFD_CLOEXEC), POLLIN, 0});
+        return 0;
+    } catch (const std::exception& why) {
+        (void)std::fprintf(stderr, "%s\n", why.what());
+        return 1;
     }
-    return 0;
 }

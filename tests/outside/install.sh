@@ -26,6 +26,7 @@ cc -o "$work/shared" "$outside/exercise.c" "${options[@]}"
 LD_LIBRARY_PATH=$pkgconfig/.. "$work/shared"
 
 examples=$outside/../../examples
+c++ -std=c++17 -o "$work/cxx" "$examples/plugin.cpp" "${options[@]}"
 read -ra options < <(pkg-config --cflags --libs pelmtest)
 cc -Dmain=plugin_main -c -o "$work/plugin.o" "$examples/plugin.c" "${options[@]}"
 cc -o "$work/kit" "$examples/plugin_test.c" "$work/plugin.o" "${options[@]}"

@@ -156,7 +156,7 @@ public:
     explicit tree(const char* name) : first_(xmlNewNode(nullptr, xml_chars(name))) {
         require(first_.get());
     }
-    template <class Content> tree(const char* name, const Content& content) : tree(name) {
+    template <class Content> explicit tree(const char* name, const Content& content) : tree(name) {
         set_text(written(content));
     }
 
