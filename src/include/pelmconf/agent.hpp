@@ -25,7 +25,8 @@ public:
     static or_error<agent> connect() {
         const int sock = conf_agent_init();
         if (sock < 0)
-            return failed<agent>(error(-1, "There is no daemon to talk to; syslog says why."));
+            return detail::failed<agent>(
+                error(-1, "There is no daemon to talk to; syslog says why."));
         return agent(sock);
     }
     agent(agent&& other) noexcept
@@ -81,11 +82,11 @@ public:
      */
     or_error<std::optional<frame>> receive() {
         while (!input_.ready()) {
-            const ssize_t got = read_once(input_.input(), sock_);
+            const ssize_t got = detail::read_once(input_.input(), sock_);
             if (got == 0)
                 return std::optional<frame>();
             if (got < 0)
-                return failed<std::optional<frame>>(system_error("Cannot read"));
+                return detail::failed<std::optional<frame>>(detail::system_error("Cannot read"));
         }
         return next();
     }
@@ -96,8 +97,8 @@ private:
     explicit agent(int sock) : sock_(sock) {}
 
     or_error<void> build(int (*request)(conf_buffer_t**, int), int seq) {
-        return succeeded(request(output_.get(), seq) == 0,
-                         "The request cannot be built; syslog says why.");
+        return detail::succeeded(request(output_.get(), seq) == 0,
+                                 "The request cannot be built; syslog says why.");
     }
 
     int sock_;

@@ -80,6 +80,8 @@ private:
     std::unique_ptr<holder_base> held_;
 };
 
+namespace detail {
+
 /**
  * Takes the code and the text of a failure, "" for none.
  *
@@ -133,6 +135,8 @@ int guarded(Code code, [[maybe_unused]] Keep keep, failure_teller tell) noexcept
     }
 #endif
 }
+
+} // namespace detail
 
 } // namespace PELMCONF_MODE
 } // namespace pelmconf

@@ -26,7 +26,7 @@ public:
      */
     static or_error<client_table> create(int slots) {
         if (conf_clishm_create(slots) != 0)
-            return failed<client_table>(
+            return detail::failed<client_table>(
                 error(-1, "The table of clients cannot be made; syslog says why."));
         return client_table();
     }
@@ -44,8 +44,8 @@ public:
 
     /** Stores a record. Fails when there is no free slot or no table. */
     static or_error<void> save(conf_cli_info_t client) {
-        return succeeded(conf_save_client_info(&client) == 0,
-                         "The client cannot be stored; syslog says why.");
+        return detail::succeeded(conf_save_client_info(&client) == 0,
+                                 "The client cannot be stored; syslog says why.");
     }
     /**
      * @return the first record of an SSH server process; nothing when there is none, or no table

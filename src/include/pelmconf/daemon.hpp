@@ -25,7 +25,7 @@ namespace daemon {
 inline or_error<std::string> load_config() {
     char* directory = nullptr;
     if (conf_load_config(&directory) != 0)
-        return failed<std::string>(
+        return detail::failed<std::string>(
             error(-1, "There is no valid profile; the plugin log says why."));
     struct free_text {
         void operator()(char* text) const noexcept { std::free(text); } // NOLINT: malloc() made it
@@ -46,7 +46,8 @@ public:
     static or_error<endpoint> open() {
         const int sock = Enable();
         if (sock < 0)
-            return failed<endpoint>(error(-1, "The socket cannot be made; the log says why."));
+            return detail::failed<endpoint>(
+                error(-1, "The socket cannot be made; the log says why."));
         return endpoint(sock);
     }
     endpoint(endpoint&& other) noexcept : sock_(std::exchange(other.sock_, -1)) {}
@@ -81,7 +82,7 @@ using agent_endpoint = endpoint<conf_agent_service_enable, conf_agent_service_di
 inline or_error<tree> build_rpc(const std::string& method, tree params, u32_t id) {
     tree built(plugin_build_rpc_message(method.c_str(), params.release(), id));
     if (!built)
-        return failed<tree>(error(-1, "The request cannot be built."));
+        return detail::failed<tree>(error(-1, "The request cannot be built."));
     return built;
 }
 
@@ -94,7 +95,7 @@ inline or_error<tree> build_rpc(const std::string& method, tree params, u32_t id
 inline or_error<tree> build_reply(tree outcome, u32_t id) {
     tree built(plugin_build_reply_message(outcome.release(), id));
     if (!built)
-        return failed<tree>(error(-1, "The answer cannot be built."));
+        return detail::failed<tree>(error(-1, "The answer cannot be built."));
     return built;
 }
 
@@ -110,7 +111,7 @@ inline or_error<rpc> parse_rpc(node message) {
     const char* method = nullptr;
     xmlNode* params = nullptr;
     if (plugin_parse_rpc(message.get(), &method, &params) != 0)
-        return failed<rpc>(error(-1, "That is no request."));
+        return detail::failed<rpc>(error(-1, "That is no request."));
     return rpc{method == nullptr ? "" : method, node(params), plugin_get_msgid(message.get())};
 }
 
@@ -128,7 +129,7 @@ inline or_error<reply> parse_reply(node message) {
     xmlNode* result = nullptr;
     xmlNode* refusal = nullptr;
     if (plugin_parse_reply(message.get(), &result, &refusal) != 0)
-        return failed<reply>(error(-1, "That is no answer."));
+        return detail::failed<reply>(error(-1, "That is no answer."));
     reply parsed{node(result), node(refusal), plugin_get_msgid(message.get())};
     if (refusal != nullptr) {
         parsed.code = plugin_get_reply_errcode(refusal);
@@ -154,8 +155,12 @@ struct hooks {
     callable<pelmconf::result<>(int session, nodes rpc, nodes data)> reply;
 };
 
+} // namespace daemon
+
+namespace detail {
+
 /** Those of this process, for its whole life; null before install(). */
-inline const hooks* installed_hooks = nullptr;
+inline const daemon::hooks* installed_hooks = nullptr;
 
 /** Runs a hook for C. */
 template <class Code, class Keep> int hooked(Code code, Keep keep) noexcept {
@@ -165,7 +170,7 @@ template <class Code, class Keep> int hooked(Code code, Keep keep) noexcept {
     });
 }
 
-template <callable<pelmconf::result<tree>(bool, const char*)> hooks::*Hook>
+template <callable<pelmconf::result<tree>(bool, const char*)> daemon::hooks::*Hook>
 int read_hook(bool_t old, const char* path, xmlNode** found) noexcept {
     return hooked([=] { return (installed_hooks->*Hook)(old != 0, path); },
                   [found](tree& given) { *found = given.release(); });
@@ -176,12 +181,12 @@ inline void error_hook(int code, const char* text) noexcept {
 }
 
 /** Makes the C table of hooks; those that are missing are null in it. */
-inline pelmd_plugin_callback_t table_of(const hooks& some) {
+inline pelmd_plugin_callback_t table_of(const daemon::hooks& some) {
     pelmd_plugin_callback_t table{};
     if (some.locate)
-        table.conf_plugin_locate = read_hook<&hooks::locate>;
+        table.conf_plugin_locate = read_hook<&daemon::hooks::locate>;
     if (some.pull)
-        table.conf_plugin_pull = read_hook<&hooks::pull>;
+        table.conf_plugin_pull = read_hook<&daemon::hooks::pull>;
     if (some.push)
         table.conf_plugin_push = [](const char* path, xmlNode* data) {
             return hooked([=] { return installed_hooks->push(path, nodes(data)); }, nullptr);
@@ -211,16 +216,20 @@ inline pelmd_plugin_callback_t table_of(const hooks& some) {
     return table;
 }
 
+} // namespace detail
+
+namespace daemon {
+
 /**
  * Makes the process a plugin inside the daemon, whose calls these hooks serve until it ends. Fails
  * where there are hooks already, which stay.
  */
 inline or_error<void> install(hooks some) {
     auto kept = std::make_unique<const hooks>(std::move(some));
-    pelmd_plugin_callback_t table = table_of(*kept);
+    pelmd_plugin_callback_t table = detail::table_of(*kept);
     if (conf_plugin_init_api(&table) != 0)
-        return failed<void>(pelmconf::error(-1, "The process has hooks already."));
-    installed_hooks = kept.release(); // for the life of the process
+        return detail::failed<void>(pelmconf::error(-1, "The process has hooks already."));
+    detail::installed_hooks = kept.release(); // for the life of the process
     return or_error<void>();
 }
 

@@ -32,6 +32,8 @@
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
+namespace detail {
+
 /**
  * @return the bytes of the character that text begins with; 0 when XML does not allow what stands
  *         there
@@ -58,13 +60,15 @@ inline std::size_t xml_character(std::string_view text) noexcept {
     return is_overlong || is_surrogate || is_none ? 0 : length;
 }
 
+} // namespace detail
+
 /**
  * Puts a question mark in the place of each byte that XML does not allow: one such byte in a
  * message, and the daemon could not read any of it. All texts of errors and trees go through here.
  */
 inline std::string fit_for_xml(std::string text) {
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = xml_character(std::string_view(text).substr(at));
+        const std::size_t length = detail::xml_character(std::string_view(text).substr(at));
         if (length == 0)
             text[at] = '?';
         at += length == 0 ? 1 : length;
@@ -136,6 +140,8 @@ template <class T> using or_error = T; /**< T; a failure is thrown as an error *
 template <class T> using or_error = result<T>; /**< T, or the error */
 #endif
 
+namespace detail {
+
 /** Ends a call that has failed: throws the error, or returns it. */
 template <class T> or_error<T> failed(const error& why) {
 #ifdef __cpp_exceptions
@@ -161,6 +167,8 @@ template <class Exception> [[noreturn]] void give_up(const Exception& why) {
     std::abort();
 #endif
 }
+
+} // namespace detail
 
 } // namespace PELMCONF_MODE
 } // namespace pelmconf

@@ -23,7 +23,7 @@ class buffer {
 public:
     buffer() : handle_(conf_buffer_create(0)) {
         if (handle_ == nullptr)
-            give_up(std::bad_alloc());
+            detail::give_up(std::bad_alloc());
     }
     buffer(buffer&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
     buffer& operator=(buffer&& other) noexcept {
@@ -44,7 +44,7 @@ public:
     or_error<void> append(std::string_view bytes) {
         const auto length = static_cast<int>(bytes.size());
         const bool fits = length >= 0 && static_cast<std::size_t>(length) == bytes.size();
-        return succeeded(
+        return detail::succeeded(
             fits && conf_buffer_append(&handle_, const_cast<char*>(bytes.data()), length) == 0,
             "The buffer took no more.");
     }
@@ -81,7 +81,7 @@ public:
     or_error<std::optional<frame>> next() {
         const long bytes = first_frame();
         if (bytes < 0)
-            return failed<std::optional<frame>>(error(-1, "No frame begins here."));
+            return detail::failed<std::optional<frame>>(error(-1, "No frame begins here."));
         if (bytes == 0)
             return std::optional<frame>();
         const std::string_view content = input_.content();
@@ -101,12 +101,12 @@ public:
     or_error<tree> next_tree() {
         const long bytes = first_frame();
         if (bytes < 0)
-            return failed<tree>(error(-1, "No frame begins here."));
+            return detail::failed<tree>(error(-1, "No frame begins here."));
         if (bytes == 0)
             return tree();
         tree parsed(plugin_parse_message(input_.get()));
         if (!parsed)
-            return failed<tree>(error(-1, "The message is no XML."));
+            return detail::failed<tree>(error(-1, "The message is no XML."));
         return parsed;
     }
 
@@ -148,6 +148,8 @@ inline std::string frame_of(const tree& body, unsigned seq) {
     return bytes + text;
 }
 
+namespace detail {
+
 /**
  * Reads once, of whatever signals come.
  *
@@ -171,6 +173,8 @@ inline error system_error(const std::string& what) {
     return error(-1, what + ": " + std::strerror(errno) + ".");
 }
 
+} // namespace detail
+
 /**
  * Reads once from a connection. A signal does not end it.
  *
@@ -178,9 +182,9 @@ inline error system_error(const std::string& what) {
  * Fails when it is broken, or without memory
  */
 inline or_error<bool> read_into(frame_reader& reader, int sock) {
-    const ssize_t got = read_once(reader.input(), sock);
+    const ssize_t got = detail::read_once(reader.input(), sock);
     if (got < 0 && errno != EAGAIN)
-        return failed<bool>(system_error("Cannot read"));
+        return detail::failed<bool>(detail::system_error("Cannot read"));
     return got != 0;
 }
 
@@ -199,7 +203,7 @@ inline or_error<bool> write_from(buffer& output, int sock) {
         else if (errno == EAGAIN)
             return false;
         else if (errno != EINTR)
-            return failed<bool>(system_error("Cannot write"));
+            return detail::failed<bool>(detail::system_error("Cannot write"));
     }
     return true;
 }

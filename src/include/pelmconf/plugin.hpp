@@ -33,6 +33,8 @@
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
+namespace detail {
+
 /** The callables of a plugin. They outlive it while one of them runs. */
 struct registry : std::enable_shared_from_this<registry> {
     template <class Signature> struct entry {
@@ -148,18 +150,13 @@ template <int... Slots> slot_table functions_of(std::integer_sequence<int, Slots
     return {changes, statuses, operations, sizeof...(Slots)};
 }
 
-/** A plugin, however many slots it has. It neither moves nor is copied. */
+} // namespace detail
+
+/** A plugin, however many slots it has. It neither moves nor is copied; its end closes it. */
 class plugin_base {
 public:
     plugin_base(const plugin_base&) = delete;
     plugin_base& operator=(const plugin_base&) = delete;
-    /** Closes it, and lets go of the callables. */
-    ~plugin_base() {
-        close();
-        if (served_registry == registry_.get())
-            served_registry = nullptr;
-    }
-
     /**
      * Subscribes to changes at a path.
      *
@@ -210,17 +207,19 @@ public:
      */
     or_error<int> start(ECONF_PLUGIN_ACTIVATE_MODE mode = ACTIVATE_WITH_CFGR) {
         if (get_plugin_context() != nullptr)
-            return failed<int>(error(-1, "The process has a plugin already."));
+            return detail::failed<int>(error(-1, "The process has a plugin already."));
         if (const std::optional<error> why = describe())
-            return failed<int>(*why);
+            return detail::failed<int>(*why);
         const int descriptor = econf_plugin_init(registry_->name.c_str(), &described_);
         if (descriptor < 0)
-            return failed<int>(error(-1, "There is no daemon, or it did not take the plugin " +
-                                             registry_->name + "; the plugin log says why."));
+            return detail::failed<int>(
+                error(-1, "There is no daemon, or it did not take the plugin " + registry_->name +
+                              "; the plugin log says why."));
         if (econf_plugin_activate(mode) != 0) {
             close();
-            return failed<int>(error(-1, "The daemon did not let the plugin " + registry_->name +
-                                             " go active; the plugin log says why."));
+            return detail::failed<int>(error(-1, "The daemon did not let the plugin " +
+                                                     registry_->name +
+                                                     " go active; the plugin log says why."));
         }
         return descriptor;
     }
@@ -233,7 +232,7 @@ public:
     void deactivate() noexcept { econf_plugin_deactivate(); }
     /** Goes active again. Fails when the daemon does not agree, or it is active. */
     or_error<void> activate(ECONF_PLUGIN_ACTIVATE_MODE mode = ACTIVATE_WITH_CFGR) {
-        return succeeded(econf_plugin_activate(mode) == 0, "The plugin cannot go active.");
+        return detail::succeeded(econf_plugin_activate(mode) == 0, "The plugin cannot go active.");
     }
     /** Ends the connection, if it is this plugin's. The callables stay, for another start(). */
     void close() noexcept {
@@ -243,7 +242,7 @@ public:
 
     /** @return the C object while this plugin is registered in this process; null otherwise */
     conf_plugin_context_t* context() const noexcept {
-        return served_registry == registry_.get() ? get_plugin_context() : nullptr;
+        return detail::served_registry == registry_.get() ? get_plugin_context() : nullptr;
     }
     /**
      * Describes the plugin for C: for econf_plugin_init() or pelmtest_begin(). The callbacks of the
@@ -254,20 +253,26 @@ public:
      */
     or_error<econf_plugin_subpub_info_t*> table() {
         if (const std::optional<error> why = describe())
-            return failed<econf_plugin_subpub_info_t*>(*why);
+            return detail::failed<econf_plugin_subpub_info_t*>(*why);
         return &described_;
     }
 
 protected:
-    plugin_base(std::string name, slot_table slots)
-        : registry_(std::make_shared<registry>()), slots_(slots) {
+    /** Closes it, and lets go of the callables. */
+    ~plugin_base() {
+        close();
+        if (detail::served_registry == registry_.get())
+            detail::served_registry = nullptr;
+    }
+    plugin_base(std::string name, detail::slot_table slots)
+        : registry_(std::make_shared<detail::registry>()), slots_(slots) {
         registry_->name = std::move(name);
     }
 
 private:
     // Makes the tables, and the process's callbacks this object's. @return why not
     std::optional<error> describe() {
-        const registry& all = *registry_;
+        const detail::registry& all = *registry_;
         const std::size_t most =
             std::max({all.changes.size(), all.statuses.size(), all.operations.size()});
         if (most > slots_.size)
@@ -275,10 +280,11 @@ private:
                                  " callables of a kind and " + std::to_string(slots_.size) +
                                  " slots: make it a pelmconf::basic_plugin<" +
                                  std::to_string(most) + ">.");
-        if (served_registry != nullptr && context() == nullptr && get_plugin_context() != nullptr)
+        if (detail::served_registry != nullptr && context() == nullptr &&
+            get_plugin_context() != nullptr)
             return error(-1, "Another plugin of the process is being served.");
         fill_tables();
-        served_registry = registry_.get();
+        detail::served_registry = registry_.get();
         return std::nullopt;
     }
     void fill_tables() {
@@ -295,11 +301,11 @@ private:
             operations_.push_back({each.path.data(), slots_.operations[operations_.size()]});
         operations_.push_back({nullptr, nullptr});
         described_ = {changes_.data(), statuses_.data(), operations_.data(),
-                      registry_->kick_offs.empty() ? nullptr : serve_kick_off};
+                      registry_->kick_offs.empty() ? nullptr : detail::serve_kick_off};
     }
 
-    std::shared_ptr<registry> registry_;
-    slot_table slots_;
+    std::shared_ptr<detail::registry> registry_;
+    detail::slot_table slots_;
     std::vector<econf_config_cb_info_t> changes_;
     std::vector<econf_status_cb_info_t> statuses_;
     std::vector<econf_operate_cb_info_t> operations_;
@@ -312,7 +318,8 @@ public:
     static_assert(Slots > 0, "A plugin has a slot at least.");
     /** @param name  what the daemon knows it by */
     explicit basic_plugin(std::string name)
-        : plugin_base(std::move(name), functions_of(std::make_integer_sequence<int, Slots>())) {}
+        : plugin_base(std::move(name),
+                      detail::functions_of(std::make_integer_sequence<int, Slots>())) {}
 };
 
 using plugin = basic_plugin<32>;

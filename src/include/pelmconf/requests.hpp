@@ -17,6 +17,8 @@
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
+namespace detail {
+
 /** Between a call that fills in a list of nodes and its owner. */
 template <class Call>
 or_error<tree> received(Call call, const char* what, const std::string& path) {
@@ -26,6 +28,8 @@ or_error<tree> received(Call call, const char* what, const std::string& path) {
     return tree(found);
 }
 
+} // namespace detail
+
 /**
  * Reads the configuration at a path.
  *
@@ -33,14 +37,16 @@ or_error<tree> received(Call call, const char* what, const std::string& path) {
  *         error. Fails without an active plugin, or when no answer comes.
  */
 inline or_error<tree> pull(const std::string& path) {
-    return received([](const char* at, xmlNode** found) { return econf_plugin_pull(0, at, found); },
-                    "Cannot read ", path);
+    return detail::received(
+        [](const char* at, xmlNode** found) { return econf_plugin_pull(0, at, found); },
+        "Cannot read ", path);
 }
 
 /** As pull(), for the configuration before the change. */
 inline or_error<tree> pull_before(const std::string& path) {
-    return received([](const char* at, xmlNode** found) { return econf_plugin_pull(1, at, found); },
-                    "Cannot read what was at ", path);
+    return detail::received(
+        [](const char* at, xmlNode** found) { return econf_plugin_pull(1, at, found); },
+        "Cannot read what was at ", path);
 }
 
 /**
@@ -49,14 +55,14 @@ inline or_error<tree> pull_before(const std::string& path) {
  * @return new elements "prev" and "next", the caller's, as far as there are such. Fails as pull().
  */
 inline or_error<tree> locate(const std::string& path) {
-    return received(
+    return detail::received(
         [](const char* at, xmlNode** found) { return econf_plugin_locate(0, at, found); },
         "Cannot locate ", path);
 }
 
 /** As locate(), for the configuration before the change. */
 inline or_error<tree> locate_before(const std::string& path) {
-    return received(
+    return detail::received(
         [](const char* at, xmlNode** found) { return econf_plugin_locate(1, at, found); },
         "Cannot locate what was at ", path);
 }
@@ -67,7 +73,8 @@ inline or_error<tree> locate_before(const std::string& path) {
  * @param data  is copied, and stays the caller's; empty fails
  */
 inline or_error<void> push(const std::string& path, nodes data) {
-    return succeeded(econf_plugin_push(path.c_str(), data.get()) == 0, "The daemon took no data.");
+    return detail::succeeded(econf_plugin_push(path.c_str(), data.get()) == 0,
+                             "The daemon took no data.");
 }
 
 /** What is done in the deployment store. */
@@ -79,15 +86,15 @@ enum class deployment { add = 0, remove = 1, update = 2 };
  * @param data  as in push()
  */
 inline or_error<void> config_deployment(const std::string& path, deployment what, nodes data) {
-    return succeeded(
+    return detail::succeeded(
         econf_plugin_config_deployment(path.c_str(), static_cast<int>(what), data.get()) == 0,
         "The daemon did not change the deployment store.");
 }
 
 /** Asks the daemon to save the deployment store. */
 inline or_error<void> save_deployment() {
-    return succeeded(econf_plugin_save_deployment() == 0,
-                     "The daemon did not save the deployment store.");
+    return detail::succeeded(econf_plugin_save_deployment() == 0,
+                             "The daemon did not save the deployment store.");
 }
 
 /**
@@ -96,8 +103,8 @@ inline or_error<void> save_deployment() {
  * @param replaces  whether what is there is replaced
  */
 inline or_error<void> copy_running_to_deployment(bool replaces) {
-    return succeeded(econf_plugin_copy_running_to_deployment(replaces ? 1 : 0) == 0,
-                     "The daemon did not copy to the deployment store.");
+    return detail::succeeded(econf_plugin_copy_running_to_deployment(replaces ? 1 : 0) == 0,
+                             "The daemon did not copy to the deployment store.");
 }
 
 /**
@@ -107,24 +114,27 @@ inline or_error<void> copy_running_to_deployment(bool replaces) {
  * @param data  its first node is sent; stays the caller's; empty fails
  */
 inline or_error<void> notify(const std::string& name, nodes data) {
-    return succeeded(econf_notify(name.c_str(), data.get()) == 0, "The notification was not sent.");
+    return detail::succeeded(econf_notify(name.c_str(), data.get()) == 0,
+                             "The notification was not sent.");
 }
 
 /**
  * As above, with ready-made text, which is sent as it stands, up to its first zero, and with one.
  */
 inline or_error<void> notify(const std::string& name, const std::string& text) {
-    return succeeded(
+    return detail::succeeded(
         conf_notify(const_cast<char*>(name.c_str()), const_cast<char*>(text.c_str())) == 0,
         "The notification was not sent.");
 }
 
 /** As above, but fails at once when the daemon's queue is full. */
 inline or_error<void> notify_nonblock(const std::string& name, const std::string& text) {
-    return succeeded(
+    return detail::succeeded(
         conf_notify_nonblock(const_cast<char*>(name.c_str()), const_cast<char*>(text.c_str())) == 0,
         "The notification was not sent.");
 }
+
+namespace detail {
 
 /** Takes a string that malloc() made; null means that there was no memory. */
 inline std::string taken(char* made) {
@@ -137,19 +147,21 @@ inline std::string taken(char* made) {
     return made;
 }
 
+} // namespace detail
+
 /** @return the standard form of a schema path */
 inline std::string path_schema2std(const std::string& path) {
-    return taken(plugin_path_schema2std(path.c_str()));
+    return detail::taken(plugin_path_schema2std(path.c_str()));
 }
 
 /** @return the standard form of a data path */
 inline std::string path_data2std(const std::string& path) {
-    return taken(plugin_path_data2std(path.c_str()));
+    return detail::taken(plugin_path_data2std(path.c_str()));
 }
 
 /** @return the form of the database */
 inline std::string path_std2db(const std::string& path) {
-    return taken(plugin_path_std2db(path.c_str()));
+    return detail::taken(plugin_path_std2db(path.c_str()));
 }
 
 /**
@@ -159,8 +171,8 @@ inline std::string path_std2db(const std::string& path) {
  *         nothing
  */
 inline or_error<void> log_up_to(int level) {
-    return succeeded(econf_plugin_config_debug(level, 1) == 0,
-                     "There is no such level of the log.");
+    return detail::succeeded(econf_plugin_config_debug(level, 1) == 0,
+                             "There is no such level of the log.");
 }
 
 /** Switches the plugin log off. */

@@ -49,7 +49,7 @@ struct change {
 private:
     or_error<tree> read(or_error<tree> (*from)(const std::string&)) const {
         if (*path == '\0')
-            return failed<tree>(error(-1, "The daemon named no path."));
+            return detail::failed<tree>(error(-1, "The daemon named no path."));
         return from(path);
     }
 };

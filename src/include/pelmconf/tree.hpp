@@ -180,7 +180,7 @@ public:
     /** Adds all nodes of another tree to the first element. */
     tree& add(tree children) & {
         if (!nodes(*this).first())
-            give_up(std::logic_error("A tree without an element takes no children."));
+            detail::give_up(std::logic_error("A tree without an element takes no children."));
         if (children) {
             require(xmlAddChildList(nodes(*this).first().get(), children.get()));
             static_cast<void>(children.release());
@@ -229,7 +229,7 @@ public:
         require(buffer.get());
         for (xmlNode* each = get(); each != nullptr; each = each->next)
             if (xmlNodeDump(buffer.get(), each->doc, each, 0, 0) < 0)
-                give_up(std::bad_alloc());
+                detail::give_up(std::bad_alloc());
         return node::chars(xmlBufferContent(buffer.get()));
     }
 
@@ -261,7 +261,7 @@ private:
     }
     static void require(const void* made) {
         if (made == nullptr)
-            give_up(std::bad_alloc());
+            detail::give_up(std::bad_alloc());
     }
     template <class Content> static std::string written(const Content& content) {
         if constexpr (std::is_same_v<Content, bool>)
