@@ -45,7 +45,7 @@ def block(text):
     language = (first[3:].split() or [""])[0]
     if language == "mermaid":
         return ""
-    return "```{.%s}\n%s" % (language if language in ("c", "cmake") else "unparsed", rest)
+    return "```{.%s}\n%s" % (language if language in ("c", "cpp", "cmake") else "unparsed", rest)
 
 
 def prose(document, text):

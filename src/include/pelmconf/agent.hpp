@@ -18,7 +18,7 @@
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
-/** Owns the connection. Move-only; one that was moved from can be assigned to or destroyed. */
+/** Owns the connection. Move-only. */
 class agent {
 public:
     /** Reads the profile and connects. Fails when there is no daemon; syslog says why. */
@@ -29,10 +29,12 @@ public:
                 error(-1, "There is no daemon to talk to; syslog says why."));
         return agent(sock);
     }
+    /** What was moved from can be assigned to or destroyed. */
     agent(agent&& other) noexcept
         : sock_(std::exchange(other.sock_, -1)),
           input_(std::move(other.input_)),
           output_(std::move(other.output_)) {}
+    /** As above. */
     agent& operator=(agent&& other) noexcept {
         std::swap(sock_, other.sock_);
         std::swap(input_, other.input_);
@@ -49,11 +51,13 @@ public:
     int descriptor() const noexcept { return sock_; }
 
     /**
-     * Each puts a request behind those that are to be sent; seq is its number. They fail without
-     * memory, and create_session() also for a user who has no name; nothing is added then.
+     * Puts a request for a session behind those that are to be sent; seq is its number. Fails
+     * without memory, or for a user who has no name; nothing is added then.
      */
     or_error<void> create_session(int seq) { return build(conf_agent_build_session, seq); }
+    /** The same for notifications. Fails without memory; nothing is added then. */
     or_error<void> create_subscription(int seq) { return build(conf_agent_build_notify_rpc, seq); }
+    /** The same for the daemon's capabilities. Fails as create_subscription(). */
     or_error<void> get_capability(int seq) { return build(conf_agent_build_capability, seq); }
 
     /**

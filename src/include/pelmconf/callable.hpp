@@ -23,16 +23,20 @@ template <class Signature> class callable;
  */
 template <class T, class... Given> class callable<result<T>(Given...)> {
 public:
+    /** Holds none, and must not be called. */
     callable() = default;
+    /** Takes any callable, by moving or copying it. */
     template <class F, class = std::enable_if_t<!std::is_same_v<std::decay_t<F>, callable>>>
     callable(F&& f) // NOLINT: meant to convert
         : held_(std::make_unique<holder<std::decay_t<F>>>(std::forward<F>(f))) {}
 
+    /** @return whether there is one */
     explicit operator bool() const noexcept { return held_ != nullptr; }
     /** Calls it; it stays where it is even when this object is moved meanwhile. */
     result<T> operator()(Given... given) const { return held_->call(given...); }
 
 private:
+    /** @cond */
     struct holder_base {
         holder_base() = default;
         holder_base(const holder_base&) = delete;
@@ -77,6 +81,7 @@ private:
         F callable_;
     };
 
+    /** @endcond */
     std::unique_ptr<holder_base> held_;
 };
 

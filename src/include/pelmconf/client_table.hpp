@@ -30,7 +30,9 @@ public:
                 error(-1, "The table of clients cannot be made; syslog says why."));
         return client_table();
     }
+    /** What was moved from removes nothing. */
     client_table(client_table&& other) noexcept : owns_(std::exchange(other.owns_, false)) {}
+    /** As above. */
     client_table& operator=(client_table&& other) noexcept {
         std::swap(owns_, other.owns_);
         return *this;

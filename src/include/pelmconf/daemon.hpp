@@ -27,10 +27,7 @@ inline or_error<std::string> load_config() {
     if (conf_load_config(&directory) != 0)
         return detail::failed<std::string>(
             error(-1, "There is no valid profile; the plugin log says why."));
-    struct free_text {
-        void operator()(char* text) const noexcept { std::free(text); } // NOLINT: malloc() made it
-    };
-    const std::unique_ptr<char, free_text> owned(directory);
+    const std::unique_ptr<char, detail::freed_by<std::free>> owned(directory);
     return std::string(directory == nullptr ? "" : directory);
 }
 
@@ -50,7 +47,9 @@ public:
                 error(-1, "The socket cannot be made; the log says why."));
         return endpoint(sock);
     }
+    /** What was moved from removes nothing. */
     endpoint(endpoint&& other) noexcept : sock_(std::exchange(other.sock_, -1)) {}
+    /** As above. */
     endpoint& operator=(endpoint&& other) noexcept {
         std::swap(sock_, other.sock_);
         return *this;
@@ -69,8 +68,11 @@ private:
     int sock_;
 };
 
+/** Where plugins connect. */
 using plugin_endpoint = endpoint<conf_plugin_service_enable, conf_plugin_service_disable>;
+/** Where notifications arrive. */
 using notifier_endpoint = endpoint<conf_plugin_notifier_enable, conf_plugin_notifier_disable>;
+/** Where agents connect. */
 using agent_endpoint = endpoint<conf_agent_service_enable, conf_agent_service_disable>;
 
 /**
@@ -101,9 +103,9 @@ inline or_error<tree> build_reply(tree outcome, u32_t id) {
 
 /** What a request says; all of it stays the message's. */
 struct rpc {
-    const char* method = "";
-    node params;
-    u32_t id = 0; /**< 0 for none */
+    const char* method = ""; /**< its name */
+    node params;             /**< the element */
+    u32_t id = 0;            /**< 0 for none */
 };
 
 /** Splits a request. Fails when the method or the parameters are missing. */
@@ -117,8 +119,8 @@ inline or_error<rpc> parse_rpc(node message) {
 
 /** What an answer says; all of it stays the message's. One of result and refusal is there. */
 struct reply {
-    node result;
-    node refusal;
+    node result;           /**< the element, or none */
+    node refusal;          /**< the element "error", or none */
     u32_t id = 0;          /**< 0 for none */
     int code = 0;          /**< the refusal's; -1 when it has none */
     const char* text = ""; /**< the refusal's */
@@ -145,13 +147,21 @@ inline or_error<reply> parse_reply(node message) {
  * escapes.
  */
 struct hooks {
+    /** For pelmconf::locate(). */
     callable<pelmconf::result<tree>(bool old, const char* path)> locate;
+    /** For pelmconf::pull(). */
     callable<pelmconf::result<tree>(bool old, const char* path)> pull;
+    /** For pelmconf::push(). */
     callable<pelmconf::result<>(const char* path, nodes data)> push;
+    /** For pelmconf::config_deployment(); oper as in C. */
     callable<pelmconf::result<>(const char* path, int oper, nodes data)> config_deployment;
+    /** For pelmconf::save_deployment(). */
     callable<pelmconf::result<>()> save_deployment;
+    /** For its namesake; 1 replaces. */
     callable<pelmconf::result<>(int override_flag)> copy_running_to_deployment;
-    callable<pelmconf::result<>(int code, const char* text)> error; /**< text may be null */
+    /** For econf_plugin_error(), which nobody hears of where this is missing; text may be null. */
+    callable<pelmconf::result<>(int code, const char* text)> error;
+    /** For conf_send_reply(). */
     callable<pelmconf::result<>(int session, nodes rpc, nodes data)> reply;
 };
 

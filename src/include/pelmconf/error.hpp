@@ -24,9 +24,9 @@
 /* The same names mean other types with exceptions than without. A program may have sources of both
    kinds: each has its own functions then. */
 #ifdef __cpp_exceptions
-#define PELMCONF_MODE throwing
+#define PELMCONF_MODE throwing /**< where failures are thrown */
 #else
-#define PELMCONF_MODE returning
+#define PELMCONF_MODE returning /**< where failures are returned */
 #endif
 
 namespace pelmconf {
@@ -102,15 +102,21 @@ private:
  */
 template <class T = void> class [[nodiscard]] result {
 public:
+    /** Success. */
     result(T value)
         : state_(std::in_place_index<0>, std::move(value)) {} // NOLINT: meant to convert
+    /** Failure. */
     result(error why) : state_(std::in_place_index<1>, std::move(why)) {} // NOLINT
 
     /** @return whether there is a value */
     explicit operator bool() const noexcept { return state_.index() == 0; }
+    /** @return the value */
     T& operator*() { return std::get<0>(state_); }
+    /** @return the value */
     const T& operator*() const { return std::get<0>(state_); }
+    /** @return the value's address */
     T* operator->() { return &std::get<0>(state_); }
+    /** @return the value's address */
     const T* operator->() const { return &std::get<0>(state_); }
     /** @return the error; only of one that has no value */
     const error& failure() const { return std::get<1>(state_); }
@@ -122,7 +128,9 @@ private:
 /** Success, or an error. */
 template <> class [[nodiscard]] result<void> {
 public:
+    /** Success. */
     result() = default;
+    /** Failure. */
     result(error why) : failure_(std::move(why)) {} // NOLINT: meant to convert
 
     /** @return whether it is success */

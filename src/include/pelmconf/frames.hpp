@@ -21,11 +21,14 @@ inline namespace PELMCONF_MODE {
  */
 class buffer {
 public:
+    /** An empty one. */
     buffer() : handle_(conf_buffer_create(0)) {
         if (handle_ == nullptr)
             detail::give_up(std::bad_alloc());
     }
+    /** What was moved from can be assigned to or destroyed. */
     buffer(buffer&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
+    /** As above. */
     buffer& operator=(buffer&& other) noexcept {
         std::swap(handle_, other.handle_);
         return *this;

@@ -264,6 +264,7 @@ protected:
         if (detail::served_registry == registry_.get())
             detail::served_registry = nullptr;
     }
+    /** Of a name, with the functions of its slots. */
     plugin_base(std::string name, detail::slot_table slots)
         : registry_(std::make_shared<detail::registry>()), slots_(slots) {
         registry_->name = std::move(name);
@@ -322,6 +323,7 @@ public:
                       detail::functions_of(std::make_integer_sequence<int, Slots>())) {}
 };
 
+/** A plugin with slots for 32 callables of each kind. */
 using plugin = basic_plugin<32>;
 
 } // namespace PELMCONF_MODE

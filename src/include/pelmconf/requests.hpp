@@ -138,10 +138,7 @@ namespace detail {
 
 /** Takes a string that malloc() made; null means that there was no memory. */
 inline std::string taken(char* made) {
-    struct free_text {
-        void operator()(char* text) const noexcept { std::free(text); } // NOLINT: malloc() made it
-    };
-    const std::unique_ptr<char, free_text> owned(made);
+    const std::unique_ptr<char, freed_by<std::free>> owned(made);
     if (made == nullptr)
         give_up(std::bad_alloc());
     return made;

@@ -13,6 +13,7 @@ inline namespace PELMCONF_MODE {
 /** What has happened to a path: bits CONFIG_OP_*. */
 class operation_set {
 public:
+    /** @param bits  as C has them */
     explicit operation_set(int bits) noexcept : bits_(bits) {}
 
     /** @return whether one of these bits is set */
@@ -30,10 +31,10 @@ private:
 struct change {
     const char*
         path; /**< key values unquoted where that is unambiguous; "" when the daemon named none */
-    int session;  /**< the daemon's session, -1 when it named none */
-    int priority; /**< the one that the callable was registered with */
-    operation_set operations;
-    int more_flag; /**< the daemon's, unchanged */
+    int session;              /**< the daemon's session, -1 when it named none */
+    int priority;             /**< the one that the callable was registered with */
+    operation_set operations; /**< what happened */
+    int more_flag;            /**< the daemon's, unchanged */
 
     /** @return what stood at the path; empty for nothing. Fails as pull() */
     or_error<tree> before() const { return read(pull_before); }

@@ -21,40 +21,56 @@
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
+namespace detail {
+
+// Lets a unique_ptr free what C has made.
+template <auto Free> struct freed_by {
+    template <class T> void operator()(T* made) const noexcept { Free(made); }
+};
+
+inline xmlNode* children_of(const xmlNode* parent) noexcept {
+    return parent == nullptr ? nullptr : parent->children;
+}
+
+inline bool is_text(const xmlNode* any) noexcept {
+    return any->type == XML_TEXT_NODE || any->type == XML_CDATA_SECTION_NODE;
+}
+
+inline const char* chars(const xmlChar* text) noexcept {
+    return reinterpret_cast<const char*>(text);
+}
+
+} // namespace detail
+
 class nodes;
 
 /** Looks at an element, or at none. Whoever has the tree owns it, and must keep it meanwhile. */
 class node {
 public:
+    /** @param element  or null */
     explicit node(xmlNode* element = nullptr) noexcept : element_(element) {}
 
     /** @return whether there is an element; one of a range always is */
     explicit operator bool() const noexcept { return element_ != nullptr; }
+    /** @return the element; null for none */
     xmlNode* get() const noexcept { return element_; }
     /** @return its name without a prefix, valid as long as the tree; "" for none */
-    const char* name() const noexcept { return element_ == nullptr ? "" : chars(element_->name); }
+    const char* name() const noexcept {
+        return element_ == nullptr ? "" : detail::chars(element_->name);
+    }
     /** @return what stands directly in it, CDATA included; "" for none */
     std::string text() const {
         std::string all;
-        for (const xmlNode* child = children_of(element_); child != nullptr; child = child->next)
-            if (is_text(child) && child->content != nullptr)
-                all += chars(child->content);
+        for (const xmlNode* child = detail::children_of(element_); child != nullptr;
+             child = child->next)
+            if (detail::is_text(child) && child->content != nullptr)
+                all += detail::chars(child->content);
         return all;
     }
     /** @return the elements in it */
     nodes children() const noexcept;
     /** @return the text of the first element of that name in it; nothing when there is none */
     std::optional<std::string> leaf(std::string_view name) const;
-
-    static xmlNode* children_of(const xmlNode* parent) noexcept {
-        return parent == nullptr ? nullptr : parent->children;
-    }
-    static bool is_text(const xmlNode* any) noexcept {
-        return any->type == XML_TEXT_NODE || any->type == XML_CDATA_SECTION_NODE;
-    }
-    static const char* chars(const xmlChar* text) noexcept {
-        return reinterpret_cast<const char*>(text);
-    }
 
 private:
     xmlNode* element_;
@@ -66,6 +82,7 @@ public:
     /** @param first  of the siblings, or null */
     explicit nodes(xmlNode* first = nullptr) noexcept : first_(first) {}
 
+    /** Goes from element to element. */
     class iterator {
     public:
         using iterator_category = std::input_iterator_tag;
@@ -97,7 +114,9 @@ public:
         xmlNode* at_;
     };
 
+    /** @return where the elements begin */
     iterator begin() const noexcept { return iterator(first_); }
+    /** @return where they end */
     iterator end() const noexcept { return iterator(); }
     /** @return whether there is no node at all, not even a text */
     bool empty() const noexcept { return first_ == nullptr; }
@@ -125,7 +144,7 @@ private:
     xmlNode* first_;
 };
 
-inline nodes node::children() const noexcept { return nodes(children_of(element_)); }
+inline nodes node::children() const noexcept { return nodes(detail::children_of(element_)); }
 
 inline std::optional<std::string> node::leaf(std::string_view name) const {
     const node found = children().find(name);
@@ -148,14 +167,16 @@ public:
      *         copies of what belongs to a parsed document: see copy_of()
      */
     explicit tree(xmlNode* first) noexcept : first_(first) {}
-    /**
-     * One element.
-     *
-     * @param content  a text, a whole number, or a bool as "true" or "false"
-     */
+    /** One element without content. */
     explicit tree(const char* name) : first_(xmlNewNode(nullptr, xml_chars(name))) {
         require(first_.get());
     }
+    /**
+     * One element.
+     *
+     * @param name     a name in XML
+     * @param content  a text, a whole number, or a bool as "true" or "false"
+     */
     template <class Content> explicit tree(const char* name, const Content& content) : tree(name) {
         set_text(written(content));
     }
@@ -187,6 +208,7 @@ public:
         }
         return *this;
     }
+    /** As above, for a tree that is being made. */
     template <class... Added> tree add(Added&&... added) && {
         add(std::forward<Added>(added)...);
         return std::move(*this);
@@ -205,6 +227,7 @@ public:
         }
         return *this;
     }
+    /** As above, for a tree that is being made. */
     tree append(tree siblings) && {
         append(std::move(siblings));
         return std::move(*this);
@@ -212,8 +235,11 @@ public:
 
     /** @return whether there is a node */
     explicit operator bool() const noexcept { return first_ != nullptr; }
+    /** @return all nodes, to look at */
     operator nodes() const noexcept { return nodes(get()); } // NOLINT: a tree is looked at as such
+    /** @return where the elements begin */
     nodes::iterator begin() const noexcept { return nodes(*this).begin(); }
+    /** @return where they end */
     nodes::iterator end() const noexcept { return nodes(*this).end(); }
     /** @return the first element, or none */
     node first() const noexcept { return nodes(*this).first(); }
@@ -225,12 +251,12 @@ public:
     std::optional<std::string> leaf(std::string_view name) const { return first().leaf(name); }
     /** @return all nodes as XML, nothing added */
     std::string xml() const {
-        const std::unique_ptr<xmlBuffer, free_buffer> buffer(xmlBufferCreate());
+        const std::unique_ptr<xmlBuffer, detail::freed_by<xmlBufferFree>> buffer(xmlBufferCreate());
         require(buffer.get());
         for (xmlNode* each = get(); each != nullptr; each = each->next)
             if (xmlNodeDump(buffer.get(), each->doc, each, 0, 0) < 0)
                 detail::give_up(std::bad_alloc());
-        return node::chars(xmlBufferContent(buffer.get()));
+        return detail::chars(xmlBufferContent(buffer.get()));
     }
 
     /**
@@ -249,13 +275,6 @@ public:
     [[nodiscard]] xmlNode* release() noexcept { return first_.release(); }
 
 private:
-    struct free_list {
-        void operator()(xmlNode* first) const noexcept { xmlFreeNodeList(first); }
-    };
-    struct free_buffer {
-        void operator()(xmlBuffer* buffer) const noexcept { xmlBufferFree(buffer); }
-    };
-
     static const xmlChar* xml_chars(const char* text) noexcept {
         return reinterpret_cast<const xmlChar*>(text);
     }
@@ -285,14 +304,14 @@ private:
             const bool is_shared = each->doc != nullptr && each->doc->dict != nullptr &&
                                    each->type == XML_TEXT_NODE &&
                                    xmlDictOwns(each->doc->dict, each->content) != 0;
-            if (node::is_text(each) && each->content != nullptr && !is_shared)
-                std::memset(each->content, 0, std::strlen(node::chars(each->content)));
+            if (detail::is_text(each) && each->content != nullptr && !is_shared)
+                std::memset(each->content, 0, std::strlen(detail::chars(each->content)));
             else if (each->type == XML_ELEMENT_NODE)
                 wipe(each->children);
         }
     }
 
-    std::unique_ptr<xmlNode, free_list> first_;
+    std::unique_ptr<xmlNode, detail::freed_by<xmlFreeNodeList>> first_;
 };
 
 } // namespace PELMCONF_MODE
