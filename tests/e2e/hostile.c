@@ -99,8 +99,6 @@ static const struct body bodies[] = {
      "<subscriber><path>/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a/a",
      "</path></subscriber>", 4000, "</config-subscribe><plugin-name>p",
      "</plugin-name></params><id>1</id></rpc>"},
-    {"subject", "<rpc><method>pull</method><params><path>/", "a", NULL, 9 * mebibyte,
-     "</path></params><id>1</id></rpc>", NULL},
     {"parent", "<rpc message-id='1'><create-session><username>u</username><agent-ppid>", "9", NULL,
      9 * mebibyte, "</agent-ppid></create-session></rpc>", NULL},
     {"name", "<rpc><method>register</method><params><plugin-name>", "long", NULL, 4 * mebibyte,
