@@ -52,6 +52,7 @@ install(DIRECTORY examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONE
         FILES_MATCHING PATTERN *.[ch] PATTERN *.cpp PATTERN *.py PATTERN *.sim PATTERN *.service
                        PATTERN demo.xml)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+set(PELM_ZSH_DIRECTORY ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh looks for completions")
 install(FILES docs/man/pelmconf.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT development)
 if(PELM_TOOLS)
   install(FILES docs/man/pelmsim.1 docs/man/pelmworld.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
@@ -59,7 +60,7 @@ if(PELM_TOOLS)
   install(FILES src/tools/pelmsim/completion/pelmsim.bash RENAME pelmsim
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
   install(FILES src/tools/pelmsim/completion/_pelmsim
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions COMPONENT tools)
+          DESTINATION ${PELM_ZSH_DIRECTORY} COMPONENT tools)
 endif()
-install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development 
+install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
         PATTERN man EXCLUDE PATTERN site EXCLUDE)
