@@ -21,7 +21,7 @@ std::size_t weight_of(const std::string& names, const std::vector<std::string>& 
     constexpr std::size_t bare = 120;
     std::size_t weight = bare + names.size();
     for (const std::string& each : keys)
-        weight += sizeof each + each.size();
+        weight += sizeof(std::string) + each.size();
     return weight;
 }
 
