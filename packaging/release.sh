@@ -15,7 +15,8 @@ refuse() {
     refuse "CMakeLists.txt does not say $version"
 [[ -z $(git status --porcelain) ]] || refuse "something is not committed"
 ! git rev-parse -q --verify "refs/tags/v$version" >/dev/null || refuse "v$version is there already"
-sed -n '/^## \[Unreleased\]$/,/^## \[[0-9]/p' CHANGELOG.md | grep -q '^- ' ||
+# To its end, since sed would be told that nobody reads on.
+sed -n '/^## \[Unreleased\]$/,/^## \[[0-9]/p' CHANGELOG.md | grep '^- ' >/dev/null ||
     refuse "CHANGELOG.md tells of nothing that is unreleased"
 
 trap 'git reset -q --hard' EXIT
