@@ -82,6 +82,7 @@ has_left_nothing() { # no process either, be it that nobody has asked how it end
 if [[ ${PELM_CONTAINER:-} == made ]]; then
     ends 126 'user.max_user_namespaces above 0' "$world" -- true
     ends 0 "works in the machine's own places" env container=any "$world" -- true
+    ends 126 'user.max_user_namespaces above 0' env container=any PELM_IN_PLACE=0 "$world" -- true
 fi
 ends 0 "works in the machine's own places" env PELM_IN_PLACE=1 "$world" -- true
 ends 0 "works in the machine's own places" "$world" --in-place -- true

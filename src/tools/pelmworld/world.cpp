@@ -6,9 +6,9 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <sched.h>
+#include <string_view>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -72,9 +72,8 @@ std::string enter_private_world(bool may_work_in_place) {
     if (is_inside_a_run())
         return {};
     const char* const variable = std::getenv("PELM_IN_PLACE");
-    const bool is_allowed = may_work_in_place ||
-                            (variable != nullptr && std::strcmp(variable, "1") == 0) ||
-                            is_container();
+    const std::string_view wish = variable != nullptr ? variable : "";
+    const bool is_allowed = may_work_in_place || wish == "1" || (wish != "0" && is_container());
     if (geteuid() == 0 && is_allowed && !child_can_enter_namespaces())
         return work_in_place();
     return enter_namespaces();

@@ -10,7 +10,8 @@ namespace pelm {
 /// root may not make user namespaces it enters the other two alone.
 ///
 /// Where namespaces are refused to root of a container, or with may_work_in_place (or the variable
-/// PELM_IN_PLACE) to root of any machine, it works in the machine's own places: see in_place.h.
+/// PELM_IN_PLACE=1) to root of any machine, it works in the machine's own places: see in_place.h.
+/// PELM_IN_PLACE=0 keeps containers from doing so unasked.
 ///
 /// Returns an empty text, or what could not be done; the process is then good for nothing but to
 /// report it and exit.
