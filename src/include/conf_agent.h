@@ -1,9 +1,9 @@
 /**
  * @file conf_agent.h
- * An agent's door: its connection to the daemon, the daemon's socket for agents, and the builders of
- * an agent's requests.
+ * An agent's door: its connection to the daemon, the daemon's socket for agents, and the builders
+ * of an agent's requests.
  *
- * Failures are reported to syslog.
+ * Failures are reported to syslog, those of the profile to the plugin log (conf_debug.h).
  */
 #ifndef CONF_AGENT_H
 #define CONF_AGENT_H
@@ -45,7 +45,8 @@ CONF_API void conf_agent_service_disable(int sock);
  * Appends the request that opens a session: it names the login of the process's real user and the
  * parent process.
  *
- * @param buffer   handle of the caller's outbound buffer, which may move; exactly as before on failure
+ * @param buffer   handle of the caller's outbound buffer, which may move; exactly as before on
+ *                 failure
  * @param msg_seq  goes into "message-id" in full and into the frame's seq cut to 16 bits
  * @return 0, or -1: null buffer, unknown user, or no memory
  */

@@ -8,20 +8,20 @@
  * registration gave it is readable; its callbacks run inside that call. All state hangs on the
  * process id: one thread at a time, and a child made by fork() starts without a plugin.
  *
- * Inside the daemon's own process the same calls go to the hooks that the daemon has injected
- * (conf_plugin_init_api() in conf_plugin.h).
+ * Inside the daemon's own process the requests below, econf_plugin_error() and conf_send_reply() go
+ * to the hooks that the daemon has injected (conf_plugin_init_api() in conf_plugin.h).
  *
- * Failures are reported to the plugin log (conf_debug.h), which econf_plugin_config_debug() turns on.
+ * Failures are reported to the plugin log (conf_debug.h); econf_plugin_config_debug() turns it on.
  *
- * The library changes no signal's disposition and writes with write(): a plugin that wants to outlive
- * a dying daemon ignores SIGPIPE.
+ * The library changes no signal's disposition and writes with write(): a plugin that wants to
+ * outlive a dying daemon ignores SIGPIPE.
  *
- * No exception may leave a callback: it finds no way through the library, and ends the process. For the
- * same reason, cancelling a thread inside the library runs no destructors of its callers.
+ * No exception may leave a callback: it finds no way through the library, and ends the process. For
+ * the same reason, cancelling a thread inside the library runs no destructors of its callers.
  *
- * Texts, names and paths that are sent must be valid UTF-8 without the characters that XML does not allow
- * (all below space but tab, line feed and carriage return; U+FFFE and U+FFFF). The library writes such
- * bytes as they are, and the daemon then cannot read the message at all.
+ * Texts, names and paths that are sent must be valid UTF-8 without the characters that XML does not
+ * allow (all below space but tab, line feed and carriage return; U+FFFE and U+FFFF). The library
+ * writes such bytes as they are, and the daemon then cannot read the message at all.
  */
 #ifndef CONF_API_H
 #define CONF_API_H
@@ -44,7 +44,7 @@ typedef enum _ECONF_CONFIG_OPER_TYPE {
     CONFIG_OP_CHAIN = 8,
     CONFIG_OP_MOVE = 16,
     CONFIG_OP_CFGR = 16384,     /**< part of a recovery of the whole configuration */
-    CONFIG_OP_ROLLBACK = 32768, /**< takes back a change that another plugin refused */
+    CONFIG_OP_ROLLBACK = 32768, /**< takes back an earlier change */
     CONFIG_OP_SMOOTH = 65536,
     CONFIG_OP_ERROR = -1
 } ECONF_CONFIG_OPER_TYPE;
@@ -60,9 +60,9 @@ typedef enum _ECONF_PLUGIN_ACTIVATE_MODE {
  * Told of a change on a subscribed path. The data is not passed: read it with econf_plugin_pull().
  *
  * @param session_id  the daemon's session, -1 when it named none
- * @param oper        CONFIG_OP_* bits
- * @param more        the daemon's more-flag, unchanged
- * @param priority    the priority given at registration
+ * @param oper        CONFIG_OP_* bits, 0 when the daemon sent none
+ * @param more        the daemon's more-flag, likewise
+ * @param priority    what the daemon sent, likewise; as a rule the priority given at registration
  * @param path        the data path, key values unquoted where that is unambiguous; null when the
  *                    daemon named none; valid during the call
  * @return 0 to accept; any other value refuses and is sent as the error's code, with the text
@@ -98,7 +98,8 @@ typedef int (*econf_operate_cb_t)(int session_id, xmlNode* input, xmlNode** outp
 typedef struct _econf_config_cb_info {
     const char* path; /**< an ampersand in it begins an entity reference: write "&amp;"; a bare one
                            leaves the path that is announced empty */
-    int priority;     /**< handed back with every change; the daemon serves in this order */
+    int priority;     /**< handed to the daemon, and back with every change; what it means is the
+                           daemon's */
     econf_config_cb_t callback; /**< is told of changes */
 } econf_config_cb_info_t;
 
@@ -131,13 +132,14 @@ typedef struct _econf_plugin_subpub_info {
  * @param cb_info  read during the call only
  * @return the connected, non-blocking, close-on-exec socket, to be watched for input and hang-up;
  *         it stays the library's and goes with econf_plugin_close(). -1 on failure: bad argument,
- *         a process that is a plugin already (which goes on working), one that has the daemon's hooks,
- *         no daemon, or its refusal; nothing is left behind, and the call may be made again.
+ *         a process that is a plugin already (which goes on working), one that has the daemon's
+ *         hooks, no daemon, or its refusal; nothing is left behind, and the call may be made again.
  */
 CONF_API int econf_plugin_init(const char* name, econf_plugin_subpub_info_t* cb_info);
 
 /**
- * Goes active: from here on the daemon's requests are served and requests may be made.
+ * Goes active: from here on the daemon's requests are served and requests may be made. Waits for
+ * the daemon's answer, as econf_plugin_init().
  *
  * @param start_mode  an ECONF_PLUGIN_ACTIVATE_MODE; any other value counts as ACTIVATE_WITH_NONE
  * @return 0; -1 when there is no plugin, it is active already, or the daemon did not agree; it
@@ -146,18 +148,19 @@ CONF_API int econf_plugin_init(const char* name, econf_plugin_subpub_info_t* cb_
 CONF_API int econf_plugin_activate(int start_mode);
 
 /**
- * Goes inactive; the connection stays. On failure the plugin stays active.
+ * Goes inactive; the connection stays. Waits for the daemon's answer, as econf_plugin_init(); on
+ * failure the plugin stays active.
  *
- * A callback may call it: the request being served is answered still, and econf_plugin_run() returns.
- * What the daemon sent behind its answer to this is neither read nor served meanwhile; like every wait,
- * that of the next activation drops what comes before its answer.
+ * A callback may call it: the request being served is answered still, and econf_plugin_run()
+ * returns. What the daemon sent behind its answer to this is neither read nor served meanwhile;
+ * like every wait, that of the next activation drops what comes before its answer.
  */
 CONF_API void econf_plugin_deactivate(void);
 
 /**
  * Ends the plugin: closes the socket and releases everything, without a word to the daemon. May be
- * called from inside a callback; the request being served then gets no answer. Hooks that the process
- * was given stay.
+ * called from inside a callback; the request being served then gets no answer. Hooks that the
+ * process was given stay.
  */
 CONF_API void econf_plugin_close(void);
 
@@ -179,7 +182,7 @@ CONF_API void econf_plugin_run(void);
  * active plugin.
  *
  * When a request fails of which only a part has been written (a large push to a daemon that stops
- * reading), plugin and daemon no longer agree where messages begin: close the plugin and register again.
+ * reading), the two no longer agree where messages begin: close the plugin and register again.
  *
  * No answer above 128 MiB is taken.
  *
@@ -195,13 +198,14 @@ CONF_API int econf_plugin_pull(int old_flag, const char* path, xmlNode** result)
  *
  * @param old_flag  as in econf_plugin_pull()
  * @param position  receives a new list ("prev", "next", with unquoted key values), to be given to
- *                  xmlFreeNodeList(); null when there is nothing, and on failure
+ *                  xmlFreeNodeList(), or null when there is nothing or the daemon answered with an
+ *                  error; null on failure
  * @return 0, or -1
  */
 CONF_API int econf_plugin_locate(int old_flag, const char* path, xmlNode** position);
 
 /**
- * Hands data to the daemon. Keep it below 128 MiB, which is where receivers with this library give up.
+ * Hands data to the daemon. Keep it below 128 MiB, where receivers with this library give up.
  *
  * @param data  first of the nodes; it and its following siblings are copied
  * @return 0, or -1: bad argument, no active plugin, or the daemon's refusal
@@ -230,11 +234,13 @@ CONF_API int econf_plugin_copy_running_to_deployment(int override);
 
 /**
  * Records the error that answers the request now being served, if its callback fails. Only the last
- * one counts. Nothing is sent by this call.
+ * one counts. Nothing is sent by this call. Without an active plugin nothing is recorded, which is
+ * reported.
  *
- * Record it only where the callback then fails. When a status or operation callback succeeds all the
- * same, the error stays and answers the next failure, whichever callback that is, unless a successful
- * configuration callback or a kick-off comes between: these drop what is recorded, by whomever.
+ * Record it only where the callback then fails. When a status or operation callback succeeds all
+ * the same, the error stays and answers the next failure, whichever callback that is, unless a
+ * successful configuration callback or a kick-off comes between: these drop what is recorded, by
+ * whomever.
  *
  * @param err_code  the code; with 0 the request counts as a success and is answered so
  * @param err_msg   the text, copied and never read as a format; null for "Service process failed."
@@ -244,15 +250,19 @@ CONF_API void econf_plugin_error(int err_code, const char* err_msg);
 /**
  * Sets what the plugin log takes.
  *
- * @param level   highest DBG_* level that is written, 1 to 7
+ * @param level   highest DBG_* level that is written, 1 to 7; of a negative one none is
  * @param enable  0 turns the log off (level does not matter), anything else on
  * @return 0, or 1 for a level of 0 or above 7: nothing is changed then
  */
 CONF_API int econf_plugin_config_debug(int level, int enable);
 
 /**
- * Sends the daemon a notification: one datagram, no answer. Needs no plugin; waits while the
- * daemon's queue is full. The three calls may be made from any thread.
+ * Sends the daemon a notification: one datagram, no answer. Waits while the daemon's queue is full.
+ *
+ * Needs no plugin, but does not read the profile: a process that is neither a plugin nor an agent
+ * calls conf_load_config() (conf_plugin.h) first. The three calls may be made from any thread, but
+ * not while econf_plugin_init(), conf_agent_init() or conf_load_config() runs, which may write the
+ * path that they send to.
  *
  * @param name  for the log only
  * @param data  the element to send, without its siblings; stays the caller's
@@ -306,9 +316,9 @@ typedef int (*conf_config_cb_t)(int oper, int more, int priority, char* path);
 /** As econf_status_cb_t, less the session. */
 typedef int (*conf_status_cb_t)(char* path, char* filter, xmlNode** status);
 /**
- * As econf_operate_cb_t, less the session; output is one node, whose children are the answer. A node
- * without children is answered with the error "Copy <data> xml node failed."; leave output null when
- * there is nothing to say.
+ * As econf_operate_cb_t, less the session; output is one node, whose children are the answer. A
+ * node without children is answered with the error "Copy <data> xml node failed."; leave output
+ * null when there is nothing to say.
  */
 typedef int (*conf_operate_cb_t)(xmlNode* input, xmlNode** output);
 
@@ -340,7 +350,10 @@ typedef struct _conf_plugin_info {
     void (*uninstall)(char*);      /**< never called */
 } conf_plugin_info_t;
 
-/** Configuration callbacks that failed during a recovery (CONFIG_OP_CFGR); never reset. */
+/**
+ * Configuration callbacks that failed during a recovery (CONFIG_OP_CFGR), those of the older API
+ * left out; never reset.
+ */
 CONF_API extern int g_rdb_recovery_status;
 
 /** As econf_plugin_init(). @return a handle that stays the library's, or null */
@@ -361,10 +374,14 @@ CONF_API int conf_plg_get_hconf(conf_context_t* ctxt);
  */
 CONF_API int conf_run(conf_context_t* ctxt, int with_block);
 
-/** As econf_plugin_pull(0, path). @return the list, or null for nothing and failure alike */
+/**
+ * As econf_plugin_pull(0, path).
+ *
+ * @return the list, to be given to xmlFreeNodeList(), or null for nothing and failure alike
+ */
 CONF_API xmlNode* conf_get_config(const char* path);
 
-/** As econf_plugin_pull(1, path). @return the list, or null for nothing and failure alike */
+/** As conf_get_config(), for the configuration before the change. */
 CONF_API xmlNode* conf_get_old_config(const char* path);
 
 /** As econf_plugin_push(). */

@@ -3,8 +3,8 @@
  * The plugin log with its levels, and the debug output file.
  *
  * The plugin runtime writes to /var/log/conf_plugin.log once econf_plugin_config_debug() has
- * switched it on; one line is one write, so the lines of several processes never mix. A file that
- * has grown past 2 MiB is deleted before the next line.
+ * switched it on; one line, ended by CR LF, is one write, so the lines of several processes never
+ * mix. A file that has grown past 2 MiB is deleted before the next line.
  */
 #ifndef CONF_DEBUG_H
 #define CONF_DEBUG_H
@@ -49,8 +49,8 @@ CONF_API void _conf_write_log(int level, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
 
 /**
- * @return a file's size in bytes, LONG_MAX for one that no long can hold; -1 when the name is null or
- *         the file cannot be examined
+ * @return a file's size in bytes, LONG_MAX for one that no long can hold; -1 when the name is null
+ *         or the file cannot be examined
  */
 CONF_API long _conf_get_file_length(const char* file_name);
 

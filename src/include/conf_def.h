@@ -14,7 +14,8 @@ extern "C" {
 /** Marks what the shared library exports. */
 #define CONF_API __attribute__((visibility("default")))
 
-/* Flexible arrays are C; C++ compilers know them as an extension, which a pedantic user need not hear. */
+/* Flexible arrays are C; C++ compilers know them as an extension, which a pedantic user need not
+   hear. */
 #ifdef __cplusplus
 #define CONF_FLEXIBLE_BEGIN \
     _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wpedantic\"")
@@ -44,7 +45,7 @@ typedef enum _bool_t { false = 0, true = 1 } bool_t;
 /** First word of every frame on a stream socket. */
 #define CONF_MSG_MAGIC 0xFEDCBAFFU
 
-/** Longest body, in bytes (128 MiB), that a receiver takes: a header that promises more is no frame. */
+/** Longest body, in bytes (128 MiB), that a receiver takes: a longer one is no frame. */
 #define CONF_MSG_MAX_LENGTH 134217728U
 
 /**

@@ -6,8 +6,8 @@
  * node's address is the record's. The list allocates and frees nothing. Each node records its
  * list, so a node can be removed from, or stepped from within, the list that holds it only.
  *
- * No lock: one thread at a time. A node that is in a list must be removed before it is linked again;
- * this is not detected.
+ * No lock: one thread at a time. A node that is in a list must be removed before it is linked
+ * again; this is not detected. What is reported goes to syslog.
  */
 #ifndef CONF_DLQ_H
 #define CONF_DLQ_H
@@ -56,7 +56,7 @@ CONF_API int conf_dlq_append(conf_dlq_list_t* list, conf_dlq_node_t* node);
  */
 CONF_API int conf_dlq_insert(conf_dlq_list_t* list, conf_dlq_node_t* pos, conf_dlq_node_t* node);
 
-/** Unlinks a node and clears its fields. Does nothing, silently, unless this list holds the node. */
+/** Unlinks a node and clears its fields. Does nothing, silently, unless this list holds it. */
 CONF_API void conf_dlq_remove(conf_dlq_list_t* list, conf_dlq_node_t* node);
 
 /** @return the first node; null when the list is empty or null (silently). */

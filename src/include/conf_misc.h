@@ -62,7 +62,7 @@ CONF_API const char* conf_get_node_content(xmlNode* node);
  *
  * @param buf   area for the digits, a sign and a terminating zero
  * @param size  its bytes; longer output is cut, and with 0 nothing is written
- * @return buf
+ * @return buf; null, with nothing written, when that is null
  */
 CONF_API char* conf_itoa(long i, char* buf, unsigned int size);
 
@@ -96,8 +96,8 @@ CONF_API int conf_clishm_create(int max_num);
 /**
  * Removes the table, whoever created it. Nothing is reported.
  *
- * A process that still holds a table which somebody else has replaced since lets go of its own, and the
- * new one stays: a second call removes that, too.
+ * A process that still holds a table which somebody else has replaced since lets go of its own, and
+ * the new one stays: a second call removes that, too.
  */
 CONF_API void conf_clishm_destroy(void);
 
@@ -105,14 +105,18 @@ CONF_API void conf_clishm_destroy(void);
  * Stores a record in the first free slot. Other entries of the same sshd_pid are not looked for.
  *
  * All three data calls attach for their duration unless the process is attached, and wait for the
- * table's lock as long as it takes; the lock of a process that dies is released by the system.
+ * table's lock as long as it takes; the lock of a process that dies is released by the system. That
+ * lock is between processes: within one, a single thread at a time makes the calls of the table.
  *
  * @param info  stays the caller's; its valid bit does not matter
  * @return 0, or -1 (reported to syslog): null record, no free slot, or no table
  */
 CONF_API int conf_save_client_info(conf_cli_info_t* info);
 
-/** Frees the first slot that holds sshd_pid; nothing happens when there is none. */
+/**
+ * Frees the first slot that holds sshd_pid; nothing happens when there is none. A table or a lock
+ * that is not to be had is reported to syslog.
+ */
 CONF_API void conf_free_client_info(pid_t sshd_pid);
 
 /**

@@ -42,13 +42,14 @@ CONF_FLEXIBLE_END
 /** The hooks of a plugin that runs inside the daemon; any may be null. None may throw. */
 typedef struct _pelmd_plugin_callback {
     /** For econf_plugin_locate(). What position leads to is null when it is called; what is stored
-     *  there becomes the caller's: new nodes. */
+     *  there becomes the caller's: new nodes. A hook that fails (not 0) must store none: its caller
+     *  is given null all the same. */
     int (*conf_plugin_locate)(bool_t old_flag, const char* path, xmlNode** position);
     /** For econf_plugin_pull(), as conf_plugin_locate. */
     int (*conf_plugin_pull)(bool_t old_flag, const char* path, xmlNode** result);
-    /** For econf_plugin_push(). */
+    /** For econf_plugin_push(). The data is its caller's own: copy what is to stay. */
     int (*conf_plugin_push)(const char* path, xmlNode* data);
-    /** For econf_plugin_config_deployment(). */
+    /** For econf_plugin_config_deployment(). The data as in conf_plugin_push. */
     int (*conf_plugin_config_deployment)(const char* path, int oper, xmlNode* data);
     /** For econf_plugin_save_deployment(). */
     int (*conf_plugin_save_deployment)(void);
@@ -99,10 +100,10 @@ CONF_API int conf_plugin_init_api(pelmd_plugin_callback_t* api);
  * Builds a request: "rpc" with "method", the parameters and "id". Texts are escaped as XML; bytes
  * that XML does not allow (control characters, malformed UTF-8) are written as they are.
  *
- * @param params  becomes the request's in every case: wiped and freed on failure. It is taken out of
- *                the tree it stands in; a node of a parsed document is replaced by a copy, so the
- *                document must live during the call
- * @param id      1 to 65535
+ * @param params  becomes the request's in every case: wiped and freed on failure. It is taken out
+ *                of the tree it stands in; a node of a parsed document is replaced by a copy, so
+ *                the document must live during the call
+ * @param id      a plugin's: 1 to 65535; a daemon's: best above these, 2147483647 at most
  * @return the tree, to be given to xmlFreeNode(); null for a null argument or without memory
  */
 CONF_API xmlNode* plugin_build_rpc_message(const char* method, xmlNode* params, u32_t id);
@@ -119,13 +120,14 @@ CONF_API xmlNode* plugin_build_reply_message(xmlNode* result, u32_t id);
 
 /**
  * Cuts one frame off the front of a receive buffer and parses its body, as UTF-8 and without the
- * white space between elements. The parser takes bodies over 10,000,000 bytes only when markup
- * falls within their last 500.
+ * white space between elements. Of bodies over 10,000,000 bytes libxml2 refuses some; before its
+ * release 2.11 those without markup within their last 500.
  *
  * @param buf  handle of a buffer that begins with a complete frame, which is removed in every case;
  *             the mark of the header is not looked at. A buffer without a complete frame is left
  *             alone.
- * @return the body's root element, to be given to xmlFreeNode(); null when it is no XML, or without memory
+ * @return the body's root element, to be given to xmlFreeNode(); null when it is no XML, or without
+ *         memory
  */
 CONF_API xmlNode* plugin_parse_message(conf_buffer_t** buf);
 
@@ -153,7 +155,7 @@ CONF_API u32_t plugin_get_msgid(xmlNode* root);
 /** @return the number in the first "code" of an "error"; -1 when there is none */
 CONF_API int plugin_get_reply_errcode(xmlNode* error);
 
-/** @return the text of the first "message" of an "error", the tree's own; null when there is none */
+/** @return the text of the first "message" of an "error", the tree's own, or null for none */
 CONF_API const char* plugin_get_reply_errmsg(xmlNode* error);
 
 /** The path of the agents' socket: a default until conf_load_config() finds another. */
@@ -177,8 +179,9 @@ CONF_API int conf_load_config(char** workding_dir);
 
 /**
  * Makes the daemon's socket for plugins at g_conf_plugin_socket, in place of any file there: a
- * listening, non-blocking, close-on-exec stream socket with mode 0660. The process's umask is
- * changed for a moment: call it before other threads create files.
+ * listening, non-blocking, close-on-exec stream socket with mode 0660. The profile is not read:
+ * call conf_load_config() first. The process's umask is changed for a moment: call it before other
+ * threads create files.
  *
  * @return the descriptor, to be given to conf_plugin_service_disable(); -1 on failure, which may
  *         leave the file there: the next call replaces it
@@ -190,7 +193,8 @@ CONF_API void conf_plugin_service_disable(int sock);
 
 /**
  * Makes the daemon's socket for notifications at g_conf_notifier_socket, like
- * conf_plugin_service_enable(), as a datagram socket with a receive buffer of 5120 bytes.
+ * conf_plugin_service_enable() (the profile is not read), as a datagram socket with a receive
+ * buffer of 5120 bytes.
  *
  * @return the descriptor, to be given to conf_plugin_notifier_disable(); -1 on failure, as above
  */

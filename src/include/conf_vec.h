@@ -3,7 +3,8 @@
  * A table of pointers whose indexes stay stable: removal empties a slot, adding takes the first
  * empty one, and a full table doubles.
  *
- * The elements belong to the caller. No lock: one thread at a time. Failures are reported to syslog.
+ * The elements belong to the caller. No lock: one thread at a time. Failures are reported to
+ * syslog.
  */
 #ifndef CONF_VEC_H
 #define CONF_VEC_H
@@ -37,7 +38,8 @@ CONF_FLEXIBLE_END
 CONF_API conf_vec_t* conf_vector_create(u32_t size);
 
 /**
- * Calls free_func for each element in order of index, then frees the vector.
+ * Calls free_func for each element in order of index, then frees the vector. A null vector is
+ * reported.
  *
  * @param free_func  may be null: the elements are then left alone
  */
@@ -52,7 +54,10 @@ CONF_API void conf_vector_destroy(conf_vec_t* vector, void (*free_func)(void* da
  */
 CONF_API int conf_vector_add(conf_vec_t** vector, void* data);
 
-/** @return the element at idx, null for an empty slot; null (reported) for a bad index or vector. */
+/**
+ * @return the element at idx, null for an empty slot; null (reported) for a bad index or a null
+ *         vector
+ */
 CONF_API void* conf_vector_get(conf_vec_t* vector, u32_t idx);
 
 /**

@@ -63,12 +63,13 @@ inline xmlNode* add_empty(xmlNode* parent, const char* name, xmlNs* ns = nullptr
     return add_text(parent, name, nullptr, ns);
 }
 
-// Notices what libxml2 reports while it lives, above all that it runs out of memory. What libxml2 returns then may look whole and
-// have pieces missing, and later errors of other kinds take the place of its last error.
+// Notices what libxml2 reports while it lives, above all that it runs out of memory. What libxml2
+// returns then may look whole and have pieces missing, and later errors of other kinds take the place
+// of its last error.
 //
-// It stands before the handler that the host has set, structured or generic, and hands on to it all that
-// it hears, or reports of memory alone. The generic one hears the text that libxml2 composes, piece by piece; where the host has set
-// none, that is how reports reach stderr.
+// It stands before the handler that the host has set, structured or generic, and hands on to it all
+// that it hears, or reports of memory alone. The generic one hears the text that libxml2 composes,
+// piece by piece; where the host has set none, that is how reports reach stderr.
 class memory_watch {
 public:
     enum class host { hears_all, hears_of_memory };
