@@ -14,6 +14,13 @@ pkgconfig=$(find "$work/moved" -name pelmconf.pc -printf %h)
 simulator=$work/moved/bin/pelmsim
 [[ ! -x $simulator ]] || "$simulator" --help >/dev/null
 
+# Documents lead to what was installed with them, and the licence is no link to what was not.
+find "$work/moved/share/doc" -name '*.md' -exec grep -oHE '\]\([^):# ]+[)#]' '{}' + |
+    while IFS=: read -r page link; do
+        [[ -e ${page%/*}/${link:2:-1} ]] || { echo "$page leads nowhere: $link" && exit 1; }
+    done
+[[ -f $(find "$work/moved/share/doc" -name LICENSE) ]]
+
 # Whoever compiles against the library needs no libcjson. pkg-config sees all packages but that.
 mkdir "$work/sdk"
 IFS=: read -ra known <<<"$pkgconfig:$(pkg-config --variable pc_path pkg-config)"
