@@ -3,6 +3,8 @@
 
 #include <pelmconf.hpp>
 
+econf_plugin_subpub_info_t* table_of_the_other_kind(); // a status at slot 1, "other"
+
 namespace {
 
 using pelmconf::error;
@@ -33,9 +35,10 @@ tree config() { return tree("ntp").add("server", "a&b").add("port", 123).add("on
 class Cxx : public PluginTest {
 protected:
     // Registers p in the way of C, and makes it active.
-    void start(pelmconf::plugin_base& p) {
+    void start(pelmconf::plugin_base& p) { start(value_of(p.table())); }
+    void start(econf_plugin_subpub_info_t* table) {
         daemon_.will_answer(answer("<result/>", 1));
-        ASSERT_GE(econf_plugin_init("ntp", value_of(p.table())), 0);
+        ASSERT_GE(econf_plugin_init("ntp", table), 0);
         daemon_.will_answer(answer("<result/>"));
         ASSERT_EQ(econf_plugin_activate(ACTIVATE_WITH_NONE), 0);
         (void)daemon_.received();
@@ -215,6 +218,52 @@ TEST_F(Cxx, SaysWhatItCannotStart) {
     EXPECT_EQ(get_plugin_context(), nullptr);
     start(other);
     EXPECT_NE(other.context(), nullptr);
+}
+
+TEST_F(Cxx, IsOneWhoseCallablesAreServed) {
+    pelmconf::plugin a("a");
+    pelmconf::plugin b("b");
+    a.on_status("/s", [] { return tree("a"); });
+    const auto stale = value_of(a.table())->status_cbs[0].callback;
+    EXPECT_EQ(failure_of([&] { return b.table(); }),
+              "-1 Another plugin of the process is being served.");
+    a.close();
+    start(b);
+    xmlNode* status = nullptr;
+    EXPECT_EQ(stale(0, "/s", "", &status), -1);
+    EXPECT_STREQ(b.context()->err_msg, "The plugin has ended.");
+}
+
+TEST_F(Cxx, LeavesAPluginThatIsNotItsOwnAlone) {
+    auto p = std::make_unique<pelmconf::plugin>("ntp");
+    start(*p);
+    econf_plugin_close();
+    start(&one_of_each);
+    EXPECT_EQ(p->context(), nullptr);
+    p->deactivate();
+    EXPECT_EQ(failure_of([&] { return p->activate(); }), "-1 The plugin cannot go active.");
+    EXPECT_TRUE(context()->bit_activate);
+    p->close();
+    econf_plugin_close();
+
+    daemon_.will_answer(answer("<error><code>1</code></error>", 1));
+    EXPECT_NE(failure_of([&] { return p->start(); }), "");
+    start(table_of_the_other_kind());
+    p.reset();
+    EXPECT_EQ(ask("subscribe", 1), "<result><path/><data><other/></data></result>");
+    econf_plugin_close();
+}
+
+TEST_F(Cxx, RefusesForTheConnectionThatAsked) {
+    pelmconf::plugin p("ntp");
+    p.on_status("/s", [&]() -> result<tree> {
+        p.close();
+        start(p);
+        return error(5, "late");
+    });
+    start(p);
+    EXPECT_EQ(ask("subscribe", 1), "");
+    EXPECT_EQ(p.context()->err_msg, nullptr);
 }
 
 TEST_F(Cxx, OutlivesACallableThatEndsIt) {

@@ -87,13 +87,6 @@ private:
 
 namespace detail {
 
-/**
- * Takes the code and the text of a failure, "" for none.
- *
- * @return what C is to get
- */
-using failure_teller = int (*)(int code, const char* text);
-
 #ifdef __cpp_exceptions
 /**
  * Tells of what is being handled: an error with its code, any other exception with its text, and
@@ -101,7 +94,7 @@ using failure_teller = int (*)(int code, const char* text);
  *
  * @return what tell() returns
  */
-inline int tell_caught(failure_teller tell) noexcept {
+template <class Tell> int tell_caught(const Tell& tell) noexcept {
     try {
         try {
             throw;
@@ -121,10 +114,11 @@ inline int tell_caught(failure_teller tell) noexcept {
  *
  * @param code  returns a result<T>
  * @param keep  takes the T of a success; not called for result<>
+ * @param tell  takes the code and the text of a failure, "" for none; returns what C is to get
  * @return 0, or what tell() returns
  */
-template <class Code, class Keep>
-int guarded(Code code, [[maybe_unused]] Keep keep, failure_teller tell) noexcept {
+template <class Code, class Keep, class Tell>
+int guarded(Code code, [[maybe_unused]] Keep keep, const Tell& tell) noexcept {
 #ifdef __cpp_exceptions
     try {
 #endif

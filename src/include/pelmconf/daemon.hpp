@@ -172,12 +172,14 @@ namespace detail {
 /** Those of this process, for its whole life; null before install(). */
 inline const daemon::hooks* installed_hooks = nullptr;
 
+inline int log_failure(int code, const char* text) noexcept {
+    _conf_write_log(DBG_ERROR, "%s", text);
+    return code;
+}
+
 /** Runs a hook for C. */
 template <class Code, class Keep> int hooked(Code code, Keep keep) noexcept {
-    return guarded(code, keep, [](int number, const char* text) {
-        _conf_write_log(DBG_ERROR, "%s", text);
-        return number;
-    });
+    return guarded(code, keep, log_failure);
 }
 
 template <callable<pelmconf::result<tree>(bool, const char*)> daemon::hooks::*Hook>

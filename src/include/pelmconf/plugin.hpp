@@ -7,9 +7,9 @@
  *     const int readable = ntp.start();    // for the event loop
  *     ntp.serve();                         // now, and whenever it is readable
  *
- * A process is one plugin: of several objects one at a time can be started. All of it belongs to
- * one thread. A child made by fork() starts without a plugin, and the copy there closes nothing of
- * its parent.
+ * A process is one plugin: of several objects one at a time can be started, or have its table used
+ * by C. All of it belongs to one thread. A child made by fork() starts without a plugin, and the
+ * copy there closes nothing of its parent.
  *
  * What a callable refuses with, an error{code, text} thrown or returned, is the daemon's answer.
  * Any other exception refuses with the code -1 and its text; what is none of the standard's, with
@@ -23,134 +23,12 @@
 #ifndef PELMCONF_PLUGIN_HPP
 #define PELMCONF_PLUGIN_HPP
 
-#include "callable.hpp"
-#include "served.hpp"
+#include "callbacks.hpp"
 
 #include <algorithm>
-#include <conf_plugin.h>
-#include <vector>
 
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
-
-namespace detail {
-
-/** The callables of a plugin. They outlive it while one of them runs. */
-struct registry : std::enable_shared_from_this<registry> {
-    template <class Signature> struct entry {
-        std::string path;
-        int priority;
-        callable<Signature> call;
-    };
-
-    std::string name;
-    std::vector<entry<result<>(const change&)>> changes;
-    std::vector<entry<result<tree>(const status_query&)>> statuses;
-    std::vector<entry<result<tree>(const operation&)>> operations;
-    std::vector<callable<result<>()>> kick_offs;
-};
-
-/** Whose callables the process's callbacks belong to; null for nobody's. */
-inline registry* served_registry = nullptr;
-
-/**
- * Records why the request being served fails.
- *
- * @return the code, for where nothing can be recorded any more
- */
-inline int refuse(int code, const char* text) noexcept {
-    econf_plugin_error(code, *text == '\0' ? nullptr : text);
-    return code;
-}
-
-/** What all callbacks have in common. */
-template <class Code, class Keep> int served(Code code, Keep keep) noexcept {
-    std::shared_ptr<registry> serving;
-    if (served_registry != nullptr)
-        serving = served_registry->weak_from_this().lock();
-    if (!serving) // C has registered them, and the object has gone
-        return refuse(-1, "The plugin has ended.");
-    return guarded([&] { return code(*serving); }, keep, refuse);
-}
-
-inline const char* or_empty(const char* text) noexcept { return text == nullptr ? "" : text; }
-
-[[gnu::noinline]] inline int serve_change(int session, int oper, int more, int slot,
-                                          const char* path) noexcept {
-    return served(
-        [=](const registry& all) {
-            const auto& entry = all.changes[static_cast<std::size_t>(slot)];
-            return entry.call(
-                change{or_empty(path), session, entry.priority, operation_set(oper), more});
-        },
-        nullptr);
-}
-
-[[gnu::noinline]] inline int serve_status(int session, const char* path, const char* filter,
-                                          xmlNode** status, int slot) noexcept {
-    return served(
-        [=](const registry& all) {
-            return all.statuses[static_cast<std::size_t>(slot)].call(
-                status_query{or_empty(path), or_empty(filter), session});
-        },
-        [status](tree& given) { *status = given.release(); });
-}
-
-[[gnu::noinline]] inline int serve_operation(int session, xmlNode* input, xmlNode** output,
-                                             int slot) noexcept {
-    return served(
-        [=](const registry& all) {
-            return all.operations[static_cast<std::size_t>(slot)].call(
-                operation{nodes(input), session});
-        },
-        [output](tree& given) { *output = given.release(); });
-}
-
-/** What goes wrong here never reaches the daemon; the library writes it to its log. */
-inline void serve_kick_off() noexcept {
-    static_cast<void>(served(
-        [](const registry& all) {
-            for (std::size_t at = 0; at < all.kick_offs.size(); ++at)
-                if (result<> outcome = all.kick_offs[at](); !outcome)
-                    return outcome;
-            return result<>();
-        },
-        nullptr));
-}
-
-/**
- * The functions that C calls. It hands no pointer back, so each slot has functions of its own,
- * which do no more than to name it. A change has its slot in the place of the priority, which is
- * known anyway: with as many arguments as before, what remains is one jump.
- */
-template <int Slot> struct slot_functions {
-    static int change(int session, int oper, int more, int /*priority*/, const char* path) {
-        return serve_change(session, oper, more, Slot, path);
-    }
-    static int status(int session, const char* path, const char* filter, xmlNode** status) {
-        return serve_status(session, path, filter, status, Slot);
-    }
-    static int operation(int session, xmlNode* input, xmlNode** output) {
-        return serve_operation(session, input, output, Slot);
-    }
-};
-
-/** The functions of so many slots of each kind. */
-struct slot_table {
-    const econf_config_cb_t* changes;
-    const econf_status_cb_t* statuses;
-    const econf_operate_cb_t* operations;
-    std::size_t size;
-};
-
-template <int... Slots> slot_table functions_of(std::integer_sequence<int, Slots...>) noexcept {
-    static constexpr econf_config_cb_t changes[] = {slot_functions<Slots>::change...};
-    static constexpr econf_status_cb_t statuses[] = {slot_functions<Slots>::status...};
-    static constexpr econf_operate_cb_t operations[] = {slot_functions<Slots>::operation...};
-    return {changes, statuses, operations, sizeof...(Slots)};
-}
-
-} // namespace detail
 
 /** A plugin, however many slots it has. It neither moves nor is copied; its end closes it. */
 class plugin_base {
@@ -211,10 +89,12 @@ public:
         if (const std::optional<error> why = describe())
             return detail::failed<int>(*why);
         const int descriptor = econf_plugin_init(registry_->name.c_str(), &described_);
-        if (descriptor < 0)
+        if (descriptor < 0) {
+            close();
             return detail::failed<int>(
                 error(-1, "There is no daemon, or it did not take the plugin " + registry_->name +
                               "; the plugin log says why."));
+        }
         if (econf_plugin_activate(mode) != 0) {
             close();
             return detail::failed<int>(error(-1, "The daemon did not let the plugin " +
@@ -225,45 +105,58 @@ public:
     }
     /**
      * Serves all that has arrived, and waits for nothing; call it once after start(), too. Not from
-     * a callable. As econf_plugin_run().
+     * a callable. As econf_plugin_run(); nothing when it is not registered.
      */
-    void serve() noexcept { econf_plugin_run(); }
-    /** Goes inactive; the connection stays. As econf_plugin_deactivate(). */
-    void deactivate() noexcept { econf_plugin_deactivate(); }
-    /** Goes active again. Fails when the daemon does not agree, or it is active. */
-    or_error<void> activate(ECONF_PLUGIN_ACTIVATE_MODE mode = ACTIVATE_WITH_CFGR) {
-        return detail::succeeded(econf_plugin_activate(mode) == 0, "The plugin cannot go active.");
-    }
-    /** Ends the connection, if it is this plugin's. The callables stay, for another start(). */
-    void close() noexcept {
+    void serve() noexcept {
         if (context() != nullptr)
+            econf_plugin_run();
+    }
+    /** Goes inactive; the connection stays. As econf_plugin_deactivate(), if it is registered. */
+    void deactivate() noexcept {
+        if (context() != nullptr)
+            econf_plugin_deactivate();
+    }
+    /** Goes active again. Fails when it is not registered, is active, or the daemon does not agree. */
+    or_error<void> activate(ECONF_PLUGIN_ACTIVATE_MODE mode = ACTIVATE_WITH_CFGR) {
+        return detail::succeeded(context() != nullptr && econf_plugin_activate(mode) == 0,
+                                 "The plugin cannot go active.");
+    }
+    /**
+     * Ends the connection, if it is this plugin's, and takes table() back. The callables stay, for
+     * another start().
+     */
+    void close() noexcept {
+        if (detail::served_registry != registry_.get())
+            return;
+        const bool is_registered = context() != nullptr;
+        registry_->is_lent = false;
+        detail::let_serve(nullptr);
+        if (is_registered)
             econf_plugin_close();
     }
 
     /** @return the C object while this plugin is registered in this process; null otherwise */
     conf_plugin_context_t* context() const noexcept {
-        return detail::served_registry == registry_.get() ? get_plugin_context() : nullptr;
+        return detail::served_registry == registry_.get() ? detail::own_context() : nullptr;
     }
     /**
-     * Describes the plugin for C: for econf_plugin_init() or pelmtest_begin(). The callbacks of the
-     * process then belong to this object.
+     * Describes the plugin for C: for econf_plugin_init(), pelmtest_begin(), or a daemon that has
+     * the plugin inside. The callbacks of the process then belong to this object until close().
      *
      * @return this object's, good until a callable is added
-     * Fails when there are more callables of a kind than slots, or another object is being served
+     * Fails when there are more callables of a kind than slots, or while the callbacks belong to
+     * another object: one that is registered, or whose table was given out
      */
     or_error<econf_plugin_subpub_info_t*> table() {
         if (const std::optional<error> why = describe())
             return detail::failed<econf_plugin_subpub_info_t*>(*why);
+        registry_->is_lent = true;
         return &described_;
     }
 
 protected:
     /** Closes it, and lets go of the callables. */
-    ~plugin_base() {
-        close();
-        if (detail::served_registry == registry_.get())
-            detail::served_registry = nullptr;
-    }
+    ~plugin_base() { close(); }
     /** Of a name, with the functions of its slots. */
     plugin_base(std::string name, detail::slot_table slots)
         : registry_(std::make_shared<detail::registry>()), slots_(slots) {
@@ -281,11 +174,12 @@ private:
                                  " callables of a kind and " + std::to_string(slots_.size) +
                                  " slots: make it a pelmconf::basic_plugin<" +
                                  std::to_string(most) + ">.");
-        if (detail::served_registry != nullptr && context() == nullptr &&
-            get_plugin_context() != nullptr)
+        const detail::registry* served = detail::served_registry;
+        if (served != nullptr && served != &all &&
+            (served->is_lent || detail::own_context() != nullptr))
             return error(-1, "Another plugin of the process is being served.");
         fill_tables();
-        detail::served_registry = registry_.get();
+        detail::let_serve(registry_.get());
         return std::nullopt;
     }
     void fill_tables() {
@@ -301,8 +195,9 @@ private:
         for (auto& each : registry_->operations)
             operations_.push_back({each.path.data(), slots_.operations[operations_.size()]});
         operations_.push_back({nullptr, nullptr});
+        // A kick-off is served without callables, too: own_context() is known by it.
         described_ = {changes_.data(), statuses_.data(), operations_.data(),
-                      registry_->kick_offs.empty() ? nullptr : detail::serve_kick_off};
+                      detail::serve_kick_off};
     }
 
     std::shared_ptr<detail::registry> registry_;
