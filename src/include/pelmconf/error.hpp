@@ -111,13 +111,16 @@ public:
     /** @return whether there is a value */
     explicit operator bool() const noexcept { return state_.index() == 0; }
     /** @return the value */
-    T& operator*() { return std::get<0>(state_); }
+    T& operator*() & { return std::get<0>(state_); }
     /** @return the value */
-    const T& operator*() const { return std::get<0>(state_); }
-    /** @return the value's address */
-    T* operator->() { return &std::get<0>(state_); }
-    /** @return the value's address */
-    const T* operator->() const { return &std::get<0>(state_); }
+    const T& operator*() const& { return std::get<0>(state_); }
+    /** @return the value, to be moved */
+    T&& operator*() && { return std::get<0>(std::move(state_)); }
+    /** @return the value's address; not of a result without a name, which nobody has asked first */
+    T* operator->() & { return &std::get<0>(state_); }
+    /** @return the value's address, as above */
+    const T* operator->() const& { return &std::get<0>(state_); }
+    const T* operator->() const&& = delete;
     /** @return the error; only of one that has no value */
     const error& failure() const { return std::get<1>(state_); }
 

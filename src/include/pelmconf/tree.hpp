@@ -241,14 +241,16 @@ public:
     nodes::iterator begin() const noexcept { return nodes(*this).begin(); }
     /** @return where they end */
     nodes::iterator end() const noexcept { return nodes(*this).end(); }
-    /** @return the first element, or none */
-    node first() const noexcept { return nodes(*this).first(); }
-    /** @return the elements in the first one */
-    nodes children() const noexcept { return first().children(); }
+    /** @return the first element, or none; not of a tree without a name, which would be gone */
+    node first() const& noexcept { return nodes(*this).first(); }
+    node first() const&& = delete;
+    /** @return the elements in the first one; not of a tree without a name, either */
+    nodes children() const& noexcept { return first().children(); }
+    nodes children() const&& = delete;
     /** @return the text of the first element; nothing when there is none */
     std::optional<std::string> text() const { return nodes(*this).text(); }
     /** @return the text of the first element of that name in the first element */
-    std::optional<std::string> leaf(std::string_view name) const { return first().leaf(name); }
+    std::optional<std::string> leaf(std::string_view name) const { return nodes(*this).leaf(name); }
     /** @return all nodes as XML, nothing added */
     std::string xml() const {
         const std::unique_ptr<xmlBuffer, detail::freed_by<xmlBufferFree>> buffer(xmlBufferCreate());
