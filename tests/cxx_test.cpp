@@ -288,19 +288,27 @@ TEST_F(Cxx, OutlivesACallableThatEndsIt) {
     EXPECT_EQ(get_plugin_context(), nullptr);
 }
 
-TEST_F(Cxx, OfAChildClosesNothing) {
+TEST_F(Cxx, OfAChildClosesAndRemovesNothing) {
     pelmconf::plugin p("ntp");
     p.on_change("/c", 1, [] {});
     start(p);
+    std::optional door = value_of(pelmconf::daemon::agent_endpoint::open());
+    std::ofstream("/mnt/squash/local/etc/pelmd/pelmd.conf") << "{}"; // the table's key
+    std::optional table = value_of(pelmconf::client_table::create(1));
     const pid_t child = fork();
     if (child == 0) {
+        const int sock = door->descriptor();
         p.close();
-        _exit(p.context() == nullptr ? 0 : 1);
+        door.reset();
+        table.reset();
+        _exit(p.context() == nullptr && fcntl(sock, F_GETFD) < 0 ? 0 : 1);
     }
     int status = -1;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
     EXPECT_EQ(ask("config", 1), "<result/>");
+    EXPECT_EQ(failure_of([] { return pelmconf::agent::connect(); }), "");
+    EXPECT_EQ(failure_of([] { return pelmconf::client_table::save({}); }), "");
 }
 
 TEST_F(Cxx, TalksAsAnAgentAndAsTheDaemon) {

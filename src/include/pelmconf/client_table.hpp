@@ -8,20 +8,21 @@
 #include "error.hpp"
 
 #include <conf_misc.h>
+#include <unistd.h>
 
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
 /**
  * The table of whoever creates it, and the calls of all who use it. Move-only; one that was moved
- * from removes nothing.
+ * from removes nothing, and neither does the copy in a child made by fork().
  */
 class client_table {
 public:
     /**
      * Creates the table.
      *
-     * @return its owner, at whose end it goes Fails as conf_clishm_create(); when there was a table
+     * @return its owner, at whose end it goes. Fails as conf_clishm_create(); when there was a table
      *         already that is removed: try again
      */
     static or_error<client_table> create(int slots) {
@@ -31,18 +32,18 @@ public:
         return client_table();
     }
     /** What was moved from removes nothing. */
-    client_table(client_table&& other) noexcept : owns_(std::exchange(other.owns_, false)) {}
+    client_table(client_table&& other) noexcept : owner_(std::exchange(other.owner_, 0)) {}
     /** As above. */
     client_table& operator=(client_table&& other) noexcept {
-        std::swap(owns_, other.owns_);
+        std::swap(owner_, other.owner_);
         return *this;
     }
     ~client_table() {
-        if (owns_)
+        if (owner_ == getpid())
             conf_clishm_destroy();
     }
     /** Leaves the table where it is, at the end of this object too. */
-    void release() noexcept { owns_ = false; }
+    void release() noexcept { owner_ = 0; }
 
     /** Stores a record. Fails when there is no free slot or no table. */
     static or_error<void> save(conf_cli_info_t client) {
@@ -64,7 +65,7 @@ public:
 private:
     client_table() = default;
 
-    bool owns_ = true;
+    pid_t owner_ = getpid(); // 0 for nobody
 };
 
 } // namespace PELMCONF_MODE

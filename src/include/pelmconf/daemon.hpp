@@ -11,6 +11,7 @@
 
 #include <conf_agent.h>
 #include <conf_debug.h>
+#include <unistd.h>
 
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
@@ -33,7 +34,7 @@ inline or_error<std::string> load_config() {
 
 /**
  * A socket of the daemon's, which goes with its file. Move-only; one that was moved from removes
- * nothing.
+ * nothing. In a child made by fork() the copy closes its descriptor and leaves the file alone.
  */
 template <int (*Enable)(), void (*Disable)(int)> class endpoint {
 public:
@@ -48,15 +49,17 @@ public:
         return endpoint(sock);
     }
     /** What was moved from removes nothing. */
-    endpoint(endpoint&& other) noexcept : sock_(std::exchange(other.sock_, -1)) {}
+    endpoint(endpoint&& other) noexcept
+        : sock_(std::exchange(other.sock_, -1)), maker_(other.maker_) {}
     /** As above. */
     endpoint& operator=(endpoint&& other) noexcept {
         std::swap(sock_, other.sock_);
+        std::swap(maker_, other.maker_);
         return *this;
     }
     ~endpoint() {
         if (sock_ >= 0)
-            Disable(sock_);
+            (getpid() == maker_ ? Disable : leave)(sock_);
     }
     /** @return the non-blocking socket, which stays the endpoint's */
     int descriptor() const noexcept { return sock_; }
@@ -64,8 +67,10 @@ public:
     [[nodiscard]] int release() noexcept { return std::exchange(sock_, -1); }
 
 private:
-    explicit endpoint(int sock) noexcept : sock_(sock) {}
+    explicit endpoint(int sock) noexcept : sock_(sock), maker_(getpid()) {}
+    static void leave(int sock) { static_cast<void>(::close(sock)); }
     int sock_;
+    pid_t maker_; // whose the file is
 };
 
 /** Where plugins connect. */
