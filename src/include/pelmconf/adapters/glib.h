@@ -22,8 +22,14 @@ struct pelmconf_glib {
     gpointer tag; /* of the watch's descriptor, in the source */
 };
 
+/* By way of void*: on 32-bit ARM the watch is aligned to eight bytes, as memory of GLib's is, but GSource
+   by itself to four. */
+static inline struct pelmconf_glib* pelmconf_glib_of(void* source) {
+    return (struct pelmconf_glib*)source;
+}
+
 static inline struct pelmconf_watch* pelmconf_glib_watch(GSource* source) {
-    return &((struct pelmconf_glib*)source)->watch;
+    return &pelmconf_glib_of(source)->watch;
 }
 
 static inline gboolean pelmconf_glib_prepare(GSource* source, gint* timeout_ms) {
@@ -32,7 +38,7 @@ static inline gboolean pelmconf_glib_prepare(GSource* source, gint* timeout_ms) 
 }
 
 static inline gboolean pelmconf_glib_check(GSource* source) {
-    return g_source_query_unix_fd(source, ((struct pelmconf_glib*)source)->tag) != 0 ||
+    return g_source_query_unix_fd(source, pelmconf_glib_of(source)->tag) != 0 ||
            pelmconf_watch_is_due(pelmconf_glib_watch(source));
 }
 
@@ -77,7 +83,7 @@ static inline int pelmconf_glib_attach(GMainContext* context, void (*on_lost)(vo
 
     if (pelmconf_watch_open(&watch, on_lost, pelmconf_glib_release, NULL) < 0)
         return -1;
-    self = (struct pelmconf_glib*)g_source_new(&functions, sizeof *self);
+    self = pelmconf_glib_of(g_source_new(&functions, sizeof *self));
     self->watch = watch;
     self->watch.adapter = self;
     self->tag = g_source_add_unix_fd(&self->source, watch.fd, G_IO_IN);
