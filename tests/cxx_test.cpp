@@ -78,6 +78,7 @@ TEST(CxxTree, IsBuiltReadAndHandedOn) {
     EXPECT_EQ(built.leaf("server"), "a&b");
     EXPECT_EQ(built.leaf("none"), std::nullopt);
     EXPECT_EQ(tree().text(), std::nullopt);
+    EXPECT_EQ(tree("a", '0').text(), "0");
     std::string names;
     for (const pelmconf::node each : built.children())
         names += each.name() + ("=" + each.text()) + ";";
@@ -115,7 +116,8 @@ TEST_F(Cxx, CallsCallablesWithWhatTheDaemonSays) {
     std::string seen;
     p.on_change("/c", 7, [&, owned = std::make_unique<int>(1)](const pelmconf::change& c) {
         seen = text("%s %d %d %d %d %d", c.path, c.session, c.priority, c.operations.bits(),
-                    c.removed() + *owned, c.rolled_back() + c.more());
+                    c.operations.has(CONFIG_OP_ADD | CONFIG_OP_RM) + *owned,
+                    c.rolled_back() + c.more());
     });
     p.on_change("/d", 1, [&] { seen = "second"; });
     p.on_status("/s", [](const pelmconf::status_query& asked) {
@@ -202,6 +204,11 @@ TEST_F(Cxx, ReadsWhatHasChanged) {
 }
 
 TEST_F(Cxx, SaysWhatItCannotStart) {
+#ifdef __cpp_exceptions
+    void (*const nothing)() = nullptr;
+    EXPECT_THROW(pelmconf::plugin("n").on_kick_off(nothing), std::logic_error);
+    EXPECT_THROW(pelmconf::plugin("n").on_status("/s", std::function<tree()>()), std::logic_error);
+#endif
     pelmconf::basic_plugin<2> small("small");
     small.on_status("/1", [] {}).on_status("/2", [] {}).on_status("/3", [] {});
     EXPECT_EQ(failure_of([&] { return small.start(); }),
@@ -336,9 +343,13 @@ TEST_F(Cxx, TalksAsAnAgentAndAsTheDaemon) {
     EXPECT_EQ(std::to_string(split.code) + split.text, "4no");
 
     pelmconf::buffer output;
-    EXPECT_EQ(
-        failure_of([&] { return output.append(pelmconf::frame_of(reply, 5) + "no frame!!!!"); }),
-        "");
+    EXPECT_EQ(failure_of([&] { return output.append("more than an int counts"); }), "");
+    output.remove(std::size_t{1} << 31U);
+    EXPECT_EQ(output.content(), "");
+    EXPECT_EQ(failure_of([&] {
+                  return output.append(value_of(pelmconf::frame_of(reply, 5)) + "no frame!!!!");
+              }),
+              "");
     EXPECT_TRUE(value_of(pelmconf::write_from(output, peer.get())));
     EXPECT_EQ(value_of(agent.receive())->body, reply.xml());
     EXPECT_EQ(failure_of([&] { return agent.receive(); }), "-1 No frame begins here.");
@@ -370,8 +381,9 @@ TEST_F(Cxx, HasTheRestOfTheInterface) {
     EXPECT_EQ(pelmconf::path_schema2std(schema), "/n:a/b");
     EXPECT_EQ(pelmconf::path_data2std(schema), "/n:a/b[k=\"v\"]");
     EXPECT_EQ(pelmconf::path_std2db(schema), "/n/a/b[k=\"v\"]");
-    EXPECT_EQ(failure_of([] { return pelmconf::log_up_to(8); }),
-              "-1 There is no such level of the log.");
+    for (const int level : {DBG_CRIT - 1, DBG_ALL + 1, -1})
+        EXPECT_EQ(failure_of([=] { return pelmconf::log_up_to(level); }),
+                  "-1 There is no such level of the log.");
     EXPECT_EQ(failure_of([] { return pelmconf::notify("n", "text"); }),
               "-1 The notification was not sent.");
     const auto door = value_of(pelmconf::daemon::notifier_endpoint::open());

@@ -252,7 +252,8 @@ CONF_API void econf_plugin_error(int err_code, const char* err_msg);
  *
  * @param level   highest DBG_* level that is written, 1 to 7; of a negative one none is
  * @param enable  0 turns the log off (level does not matter), anything else on
- * @return 0, or 1 for a level of 0 or above 7: nothing is changed then
+ * @return 0, or 1 for a level of 0 or above 7: nothing is changed then. A negative one is taken, and
+ *         lets nothing through
  */
 CONF_API int econf_plugin_config_debug(int level, int enable);
 

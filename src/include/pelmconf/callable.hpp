@@ -25,10 +25,12 @@ template <class T, class... Given> class callable<result<T>(Given...)> {
 public:
     /** Holds none, and must not be called. */
     callable() = default;
-    /** Takes any callable, by moving or copying it. */
+    /** Takes any callable, by moving or copying it; none from a null pointer or what is empty. */
     template <class F, class = std::enable_if_t<!std::is_same_v<std::decay_t<F>, callable>>>
-    callable(F&& f) // NOLINT: meant to convert
-        : held_(std::make_unique<holder<std::decay_t<F>>>(std::forward<F>(f))) {}
+    callable(F&& f) { // NOLINT: meant to convert
+        if (!is_null(f))
+            held_ = std::make_unique<holder<std::decay_t<F>>>(std::forward<F>(f));
+    }
 
     /** @return whether there is one */
     explicit operator bool() const noexcept { return held_ != nullptr; }
@@ -44,6 +46,14 @@ private:
         virtual ~holder_base() = default;
         virtual result<T> call(Given... given) = 0;
     };
+
+    // Of what can be made of null: a pointer to a function, a std::function.
+    template <class F> static bool is_null([[maybe_unused]] const F& f) {
+        if constexpr (std::is_constructible_v<F, std::nullptr_t>)
+            return f == nullptr;
+        else
+            return false;
+    }
 
     template <class F> class holder final : public holder_base {
     public:

@@ -244,8 +244,10 @@ namespace daemon {
 inline or_error<void> install(hooks some) {
     auto kept = std::make_unique<const hooks>(std::move(some));
     pelmd_plugin_callback_t table = detail::table_of(*kept);
-    if (conf_plugin_init_api(&table) != 0)
+    if (get_plugin_hooks() != nullptr)
         return detail::failed<void>(pelmconf::error(-1, "The process has hooks already."));
+    if (conf_plugin_init_api(&table) != 0)
+        detail::give_up(std::bad_alloc());
     detail::installed_hooks = kept.release(); // for the life of the process
     return or_error<void>();
 }

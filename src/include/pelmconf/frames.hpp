@@ -51,10 +51,11 @@ public:
             fits && conf_buffer_append(&handle_, const_cast<char*>(bytes.data()), length) == 0,
             "The buffer took no more.");
     }
-    /** Takes bytes away from the beginning. */
+    /** Takes bytes away from the beginning, as many as there are. */
     void remove(std::size_t bytes) noexcept {
+        const std::size_t present = content().size();
         if (bytes > 0)
-            conf_buffer_remove(handle_, 0, static_cast<int>(bytes));
+            conf_buffer_remove(handle_, 0, static_cast<int>(bytes < present ? bytes : present));
     }
     /** @return the C handle, for calls that may move the buffer */
     conf_buffer_t** get() noexcept { return &handle_; }
@@ -78,7 +79,7 @@ public:
     /**
      * Takes the first frame out.
      *
-     * @return nothing while bytes of it are missing Fails where no frame begins: nothing that
+     * @return nothing while bytes of it are missing. Fails where no frame begins: nothing that
      *         follows can be read
      */
     or_error<std::optional<frame>> next() {
@@ -98,7 +99,7 @@ public:
     /**
      * As next(), parsed.
      *
-     * @return an empty tree while bytes are missing Fails also for what is no XML; the frame is
+     * @return an empty tree while bytes are missing. Fails also for what is no XML; the frame is
      *         taken out then
      */
     or_error<tree> next_tree() {
@@ -139,11 +140,13 @@ private:
 };
 
 /**
- * @return a message as a frame.
+ * @return a message as a frame. Fails beyond CONF_MSG_MAX_LENGTH, which no receiver takes.
  * @param body  its one element
  */
-inline std::string frame_of(const tree& body, unsigned seq) {
+inline or_error<std::string> frame_of(const tree& body, unsigned seq) {
     const std::string text = body.xml();
+    if (text.size() > CONF_MSG_MAX_LENGTH)
+        return detail::failed<std::string>(error(-1, "The message is too long."));
     const msg_head_t head = {CONF_MSG_MAGIC, static_cast<u32_t>(text.size()),
                              static_cast<u16_t>(seq), 0};
     std::string bytes(sizeof head, '\0');

@@ -30,7 +30,10 @@
 namespace pelmconf {
 inline namespace PELMCONF_MODE {
 
-/** A plugin, however many slots it has. It neither moves nor is copied; its end closes it. */
+/**
+ * A plugin, however many slots it has. It neither moves nor is copied; its end closes it. What it is
+ * to call must be there: a null pointer is a std::logic_error, or the end of the process.
+ */
 class plugin_base {
 public:
     plugin_base(const plugin_base&) = delete;
@@ -43,6 +46,7 @@ public:
      * @param call  takes const change& or nothing; returns nothing or result<>
      */
     plugin_base& on_change(std::string path, int priority, callable<result<>(const change&)> call) {
+        require(bool(call));
         registry_->changes.push_back({std::move(path), priority, std::move(call)});
         return *this;
     }
@@ -53,6 +57,7 @@ public:
      *         result<tree>
      */
     plugin_base& on_status(std::string path, callable<result<tree>(const status_query&)> call) {
+        require(bool(call));
         registry_->statuses.push_back({std::move(path), 0, std::move(call)});
         return *this;
     }
@@ -63,6 +68,7 @@ public:
      *         or result<tree>
      */
     plugin_base& on_operation(std::string path, callable<result<tree>(const operation&)> call) {
+        require(bool(call));
         registry_->operations.push_back({std::move(path), 0, std::move(call)});
         return *this;
     }
@@ -73,6 +79,7 @@ public:
      * @param call  takes nothing; returns nothing or result<>
      */
     plugin_base& on_kick_off(callable<result<>()> call) {
+        require(bool(call));
         registry_->kick_offs.push_back(std::move(call));
         return *this;
     }
@@ -164,6 +171,10 @@ protected:
     }
 
 private:
+    static void require(bool is_callable) {
+        if (!is_callable)
+            detail::give_up(std::logic_error("A plugin cannot call what is null or empty."));
+    }
     // Makes the tables, and the process's callbacks this object's. @return why not
     std::optional<error> describe() {
         const detail::registry& all = *registry_;

@@ -168,7 +168,7 @@ inline std::string path_std2db(const std::string& path) {
  *         nothing
  */
 inline or_error<void> log_up_to(int level) {
-    return detail::succeeded(econf_plugin_config_debug(level, 1) == 0,
+    return detail::succeeded(level >= DBG_CRIT && econf_plugin_config_debug(level, 1) == 0,
                              "There is no such level of the log.");
 }
 

@@ -16,8 +16,8 @@ public:
     /** @param bits  as C has them */
     explicit operation_set(int bits) noexcept : bits_(bits) {}
 
-    /** @return whether one of these bits is set */
-    bool has(ECONF_CONFIG_OPER_TYPE some) const noexcept {
+    /** @return whether one of these bits is set, as in CONFIG_OP_ADD | CONFIG_OP_MOD */
+    bool has(int some) const noexcept {
         return (static_cast<unsigned>(bits_) & static_cast<unsigned>(some)) != 0;
     }
     /** @return all bits, as C has them */

@@ -175,7 +175,7 @@ public:
      * One element.
      *
      * @param name     a name in XML
-     * @param content  a text, a whole number, or a bool as "true" or "false"
+     * @param content  a text, a character, a whole number, or a bool as "true" or "false"
      */
     template <class Content> explicit tree(const char* name, const Content& content) : tree(name) {
         set_text(written(content));
@@ -287,6 +287,8 @@ private:
     template <class Content> static std::string written(const Content& content) {
         if constexpr (std::is_same_v<Content, bool>)
             return content ? "true" : "false";
+        else if constexpr (std::is_same_v<Content, char>)
+            return std::string(1, content);
         else if constexpr (std::is_integral_v<Content>)
             return std::to_string(content);
         else
