@@ -1,4 +1,4 @@
-/* The default loop of systemd's sd-event. */
+/* A loop of systemd's sd-event. */
 #include "loop.h"
 
 #include <pelmconf/adapters/sd-event.h>
@@ -30,13 +30,12 @@ int loop_run(void (*begin)(void), void (*end)(void)) {
     sigaddset(&signals, SIGTERM);
     sigprocmask(SIG_BLOCK, &signals, NULL); /* sd-event asks for that */
     on_end = end;
-    if (sd_event_default(&loop) < 0 ||
-        sd_event_add_signal(loop, NULL, SIGTERM, terminated, NULL) < 0)
+    if (sd_event_new(&loop) < 0 || sd_event_add_signal(loop, NULL, SIGTERM, terminated, NULL) < 0)
         return 1;
     begin();
     status = sd_event_loop(loop);
     sd_event_source_unref(timer);
-    sd_event_unref(loop);
+    loop = sd_event_unref(loop);
     return status != 0;
 }
 

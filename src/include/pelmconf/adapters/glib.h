@@ -62,8 +62,9 @@ static inline void pelmconf_glib_release(void* source) { g_source_destroy((GSour
  * Lets a main context serve the plugin, which is registered, active or not.
  *
  * It lasts until the plugin is closed, by whomever, and then takes itself out before the context sleeps
- * again; the next registration is attached anew. Nothing is to be freed. Callbacks run in a source of
- * default priority, and not once more in a main loop that one of them runs.
+ * again; the next registration is attached anew. Nothing is to be freed: a context that goes first takes
+ * it along. Callbacks run in a source of default priority, and not once more in a main loop that one of
+ * them runs.
  *
  * @param context  null for the default one; run by the thread that drives the plugin
  * @param on_lost  called when the daemon has gone: once, after the plugin was closed. It may register and

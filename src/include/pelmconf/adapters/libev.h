@@ -63,8 +63,9 @@ static inline void pelmconf_ev_before(struct ev_loop* loop, ev_prepare* watcher,
  * Lets a loop serve the plugin, which is registered, active or not.
  *
  * It lasts until the plugin is closed, by whomever, and then takes itself out before the loop sleeps
- * again; the next registration is attached anew. Nothing is to be freed. Until the plugin is closed, it
- * keeps the loop running.
+ * again; the next registration is attached anew. Nothing is to be freed, but a loop that was left by
+ * ev_break() has to run so far before ev_loop_destroy(): ev_run(loop, EVRUN_NOWAIT), behind
+ * econf_plugin_close(). Until the plugin is closed, it keeps the loop running.
  *
  * A prepare watcher of one's own makes no requests unless its priority is above EV_MINPRI: others may
  * run behind this one.

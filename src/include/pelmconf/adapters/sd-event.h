@@ -1,6 +1,6 @@
 /**
  * @file sd-event.h
- * A plugin on a loop of systemd's sd-event. Needs libsystemd.
+ * A plugin on a loop of systemd's sd-event. Needs libsystemd, 240 or later.
  */
 #ifndef PELMCONF_ADAPTERS_SD_EVENT_H
 #define PELMCONF_ADAPTERS_SD_EVENT_H
@@ -16,20 +16,22 @@ extern "C" {
 
 /* Nobody else needs to look at what follows, up to the call that attaches. */
 /** @cond */
+/* The sources float, which makes them the loop's, and this goes with the first. */
 struct pelmconf_sd_event {
     struct pelmconf_watch watch;
     sd_event_source* ready;
     sd_event_source* due; /* as long as it is enabled, the loop does not sleep */
 };
 
+static inline void pelmconf_sd_event_destroy(void* adapter) {
+    pelmconf_watch_close(&((struct pelmconf_sd_event*)adapter)->watch);
+    free(adapter);
+}
+
 static inline void pelmconf_sd_event_release(void* adapter) {
     struct pelmconf_sd_event* self = (struct pelmconf_sd_event*)adapter;
-    (void)sd_event_source_set_enabled(self->ready, SD_EVENT_OFF);
-    (void)sd_event_source_unref(self->ready);
-    (void)sd_event_source_set_enabled(self->due, SD_EVENT_OFF);
-    (void)sd_event_source_unref(self->due);
-    pelmconf_watch_close(&self->watch);
-    free(self);
+    (void)sd_event_source_set_floating(self->due, 0);
+    (void)sd_event_source_set_floating(self->ready, 0);
 }
 
 static inline int pelmconf_sd_event_ready(sd_event_source* source, int fd, uint32_t events,
@@ -60,8 +62,8 @@ static inline int pelmconf_sd_event_before(sd_event_source* source, void* adapte
  * Lets a loop serve the plugin, which is registered, active or not.
  *
  * It lasts until the plugin is closed, by whomever, and then takes itself out before the loop sleeps
- * again; the next registration is attached anew. Nothing is to be freed; until then it holds a
- * reference to the loop. Callbacks run in sources of normal priority.
+ * again; the next registration is attached anew. Nothing is to be freed: a loop that goes first takes it
+ * along. Callbacks run in sources of normal priority.
  *
  * A prepare function of one's own makes no requests: it may run behind this one.
  *
@@ -84,9 +86,16 @@ static inline int pelmconf_sd_event_attach(sd_event* loop, void (*on_lost)(void)
                                  pelmconf_sd_event_ready, self);
     if (status >= 0)
         status = sd_event_source_set_prepare(self->ready, pelmconf_sd_event_before);
+    if (status >= 0) {
+        (void)sd_event_source_set_destroy_callback(self->ready, pelmconf_sd_event_destroy);
+        (void)sd_event_source_set_floating(self->ready, 1);
+        (void)sd_event_source_set_floating(self->due, 1);
+    }
+    (void)sd_event_source_unref(self->ready);
+    (void)sd_event_source_unref(self->due);
     if (status >= 0)
         return 0;
-    pelmconf_sd_event_release(self);
+    pelmconf_sd_event_destroy(self);
     errno = -status;
     return -1;
 }
