@@ -1,7 +1,10 @@
-// What waits in the library behind an answer, where the descriptor does not show it.
+// What waits in the library behind an answer, where the descriptor does not show it; and the watch that
+// event loops wait by.
 #include "support/plugin.h"
 
+#include <pelmconf/adapters/watch.h>
 #include <pelmconf/pending.h>
+#include <poll.h>
 
 using Pending = PluginTest;
 
@@ -39,4 +42,16 @@ TEST_F(Pending, IsNothingWithoutAnActivePlugin) {
     econf_plugin_deactivate();
     EXPECT_GT(conf_buffer_length(context()->recv_buf), 0);
     EXPECT_EQ(pelmconf_pending(), 0);
+}
+
+TEST_F(Pending, IsTheEndOfAnInactivePluginThatNobodyIsToldOf) {
+    start(false);
+    pelmconf_watch watch{};
+    const auto close = [](void* of) { pelmconf_watch_close(static_cast<pelmconf_watch*>(of)); };
+    ASSERT_EQ(pelmconf_watch_open(&watch, nullptr, close, &watch), 0);
+    daemon_.finish();
+    pollfd ready = {watch.fd, POLLIN, 0};
+    EXPECT_EQ(poll(&ready, 1, 0), 1);
+    pelmconf_watch_step(&watch);
+    EXPECT_EQ(context(), nullptr);
 }

@@ -68,7 +68,7 @@ static inline void pelmconf_glib_release(void* source) { g_source_destroy((GSour
  *
  * @param context  null for the default one; run by the thread that drives the plugin
  * @param on_lost  called when the daemon has gone: once, after the plugin was closed. It may register and
- *                 attach anew. May be null
+ *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set, ENOTCONN without a plugin. Like all of GLib, it ends the process without
  *         memory
  */

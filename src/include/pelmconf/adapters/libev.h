@@ -72,7 +72,7 @@ static inline void pelmconf_ev_before(struct ev_loop* loop, ev_prepare* watcher,
  *
  * @param loop     run by the thread that drives the plugin; EV_DEFAULT for the default one
  * @param on_lost  called when the daemon has gone: once, after the plugin was closed. It may register and
- *                 attach anew. May be null
+ *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set: ENOTCONN without a plugin, ENOMEM
  */
 static inline int pelmconf_ev_attach(struct ev_loop* loop, void (*on_lost)(void)) {

@@ -72,7 +72,7 @@ static inline void pelmconf_uv_before(uv_prepare_t* handle) {
  *
  * @param loop     run by the thread that drives the plugin
  * @param on_lost  called when the daemon has gone: once, after the plugin was closed. It may register and
- *                 attach anew. May be null
+ *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set: ENOTCONN without a plugin, ENOMEM, or why libuv refuses
  */
 static inline int pelmconf_uv_attach(uv_loop_t* loop, void (*on_lost)(void)) {

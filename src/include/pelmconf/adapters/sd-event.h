@@ -69,7 +69,7 @@ static inline int pelmconf_sd_event_before(sd_event_source* source, void* adapte
  *
  * @param loop     run by the thread that drives the plugin
  * @param on_lost  called when the daemon has gone: once, after the plugin was closed. It may register and
- *                 attach anew. May be null
+ *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set: ENOTCONN without a plugin, ENOMEM, or why sd-event refuses
  */
 static inline int pelmconf_sd_event_attach(sd_event* loop, void (*on_lost)(void)) {

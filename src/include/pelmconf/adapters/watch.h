@@ -45,7 +45,8 @@ struct pelmconf_watch {
  * Begins to watch the plugin, which is registered, active or not.
  *
  * @param watch    the caller's, and all of it is filled in
- * @param on_lost  called when the daemon has gone: once, after the plugin was closed; may be null
+ * @param on_lost  called when the daemon has gone: once, after the plugin was closed. It must not throw, as
+ *                 loops are C. May be null
  * @param release  called by pelmconf_watch_step() when the watch is over; it calls
  *                 pelmconf_watch_close(), and may free the watch itself
  * @param adapter  handed to release
