@@ -14,6 +14,13 @@ extern "C" {
 /** Marks what the shared library exports. */
 #define CONF_API __attribute__((visibility("default")))
 
+/* A function in a header is one in a C++ program, so that inline functions may call it. */
+#ifdef __cplusplus
+#define CONF_INLINE inline
+#else
+#define CONF_INLINE static inline /**< before a function that stands in a header */
+#endif
+
 /* Flexible arrays are C; C++ compilers know them as an extension, which a pedantic user need not
    hear. */
 #ifdef __cplusplus

@@ -9,6 +9,8 @@
 #ifndef PELMCONF_NOTIFY_H
 #define PELMCONF_NOTIFY_H
 
+#include <conf_def.h>
+
 #include <errno.h>
 #include <stddef.h>
 #include <stdlib.h>
@@ -22,7 +24,7 @@ extern "C" {
 #endif
 
 /** Sends a state. @return 1 when it was sent, 0 when nobody has asked for it, -1 with errno set */
-static inline int pelmconf_notify(const char* state) {
+CONF_INLINE int pelmconf_notify(const char* state) {
     const char* name = getenv("NOTIFY_SOCKET");
     const socklen_t start = offsetof(struct sockaddr_un, sun_path);
     union {
@@ -56,10 +58,10 @@ static inline int pelmconf_notify(const char* state) {
 }
 
 /** Says once that start-up is over: the plugin is active. @return as pelmconf_notify() */
-static inline int pelmconf_notify_ready(void) { return pelmconf_notify("READY=1"); }
+CONF_INLINE int pelmconf_notify_ready(void) { return pelmconf_notify("READY=1"); }
 
 /** Says that the loop turns, which WatchdogSec= wants to hear more often than that. @return as above */
-static inline int pelmconf_notify_alive(void) { return pelmconf_notify("WATCHDOG=1"); }
+CONF_INLINE int pelmconf_notify_alive(void) { return pelmconf_notify("WATCHDOG=1"); }
 
 #ifdef __cplusplus
 }

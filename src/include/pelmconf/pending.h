@@ -34,7 +34,7 @@ extern "C" {
  * @return 1 for a whole request, or for bytes that begin none and are to be skipped; 0 otherwise, and
  *         without an active plugin: before it goes active, inside the daemon, in a child made by fork()
  */
-static inline int pelmconf_pending(void) {
+CONF_INLINE int pelmconf_pending(void) {
     const conf_plugin_context_t* plugin = get_plugin_context();
     const int head_bytes = sizeof(msg_head_t);
     msg_head_t head;

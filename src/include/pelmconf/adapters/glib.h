@@ -24,37 +24,36 @@ struct pelmconf_glib {
 
 /* By way of void*: on 32-bit ARM the watch is aligned to eight bytes, as memory of GLib's is, but GSource
    by itself to four. */
-static inline struct pelmconf_glib* pelmconf_glib_of(void* source) {
+CONF_INLINE struct pelmconf_glib* pelmconf_glib_of(void* source) {
     return (struct pelmconf_glib*)source;
 }
 
-static inline struct pelmconf_watch* pelmconf_glib_watch(GSource* source) {
+CONF_INLINE struct pelmconf_watch* pelmconf_glib_watch(GSource* source) {
     return &pelmconf_glib_of(source)->watch;
 }
 
-static inline gboolean pelmconf_glib_prepare(GSource* source, gint* timeout_ms) {
+CONF_INLINE gboolean pelmconf_glib_prepare(GSource* source, gint* timeout_ms) {
     *timeout_ms = -1;
     return pelmconf_watch_is_due(pelmconf_glib_watch(source));
 }
 
-static inline gboolean pelmconf_glib_check(GSource* source) {
+CONF_INLINE gboolean pelmconf_glib_check(GSource* source) {
     return g_source_query_unix_fd(source, pelmconf_glib_of(source)->tag) != 0 ||
            pelmconf_watch_is_due(pelmconf_glib_watch(source));
 }
 
-static inline gboolean pelmconf_glib_dispatch(GSource* source, GSourceFunc callback,
-                                              gpointer data) {
+CONF_INLINE gboolean pelmconf_glib_dispatch(GSource* source, GSourceFunc callback, gpointer data) {
     (void)callback;
     (void)data;
     pelmconf_watch_step(pelmconf_glib_watch(source));
     return G_SOURCE_CONTINUE;
 }
 
-static inline void pelmconf_glib_finalize(GSource* source) {
+CONF_INLINE void pelmconf_glib_finalize(GSource* source) {
     pelmconf_watch_close(pelmconf_glib_watch(source));
 }
 
-static inline void pelmconf_glib_release(void* source) { g_source_destroy((GSource*)source); }
+CONF_INLINE void pelmconf_glib_release(void* source) { g_source_destroy((GSource*)source); }
 
 /** @endcond */
 
@@ -72,7 +71,7 @@ static inline void pelmconf_glib_release(void* source) { g_source_destroy((GSour
  * @return 0; -1 with errno set, ENOTCONN without a plugin. Like all of GLib, it ends the process without
  *         memory
  */
-static inline int pelmconf_glib_attach(GMainContext* context, void (*on_lost)(void)) {
+CONF_INLINE int pelmconf_glib_attach(GMainContext* context, void (*on_lost)(void)) {
     static GSourceFuncs functions = {pelmconf_glib_prepare,
                                      pelmconf_glib_check,
                                      pelmconf_glib_dispatch,

@@ -24,7 +24,7 @@ struct pelmconf_ev {
     ev_idle awake; /* as long as it is active, the loop does not sleep */
 };
 
-static inline void pelmconf_ev_release(void* adapter) {
+CONF_INLINE void pelmconf_ev_release(void* adapter) {
     struct pelmconf_ev* self = (struct pelmconf_ev*)adapter;
     ev_io_stop(self->loop, &self->ready);
     ev_prepare_stop(self->loop, &self->before);
@@ -33,20 +33,20 @@ static inline void pelmconf_ev_release(void* adapter) {
     free(self);
 }
 
-static inline void pelmconf_ev_ready(struct ev_loop* loop, ev_io* watcher, int events) {
+CONF_INLINE void pelmconf_ev_ready(struct ev_loop* loop, ev_io* watcher, int events) {
     (void)loop;
     (void)events;
     pelmconf_watch_step(&((struct pelmconf_ev*)watcher->data)->watch);
 }
 
-static inline void pelmconf_ev_awake(struct ev_loop* loop, ev_idle* watcher, int events) {
+CONF_INLINE void pelmconf_ev_awake(struct ev_loop* loop, ev_idle* watcher, int events) {
     (void)loop;
     (void)watcher;
     (void)events;
 }
 
 /* Whoever waits for a single event by EVRUN_ONCE is not to sleep once it has been served here. */
-static inline void pelmconf_ev_before(struct ev_loop* loop, ev_prepare* watcher, int events) {
+CONF_INLINE void pelmconf_ev_before(struct ev_loop* loop, ev_prepare* watcher, int events) {
     struct pelmconf_ev* self = (struct pelmconf_ev*)watcher->data;
     (void)events;
     if (!pelmconf_watch_is_due(&self->watch)) {
@@ -75,7 +75,7 @@ static inline void pelmconf_ev_before(struct ev_loop* loop, ev_prepare* watcher,
  *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set: ENOTCONN without a plugin, ENOMEM
  */
-static inline int pelmconf_ev_attach(struct ev_loop* loop, void (*on_lost)(void)) {
+CONF_INLINE int pelmconf_ev_attach(struct ev_loop* loop, void (*on_lost)(void)) {
     struct pelmconf_ev* self = (struct pelmconf_ev*)malloc(sizeof *self);
 
     if (!self || pelmconf_watch_open(&self->watch, on_lost, pelmconf_ev_release, self) < 0) {

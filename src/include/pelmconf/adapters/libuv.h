@@ -25,13 +25,13 @@ struct pelmconf_uv {
     int handles;     /* that are not closed yet */
 };
 
-static inline void pelmconf_uv_closed(uv_handle_t* handle) {
+CONF_INLINE void pelmconf_uv_closed(uv_handle_t* handle) {
     struct pelmconf_uv* self = (struct pelmconf_uv*)handle->data;
     if (--self->handles == 0)
         free(self);
 }
 
-static inline void pelmconf_uv_release(void* adapter) {
+CONF_INLINE void pelmconf_uv_release(void* adapter) {
     struct pelmconf_uv* self = (struct pelmconf_uv*)adapter;
     uv_close((uv_handle_t*)&self->ready, pelmconf_uv_closed);
     uv_close((uv_handle_t*)&self->before, pelmconf_uv_closed);
@@ -39,16 +39,16 @@ static inline void pelmconf_uv_release(void* adapter) {
     pelmconf_watch_close(&self->watch);
 }
 
-static inline void pelmconf_uv_ready(uv_poll_t* handle, int status, int events) {
+CONF_INLINE void pelmconf_uv_ready(uv_poll_t* handle, int status, int events) {
     (void)status;
     (void)events;
     pelmconf_watch_step(&((struct pelmconf_uv*)handle->data)->watch);
 }
 
-static inline void pelmconf_uv_awake(uv_idle_t* handle) { (void)handle; }
+CONF_INLINE void pelmconf_uv_awake(uv_idle_t* handle) { (void)handle; }
 
 /* Whoever waits for a single event by UV_RUN_ONCE is not to sleep once it has been served here. */
-static inline void pelmconf_uv_before(uv_prepare_t* handle) {
+CONF_INLINE void pelmconf_uv_before(uv_prepare_t* handle) {
     struct pelmconf_uv* self = (struct pelmconf_uv*)handle->data;
     if (!pelmconf_watch_is_due(&self->watch)) {
         (void)uv_idle_stop(&self->awake);
@@ -75,7 +75,7 @@ static inline void pelmconf_uv_before(uv_prepare_t* handle) {
  *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set: ENOTCONN without a plugin, ENOMEM, or why libuv refuses
  */
-static inline int pelmconf_uv_attach(uv_loop_t* loop, void (*on_lost)(void)) {
+CONF_INLINE int pelmconf_uv_attach(uv_loop_t* loop, void (*on_lost)(void)) {
     struct pelmconf_uv* self = (struct pelmconf_uv*)malloc(sizeof *self);
     int status;
 

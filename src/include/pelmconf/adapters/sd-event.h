@@ -23,19 +23,19 @@ struct pelmconf_sd_event {
     sd_event_source* due; /* as long as it is enabled, the loop does not sleep */
 };
 
-static inline void pelmconf_sd_event_destroy(void* adapter) {
+CONF_INLINE void pelmconf_sd_event_destroy(void* adapter) {
     pelmconf_watch_close(&((struct pelmconf_sd_event*)adapter)->watch);
     free(adapter);
 }
 
-static inline void pelmconf_sd_event_release(void* adapter) {
+CONF_INLINE void pelmconf_sd_event_release(void* adapter) {
     struct pelmconf_sd_event* self = (struct pelmconf_sd_event*)adapter;
     (void)sd_event_source_set_floating(self->due, 0);
     (void)sd_event_source_set_floating(self->ready, 0);
 }
 
-static inline int pelmconf_sd_event_ready(sd_event_source* source, int fd, uint32_t events,
-                                          void* adapter) {
+CONF_INLINE int pelmconf_sd_event_ready(sd_event_source* source, int fd, uint32_t events,
+                                        void* adapter) {
     (void)source;
     (void)fd;
     (void)events;
@@ -43,13 +43,13 @@ static inline int pelmconf_sd_event_ready(sd_event_source* source, int fd, uint3
     return 0;
 }
 
-static inline int pelmconf_sd_event_due(sd_event_source* source, void* adapter) {
+CONF_INLINE int pelmconf_sd_event_due(sd_event_source* source, void* adapter) {
     (void)source;
     pelmconf_watch_step(&((struct pelmconf_sd_event*)adapter)->watch);
     return 0;
 }
 
-static inline int pelmconf_sd_event_before(sd_event_source* source, void* adapter) {
+CONF_INLINE int pelmconf_sd_event_before(sd_event_source* source, void* adapter) {
     struct pelmconf_sd_event* self = (struct pelmconf_sd_event*)adapter;
     (void)source;
     return sd_event_source_set_enabled(
@@ -72,7 +72,7 @@ static inline int pelmconf_sd_event_before(sd_event_source* source, void* adapte
  *                 attach anew, and must not throw. May be null
  * @return 0; -1 with errno set: ENOTCONN without a plugin, ENOMEM, or why sd-event refuses
  */
-static inline int pelmconf_sd_event_attach(sd_event* loop, void (*on_lost)(void)) {
+CONF_INLINE int pelmconf_sd_event_attach(sd_event* loop, void (*on_lost)(void)) {
     struct pelmconf_sd_event* self = (struct pelmconf_sd_event*)calloc(1, sizeof *self);
     int status;
 

@@ -52,8 +52,8 @@ struct pelmconf_watch {
  * @param adapter  handed to release
  * @return 0; -1 with errno set, ENOTCONN without a plugin: nothing is to be closed then
  */
-static inline int pelmconf_watch_open(struct pelmconf_watch* watch, void (*on_lost)(void),
-                                      void (*release)(void* adapter), void* adapter) {
+CONF_INLINE int pelmconf_watch_open(struct pelmconf_watch* watch, void (*on_lost)(void),
+                                    void (*release)(void* adapter), void* adapter) {
     const conf_plugin_context_t* plugin = get_plugin_context();
     struct epoll_event event;
     struct stat connection;
@@ -82,10 +82,10 @@ static inline int pelmconf_watch_open(struct pelmconf_watch* watch, void (*on_lo
 }
 
 /** Closes the watch's descriptor, which no loop may be watching any more. The plugin stays. */
-static inline void pelmconf_watch_close(struct pelmconf_watch* watch) { (void)close(watch->fd); }
+CONF_INLINE void pelmconf_watch_close(struct pelmconf_watch* watch) { (void)close(watch->fd); }
 
 /** @return 1 when the plugin was closed, even if another one is registered since; 0 otherwise */
-static inline int pelmconf_watch_is_over(const struct pelmconf_watch* watch) {
+CONF_INLINE int pelmconf_watch_is_over(const struct pelmconf_watch* watch) {
     const conf_plugin_context_t* plugin = get_plugin_context();
     struct stat connection;
 
@@ -94,7 +94,7 @@ static inline int pelmconf_watch_is_over(const struct pelmconf_watch* watch) {
 }
 
 /** @return 1 when the loop must not sleep, but step, though the descriptor may show nothing; 0 otherwise */
-static inline int pelmconf_watch_is_due(const struct pelmconf_watch* watch) {
+CONF_INLINE int pelmconf_watch_is_due(const struct pelmconf_watch* watch) {
     return pelmconf_watch_is_over(watch) || pelmconf_pending();
 }
 
@@ -104,7 +104,7 @@ static inline int pelmconf_watch_is_due(const struct pelmconf_watch* watch) {
  *
  * Callbacks run in it. It does not touch the watch behind them, which may be gone by then.
  */
-static inline void pelmconf_watch_step(struct pelmconf_watch* watch) {
+CONF_INLINE void pelmconf_watch_step(struct pelmconf_watch* watch) {
     void (*on_lost)(void) = watch->on_lost;
     struct epoll_event event;
     uint32_t events;
