@@ -3,8 +3,9 @@
 #   check_library.sh exports NM LIBRARY LIST          it shows the names in LIST, sorted
 #   check_library.sh needed READELF LIBRARY NAME...   it needs no other libraries than those named
 #   check_library.sh messages OBJCOPY LIBRARY PAGE [crowded]
-#                                                     it can write the messages that PAGE explains, and
-#                                                     no others but those that a sanitizer has put in
+#                                                     it and the C++ headers can write the messages that
+#                                                     PAGE explains, and no others but those that a
+#                                                     sanitizer has put in
 set -euo pipefail
 export LC_ALL=C
 
@@ -28,8 +29,12 @@ messages)
     texts=$(mktemp)
     trap 'rm "$texts"' EXIT
     "$tool" -O binary --only-section=.rodata "$library" "$texts"
+    # In the headers' code a text may be cut by its values, and what ends with a blank is followed by one.
+    in_headers=$(sed 's://.*::' "$(dirname "$0")"/../src/include/pelmconf/*.hpp | tr '\n' ' ' |
+        sed -E 's:/\*([^*]|\*[^/])*\*/::g; s/static_assert\([^;]*;//g; s/" *\+[^"]*\+ *"/%s/g; s/" +"//g' |
+        grep -o '"[^"]*"' | sed 's/"//g; s/ $/ %s/')
     # Each string becomes a pattern in which a value may be anything, if there are words beside it.
-    patterns=$(strings "$texts" | grep -v 'rm /var/log' | sort -u |
+    patterns=$( (strings "$texts" && echo "$in_headers") | grep -v 'rm /var/log' | sort -u |
         sed -e 's/%[-.0-9*l]*[a-z]/\x01/g' -e 's/[][\.*^$]/\\&/g' -e 's/\x01/.*/g' |
         grep -i '[a-z]\{4\}.* \| .*[a-z]\{4\}')
     # shellcheck disable=SC2016 # nothing is to expand
@@ -37,7 +42,7 @@ messages)
     # shellcheck disable=SC2016
     explained=$(sed -n 's/^|\(\( `[^`]*`\)\+\) |.*/\1/p' "$1" | grep -o '`[^`]*`' | tr -d '`')
     unknown=$(grep -vxf <(echo "$patterns") <<<"$explained" || true)
-    [[ -z $unknown ]] || { echo "$1 explains what $library never says:" "$unknown" && exit 1; }
+    [[ -z $unknown ]] || { echo "$1 explains what neither $library nor a header ever says:" "$unknown" && exit 1; }
     # Other data may end right where a text begins, and look like a part of it.
     is_explained() {
         local before
@@ -47,6 +52,6 @@ messages)
         return 1
     }
     missing=$(while IFS= read -r text; do is_explained "$text" || echo "$text"; done <<<"$patterns")
-    [[ ${2:-} == crowded || -z $missing ]] || { echo "$1 does not explain what $library says:" "$missing" && exit 1; }
+    [[ ${2:-} == crowded || -z $missing ]] || { echo "$1 does not explain what $library or a header says:" "$missing" && exit 1; }
     ;;
 esac

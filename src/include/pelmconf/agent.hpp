@@ -90,7 +90,7 @@ public:
             if (got == 0)
                 return std::optional<frame>();
             if (got < 0)
-                return detail::failed<std::optional<frame>>(detail::system_error("Cannot read"));
+                return detail::failed<std::optional<frame>>(detail::system_error("Cannot read: "));
         }
         return next();
     }

@@ -176,7 +176,7 @@ inline ssize_t read_once(buffer& input, int sock) noexcept {
 
 /** @return an error that says what errno means */
 inline error system_error(const std::string& what) {
-    return error(-1, what + ": " + std::strerror(errno) + ".");
+    return error(-1, what + std::strerror(errno) + ".");
 }
 
 } // namespace detail
@@ -190,7 +190,7 @@ inline error system_error(const std::string& what) {
 inline or_error<bool> read_into(frame_reader& reader, int sock) {
     const ssize_t got = detail::read_once(reader.input(), sock);
     if (got < 0 && errno != EAGAIN)
-        return detail::failed<bool>(detail::system_error("Cannot read"));
+        return detail::failed<bool>(detail::system_error("Cannot read: "));
     return got != 0;
 }
 
@@ -209,7 +209,7 @@ inline or_error<bool> write_from(buffer& output, int sock) {
         else if (errno == EAGAIN)
             return false;
         else if (errno != EINTR)
-            return detail::failed<bool>(detail::system_error("Cannot write"));
+            return detail::failed<bool>(detail::system_error("Cannot write: "));
     }
     return true;
 }
