@@ -4,12 +4,10 @@
 #include "loop.h"
 
 #include <pelmconf.hpp>
-#include <pelmconf/pending.h>
 
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -20,6 +18,15 @@ bool is_last;            // whether the next kick-off is the end
 int taken[2] = {-1, -1}; // a pipe that has the number of the connection that was closed
 
 void lost();
+
+// For a loop, which is C: what fails is only said.
+template <void (*Code)()> void guarded() {
+    try {
+        Code();
+    } catch (const std::exception& why) {
+        std::puts(why.what());
+    }
+}
 
 void attach() {
     if (loop_attach(lost) < 0)
@@ -85,16 +92,6 @@ void wake() {
     loop_asked();
 }
 
-// A child has no plugin, and leaves the loop alone.
-void have_a_child() {
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(plugin.context() != nullptr || pelmconf_pending() != 0 ? 1 : 0);
-    int status = -1;
-    if (waitpid(child, &status, 0) != child || status != 0)
-        throw pelmconf::error(status, "The child has a plugin.");
-}
-
 void end() {
     plugin.close();
     loop_stop();
@@ -110,18 +107,21 @@ void tell(const pelmconf::operation& operation) {
     const std::string what = operation.input.first().name();
     if (what == "ask" || what == "end") {
         is_last = what == "end";
-        loop_after(1, ask);
+        loop_after(1, guarded<ask>);
     } else if (what == "close") {
         close_it();
     } else if (what == "again") {
         begin_in_callback();
-    } else if (what == "child") {
-        have_a_child();
     } else {
         plugin.deactivate();
         if (what == "rest")
-            loop_after(50, wake);
+            loop_after(50, guarded<wake>);
     }
+}
+
+void describe() {
+    pelmconf::log_up_to(DBG_ERROR);
+    plugin.on_operation("/story", tell).on_kick_off(kicked);
 }
 
 } // namespace
@@ -129,8 +129,7 @@ void tell(const pelmconf::operation& operation) {
 int main() {
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    pelmconf::log_up_to(DBG_ERROR);
-    plugin.on_operation("/story", tell).on_kick_off(kicked);
+    guarded<describe>();
     const int status = loop_run(begin, end);
     std::printf("%d losses\n", losses);
     return status;
