@@ -15,10 +15,11 @@ simulator=$work/moved/bin/pelmsim
 [[ ! -x $simulator ]] || "$simulator" --help >/dev/null
 
 # Documents lead to what was installed with them, and the licence is no link to what was not.
-find "$work/moved/share/doc" -name '*.md' -exec grep -oHE '\]\([^):# ]+[)#]' '{}' + |
-    while IFS=: read -r page link; do
+find "$work/moved/share/doc" -name '*.md' | while read -r page; do
+    awk '/^```/ { is_code = !is_code } !is_code' "$page" | { grep -oE '\]\([^):# ]+[)#]' || true; } | while read -r link; do
         [[ -e ${page%/*}/${link:2:-1} ]] || { echo "$page leads nowhere: $link" && exit 1; }
     done
+done
 [[ -f $(find "$work/moved/share/doc" -name LICENSE) ]]
 
 # Whoever compiles against the library needs no libcjson. pkg-config sees all packages but that.
