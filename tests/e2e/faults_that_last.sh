@@ -57,4 +57,7 @@ failed=0
 for run in "${!runs[@]}"; do
     wait "$run" || { failed=1 && echo "${runs[$run]}:" && tail -40 "$work/${runs[$run]}.out"; }
 done
+grep -q "own limit of 30 s has ended that" "$work/nothing.out" || {
+    failed=1 && echo "nobody says why it has waited no longer"
+}
 exit "$failed"
