@@ -89,6 +89,19 @@ says 'pelmsim: the events are lost: their reader has gone'
 [[ $(<"$work/status") == 1 ]] || fail 'not ended with status 1'
 
 printf '<big>%06000000d</big>' 0 >"$work/big"
+# What no socket and no pipe holds comes whole, also to one that reads byte by byte, as "read" does.
+printf '<big>%0300000d</big>' 0 >"$work/more"
+ends 0 --timeout 60000 --config "$work/more" -- test_plugin one 1 <<'.'
+{"line":"wait active one"}
+{"line":"operate /test/do <pull>/big</pull>"}
+{"line":"expect contains 00</big>"}
+.
+printf '{"id":1,"command":"show"}\n' >&3
+while read -r event && [[ $event != *'"id":1,'* ]]; do :; done < <(
+    "$simulator" run --json --config "$work/more" <"$work/silent" 2>/dev/null
+)
+[[ $event == *'00</big>'* ]] || fail 'what is written waits for what comes next'
+
 printf '{"id":1,"command":"show"}\n' >&3
 status=0
 "$simulator" run --json --timeout 100 --config "$work/big" <"$work/silent" >"$work/unread" \
