@@ -11,7 +11,6 @@ namespace pelmsim {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::StrEq;
 
 constexpr direction to_plugin = direction::to_peer;
 constexpr direction to_daemon = direction::from_peer;
@@ -29,20 +28,16 @@ std::string repeated(std::string_view text, std::size_t count) {
     return all;
 }
 
-constexpr const char* registration =
-    "<rpc><method>register</method><params><plugin-name>ntp</plugin-name><operate-subscribe>"
-    "<subscriber><path>/ntp/sync</path><callback>1</callback></subscriber></operate-subscribe>"
-    "</params><id>1</id></rpc>";
-
 constexpr const char* pull =
     "<rpc><method>pull</method><params><path>/a</path></params><id>2</id></rpc>";
 constexpr const char* pulled = "<reply><result/><id>2</id></reply>";
 
 // What is told of a plugin's connection, without the time of day.
 struct reading_along {
-    explicit reading_along(role is = role::plugin) {
+    reading_along() {
         events_.add(text_);
-        queue_.push({.what = passing::opened, .connection = 1, .who = {.is = is, .pid = 7}});
+        queue_.push(
+            {.what = passing::opened, .connection = 1, .who = {.is = role::plugin, .pid = 7}});
     }
 
     std::string told_of(direction way, std::string bytes, std::size_t lost = 0) {
@@ -64,10 +59,6 @@ struct reading_along {
         (void)said(to_daemon, pull);
         return said(to_plugin, pulled);
     }
-    void has_registered() {
-        (void)said(to_daemon, registration);
-        (void)said(to_plugin, "<reply><result/><id>1</id></reply>");
-    }
 
     hand_clock time_;
     std::string printed_;
@@ -80,54 +71,11 @@ struct reading_along {
 
 struct ReadingAlong : ::testing::Test, reading_along {};
 
-struct ReadingAnAgentAlong : ::testing::Test, reading_along {
-    ReadingAnAgentAlong() : reading_along(role::agent) {}
-};
-
-TEST_F(ReadingAlong, ARequestIsToldOfWithItsAnswerAndItsTime) {
-    EXPECT_EQ(said(to_daemon, registration), "");
-    time_.move(milliseconds(3));
-    EXPECT_EQ(said(to_plugin, "<reply><result/><id>1</id></reply>"),
-              "ntp          < register ntp: ok (3.0 ms)\n");
-    EXPECT_EQ(said(to_plugin, "<rpc><method>publish</method><params><type>config</type><info>"
-                              "<oper-type>4</oper-type><path>/ntp</path></info></params>"
-                              "<id>5</id></rpc>"),
-              "");
-    EXPECT_THAT(said(to_daemon, "<reply><error><code>22</code><message>no</message></error>"
-                                "<id>5</id></reply>"),
-                StrEq("ntp          > publish /ntp mod: error 22 (no) (0.0 ms)\n"));
-}
-
-TEST_F(ReadingAlong, AnOperationIsKnownByItsCallback) {
-    has_registered();
-    (void)said(to_plugin, "<rpc><method>publish</method><params><type>operate</type><info/>"
-                          "<callback>1</callback></params><id>9</id></rpc>");
-    EXPECT_THAT(said(to_daemon, "<reply><result><ok/></result><id>9</id></reply>"),
-                HasSubstr("> operate /ntp/sync: ok"));
-}
-
-TEST_F(ReadingAlong, ARefusedOneStaysWithoutAName) {
-    (void)said(to_daemon, registration);
-    EXPECT_EQ(said(to_plugin, "<reply><error><code>1</code><message>no</message></error><id>1</id>"
-                              "</reply>"),
-              "pid 7        < register ntp: refused with error 1 (no) (0.0 ms)\n");
-}
-
 TEST_F(ReadingAlong, AnAnswerThatNobodyWaitsForIsToldOf) {
     EXPECT_THAT(said(to_daemon, "<reply><result/><id>3</id></reply>"),
                 HasSubstr("< answer with id 3: nobody waits for it"));
     EXPECT_THAT(said(to_plugin, "<reply><result/><id>4</id></reply>"),
                 HasSubstr("> answer with id 4: nobody waits for it"));
-}
-
-TEST_F(ReadingAlong, AHangUpLeavesWhatIsOpenWithoutAnAnswer) {
-    has_registered();
-    (void)said(to_plugin, "<rpc><method>kickoff</method><params/><id>2</id></rpc>");
-    (void)said(to_daemon, pull);
-    queue_.push({.what = passing::ended, .connection = 1, .by_daemon = true});
-    EXPECT_THAT(told(), StrEq("ntp          > kickoff: no answer (hang-up)\n"
-                              "ntp          < pull /a: left without an answer\n"
-                              "ntp            the daemon hung up\n"));
 }
 
 // Both sides may send anything: it is told of once, and what follows is read again.
@@ -198,16 +146,6 @@ TEST_F(ReadingAlong, ANotificationIsShown) {
     EXPECT_THAT(told(), HasSubstr("notifier     < 8 bytes\n"));
     queue_.push({.what = passing::datagram, .bytes = "<n/>", .lost = 3});
     EXPECT_THAT(told(), HasSubstr("3 notifications that nobody has read along"));
-}
-
-TEST_F(ReadingAnAgentAlong, ItHasItsUsersNameOnceItHasASession) {
-    (void)said(to_daemon, "<rpc message-id=\"1\"><create-session><username>joe</username>"
-                          "</create-session></rpc>");
-    EXPECT_EQ(said(to_plugin, "<rpc-reply message-id=\"1\"><ok/></rpc-reply>"),
-              "agent joe    < create-session: ok (0.0 ms)\n");
-    (void)said(to_daemon, "<rpc message-id=\"2\"><other/></rpc>");
-    EXPECT_EQ(said(to_plugin, "<rpc-reply message-id=\"2\"><rpc-error/></rpc-reply>"),
-              "agent joe    < other: rpc-error (0.0 ms)\n");
 }
 
 } // namespace
