@@ -183,41 +183,6 @@ static int garbage(int count) {
     return wait_until_heard(sock);
 }
 
-/* Headers of what is too long. */
-static int marks(int count) {
-    const msg_head_t header = {CONF_MSG_MAGIC, CONF_MSG_MAX_LENGTH + 1, 0, 0};
-    msg_head_t many[1024];
-    int sock = connected();
-
-    for (size_t i = 0; i < sizeof many / sizeof *many; ++i)
-        many[i] = header;
-    for (; count > 0; --count)
-        (void)say(sock, many, sizeof many);
-    return wait_until_heard(sock);
-}
-
-static int drip(int count) {
-    static const char body[] = "<rpc><method>pull</method><params/><id>1</id></rpc>";
-    const msg_head_t header = {CONF_MSG_MAGIC, sizeof body - 1, 0, 0};
-    char frame[sizeof header + sizeof body];
-    int sock = connected();
-
-    memcpy(frame, &header, sizeof header);
-    memcpy(frame + sizeof header, body, sizeof body);
-    for (; count > 0; --count)
-        for (size_t i = 0; i < sizeof frame - 1; ++i)
-            (void)say(sock, frame + i, 1);
-    return wait_until_heard(sock);
-}
-
-static int empty(int count) {
-    int sock = connected();
-
-    for (; count > 0; --count)
-        (void)say_frame(sock, "", 0);
-    return wait_until_heard(sock);
-}
-
 /* Frames that never end, on so many connections, until all but the last few are hung up on. */
 static int endless(int count) {
     static char much[mebibyte];
@@ -246,24 +211,12 @@ static int connections(int count) {
     return sock < 0;
 }
 
-static int lines(int count) {
-    static char much[mebibyte];
-
-    memset(much, 'x', sizeof much);
-    for (; count > 0; --count)
-        (void)fwrite(much, 1, sizeof much, stdout);
-    return 0;
-}
-
 static const struct {
     const char* name;
     int (*run)(int count);
 } attacks[] = {
-    {"ask", ask},         {"connections", connections},
-    {"drip", drip},       {"empty", empty},
-    {"endless", endless}, {"flood", flood},
-    {"garbage", garbage}, {"lines", lines},
-    {"marks", marks},     {"names", names},
+    {"ask", ask},     {"connections", connections}, {"endless", endless},
+    {"flood", flood}, {"garbage", garbage},         {"names", names},
 };
 
 static int send_bodies(const struct body* which, int times, int connections) {

@@ -1,5 +1,3 @@
-#include "wire/frame_queue.h"
-#include "wire/frame_reader.h"
 #include "wire/xml_excess.h"
 #include "wire/xml_fault.h"
 
@@ -9,12 +7,6 @@ namespace pelmsim {
 namespace {
 
 using ::testing::StartsWith;
-
-std::string frame_of(std::string_view body) {
-    frame_queue queue;
-    (void)queue.add(body);
-    return std::string(queue.front());
-}
 
 TEST(Reading, WhatIsNoXmlIsFoundAtItsPlace) {
     EXPECT_EQ(xml_fault("<a>\t\r\n\xC3\xA9\x7F&lt;&#1;&&;</a>"), "");
@@ -44,31 +36,6 @@ TEST(Reading, WhatWouldTakeAParserLongIsNotTried) {
     EXPECT_EQ(xml_excess("<!-- <! --><![CDATA[<!]]><?a <!?><a/>"), "");
     EXPECT_EQ(xml_excess("<!DOCTYPE a><a/>"), "a document type");
     EXPECT_EQ(xml_excess("<a b='"), "");
-}
-
-TEST(Reading, AFrameBehindGarbageIsFound) {
-    frame_reader reader;
-    reader.add("0123456789" + frame_of("<a/>"));
-    EXPECT_EQ(reader.next()->garbage, 10U);
-    EXPECT_NE(reader.next()->body, nullptr);
-    EXPECT_FALSE(reader.next());
-}
-
-TEST(Queueing, PartsOfFramesAreWrittenOnAndNumbersGoUp) {
-    frame_queue queue;
-    EXPECT_EQ(queue.add("<a/>"), 0);
-    EXPECT_EQ(queue.add("<b/>"), 1);
-    queue.written(sizeof(msg_head_t) + 1);
-    EXPECT_EQ(queue.front(), "a/>");
-    queue.written(3);
-    EXPECT_EQ(queue.front().substr(sizeof(msg_head_t)), "<b/>");
-}
-
-TEST(Queueing, BesideTheLongestFrameThereIsRoomForSome) {
-    frame_queue queue;
-    (void)queue.add(std::string().append(CONF_MSG_MAX_LENGTH, ' '));
-    EXPECT_TRUE(queue.has_room_for(1024));
-    EXPECT_FALSE(queue.has_room_for(16UL * 1024 * 1024));
 }
 
 } // namespace
