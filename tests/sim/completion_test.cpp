@@ -30,12 +30,8 @@ TEST_F(Completing, KeywordsFollowAsTheTableSays) {
     EXPECT_THAT(words("wait "),
                 ElementsAre("active", "closed", "exited", "notification", "output", "registered"));
     EXPECT_THAT(words("answer pull "), ElementsAre("error", "nothing", "usual"));
-    EXPECT_THAT(words("publish /a add r"), ElementsAre("rm", "rollback"));
     EXPECT_THAT(words("publish /a add rm mo"), ElementsAre("mod", "move"));
     EXPECT_THAT(words("expect within 5 not d"), ElementsAre("deployed"));
-    EXPECT_THAT(words("expect within 5 o"), ElementsAre("ok"));
-    EXPECT_THAT(words("expect deployed by ntp s"), ElementsAre("save"));
-    EXPECT_THAT(words("expect recovery ntp o"), ElementsAre("ok"));
     EXPECT_THAT(words("help wa"), ElementsAre("wait"));
 }
 
@@ -47,12 +43,6 @@ TEST_F(Completing, PathsAreThoseOfTheConfiguration) {
     const completion within_quotes = lines_.complete("show /if/port[name=\"eth ");
     EXPECT_EQ(within_quotes.begun, "/if/port[name=\"eth ");
     EXPECT_THAT(within_quotes.words, ElementsAre(port, port + "/mtu", port + "/name"));
-}
-
-TEST_F(Completing, WhatIsAskedOfPluginsAreTheirPathsAlone) {
-    lines_.run("set /a 1");
-    EXPECT_THAT(words("status "), IsEmpty());
-    EXPECT_THAT(words("operate /"), IsEmpty());
 }
 
 TEST_F(Completing, FilesAreThoseOfTheFolderThatIsNamed) {

@@ -26,8 +26,6 @@ TEST(Explaining, MessagesAreFoundWithTheirValues) {
     EXPECT_THAT(explain("12:01 [ERROR] - Connect to pelmd failed(Connection refused)."),
                 AllOf(StartsWith("Connect to pelmd failed(REASON).\n"), HasSubstr("has ended")));
     EXPECT_THAT(explain("Plugin ntp copy child list failed"), HasSubstr("answer to a locate"));
-    EXPECT_THAT(explain("Expand buffer failed."), HasSubstr("2 GiB"));
-    EXPECT_THAT(failure("Whatever conf_send_reply is obsolete."), HasSubstr("nothing is known"));
     EXPECT_THAT(explain("epoll WAIT"), StartsWith("Epoll wait failed(timeout)."));
 }
 
@@ -47,7 +45,6 @@ TEST(Explaining, EveryMessageOfTheListIsFoundByItself) {
 TEST(Explaining, NumbersAreTakenApart) {
     EXPECT_THAT(explain("0x2015"), AllOf(HasSubstr("EPOLLRDHUP"), HasSubstr("EPOLLHUP"),
                                          Not(HasSubstr("operations"))));
-    EXPECT_THAT(explain("32770"), AllOf(HasSubstr("0x2 "), HasSubstr("rollback")));
     EXPECT_THAT(explain("rm|rollback"), HasSubstr("rm|rollback is 32770"));
     EXPECT_THAT(explain("32"), HasSubstr("Broken pipe"));
     EXPECT_THAT(explain("0"), Not(HasSubstr("events")));
@@ -57,17 +54,12 @@ TEST(Explaining, TopicsAreHeadingsAndBeginningsOfParagraphs) {
     EXPECT_THAT(explain("KEYS"), AllOf(StartsWith("Keys (pelmsim.md)"), HasSubstr("no schema"),
                                        Not(HasSubstr("**Publishing.**"))));
     EXPECT_THAT(explain("install"), StartsWith("Install (tutorial.md)"));
-    EXPECT_THAT(explain("time-out"), Not(HasSubstr("`hang-up`")));
-    EXPECT_THAT(explain("joined req"), StartsWith("Joined requests"));
     EXPECT_THAT(explain("tests"), StartsWith("topics with that:\n"));
-    EXPECT_THAT(explain("show"), HasSubstr("show [current|old|deployment] [PATH]\n    prints it"));
-    EXPECT_THAT(explain("release"), StartsWith("hold, release\n    stops reading"));
-    EXPECT_THAT(explain("a"), StartsWith("topics with that:\n"));
     EXPECT_THAT(explain(" "), HasSubstr("\n    Prefixes\n"));
+    EXPECT_THAT(explain("show"), HasSubstr("show [current|old|deployment] [PATH]\n    prints it"));
 }
 
 TEST(Explaining, WhatIsUnknownIsAskedAbout) {
-    EXPECT_EQ(failure("prefixs"), "nothing is known of \"prefixs\": did you mean Prefixes?");
     EXPECT_EQ(failure("xyzzy plugh"), "nothing is known of \"xyzzy plugh\"");
     EXPECT_THAT(failure("/a["), HasSubstr("is not a data path"));
 }

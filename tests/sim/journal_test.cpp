@@ -9,8 +9,6 @@
 namespace pelmsim {
 namespace {
 
-using ::testing::HasSubstr;
-
 class Reporting : public ::testing::Test {
 protected:
     Reporting() {
@@ -47,47 +45,11 @@ TEST_F(Reporting, ARequestSaysWhatCameOfIt) {
                         "\n");
 }
 
-TEST_F(Reporting, RequestsAreCalledAsUsersCallThemAndSayWhoRefused) {
-    const outcome refused = outcome::error(22, "no");
-    const unique_node params = new_element("params");
-    event asked{.kind = event_kind::request, .who = {role::plugin, "ntp", 7}, .result = &refused};
-    asked.way = direction::to_peer;
-    asked.method = "subscribe";
-    asked.called = "status";
-    journal_.report(asked);
-    EXPECT_EQ(printed_, "00:00:00.000  ntp          > status: error 22 (no)\n");
-    printed_.clear();
-    asked.way = direction::from_peer;
-    asked.method = "push";
-    asked.body = params.get();
-    journal_.report(asked);
-    EXPECT_EQ(printed_, "00:00:00.000  ntp          < push: refused with error 22 (no)\n");
-}
-
 TEST_F(Reporting, BytesThatAreNoTextDoNotSpoilALine) {
     journal_.report({.kind = event_kind::output, .who = {role::program, "p", 1}, .text = "\x9B!"});
     EXPECT_EQ(printed_, "              p| \\x9b!\n");
     EXPECT_EQ(written_, R"({"time":"1970-01-01T00:00:00.000Z","kind":"output","role":"program",)"
                         "\"peer\":\"p\",\"pid\":1,\"text\":\"\xEF\xBF\xBD!\"}\n");
-}
-
-TEST_F(Reporting, CommandsArePrintedForThoseWhoDoNotSeeTheScript) {
-    const event next{.kind = event_kind::command, .text = "show /\r", .place = "a/net.sim:7: "};
-    journal_.report(next);
-    EXPECT_EQ(printed_, "");
-    EXPECT_THAT(written_, HasSubstr(R"("kind":"command","role":"daemon","text":"show /\u000d",)"
-                                    R"("place":"a/net.sim:7: ")"));
-    text_.show_commands();
-    journal_.report(next);
-    EXPECT_EQ(printed_, "net.sim:7: show /\\r\n");
-}
-
-TEST_F(Reporting, OnlyFailedExpectationsArePrintedButAllAreKept) {
-    journal_.report({.kind = event_kind::expectation, .text = "ok", .got = "ok"});
-    EXPECT_EQ(printed_, "");
-    EXPECT_EQ(written_, R"({"time":"1970-01-01T00:00:00.000Z","kind":"expectation",)"
-                        R"("role":"daemon","good":true,"text":"ok","got":"ok"})"
-                        "\n");
 }
 
 } // namespace

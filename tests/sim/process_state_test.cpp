@@ -20,17 +20,6 @@ TEST(Processes, AreReadWhateverTheirNameHolds) {
     EXPECT_EQ(state.describe(), "running");
 }
 
-TEST(Processes, SleepInACallThatHasANameOrANumber) {
-    process_files files{.stat = stat_line("812 (ntp) S", 1),
-                        .system_call = std::to_string(SYS_read) + " 0x3 0x7ff 0x1\n"};
-    EXPECT_EQ(parse_process(files).describe(), "asleep in read");
-    files.calls_are_ours = false;
-    EXPECT_EQ(parse_process(files).describe(), "asleep in system call " + std::to_string(SYS_read));
-    files.calls_are_ours = true;
-    files.system_call = "99999 0x3\n";
-    EXPECT_EQ(parse_process(files).describe(), "asleep in system call 99999");
-}
-
 TEST(Processes, WaitForEventsInSomeCallsOnly) {
     process_files files{.stat = stat_line("812 (ntp) S", 3),
                         .system_call = std::to_string(SYS_ppoll) + " 0x0\n"};
@@ -58,11 +47,6 @@ TEST(Processes, AreGoneWhenNothingIsLeftToRun) {
     const process_state of_threads = parse_process({.stat = stat_line("812 (ntp) Z", 2)});
     EXPECT_TRUE(of_threads.lives());
     EXPECT_THAT(of_threads.describe(), StartsWith("at work in other threads"));
-}
-
-TEST(Processes, NameTheirTracer) {
-    EXPECT_EQ(parse_process({.status = "Name:\tntp\nTracerPid:\t4711\nUid:\t0\n"}).tracer, 4711);
-    EXPECT_EQ(parse_process({.status = "Name:\tntp\n"}).tracer, 0);
 }
 
 } // namespace

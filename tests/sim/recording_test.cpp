@@ -9,12 +9,10 @@
 
 #include "hand_clock.h"
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -106,15 +104,6 @@ protected:
     text_sink text_{[this](const std::string& lines) { printed_ += lines; }, false};
 };
 
-TEST_F(Recording, IsReadBackAsWhatHappened) {
-    recording kept({file()});
-    events_.add(kept);
-    report_something();
-    EXPECT_TRUE(kept.finish());
-    EXPECT_EQ(printed(content(file())), printed_);
-    EXPECT_THAT(content(file()), EndsWith("{\"kind\":\"recording\",\"complete\":true}\n"));
-}
-
 TEST_F(Recording, IsThereAsSoonAsSomethingHasHappenedAndForItsOwnerAlone) {
     recording kept({file()});
     events_.add(kept);
@@ -141,24 +130,6 @@ TEST_F(Recording, TakesThePlaceOfAnotherOneAndOfNothingElse) {
     EXPECT_THAT(content(file()), HasSubstr(R"("complete":true,"mistake":"broken")"));
     EXPECT_THAT(content(file("other_name")), Not(HasSubstr("broken")));
     EXPECT_EQ(fs::status(file()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
-}
-
-TEST_F(Recording, ThatFindsNoRoomSaysSoOnceAndIsNotWhole) {
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit small{200, before.rlim_max};
-    recording kept({file()});
-    events_.add(kept);
-    setrlimit(RLIMIT_FSIZE, &small);
-    ::testing::internal::CaptureStderr();
-    report_something();
-    EXPECT_FALSE(kept.finish());
-    setrlimit(RLIMIT_FSIZE, &before);
-    (void)std::signal(SIGXFSZ, handler);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-              "pelmsim: the recording " + file() + " ends here: File too large\n");
-    EXPECT_EQ(content(file()).size(), 200U);
 }
 
 TEST_F(Recording, OfAnyBytesIsReadAsFarAsItCanBe) {

@@ -121,12 +121,6 @@ TEST_F(Redacting, KeepsAValueOutOfEveryRoadThatItMayTake) {
         EXPECT_THAT(line, Not(AnyOf(HasSubstr("CANARY"), HasSubstr("8150815"))));
 }
 
-TEST_F(Redacting, LeavesOfAFaultWhatItIs) {
-    EXPECT_THAT(reduced({.kind = event_kind::fault, .text = "delay 50"}), HasSubstr("delay 50"));
-    EXPECT_THAT(reduced({.kind = event_kind::fault, .text = "error 5 not now"}),
-                HasSubstr("error 5 (redacted)"));
-}
-
 // Where it is said by a name or as another value, it has to be known.
 TEST_F(Redacting, KeepsAKnownValueOutOfNamesToo) {
     learn("<users><user><name>x</name><password>hunter2</password></user></users>"
@@ -169,16 +163,6 @@ TEST_F(Redacting, LeavesWhatIsNoSecret) {
                 HasSubstr("\"id\":\"(redacted)\""));
     EXPECT_THAT(command("set /users <user><name>x</name><password>y</password></user>"),
                 HasSubstr("<name>x</name><password>(redacted)</password>"));
-    const outcome late = outcome::no_answer("time-out");
-    EXPECT_THAT(
-        reduced({.kind = event_kind::request,
-                 .who = ntp_,
-                 .way = direction::to_peer,
-                 .method = "publish",
-                 .path = "/net",
-                 .operation = 3,
-                 .result = &late}),
-        HasSubstr(R"("path":"/net","operation":3,"outcome":"no-answer","reason":"time-out")"));
 }
 
 TEST_F(Redacting, TellsByTheKeyOfAnEntryWhetherItIsMeant) {

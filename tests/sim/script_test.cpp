@@ -21,14 +21,10 @@ TEST_F(Scripting, LinesAreJoinedAndEndWithQuit) {
 
 TEST_F(Scripting, MistakesSayWhereTheyStand) {
     EXPECT_EQ(run("echo a\nfly \\\n away"), "a\nnet.sim:2: there is no command \"fly\"");
-    EXPECT_EQ(run("pubish /a mod"),
-              "net.sim:1: there is no command \"pubish\": did you mean publish?");
     EXPECT_EQ(run("expect notificaton"),
               "net.sim:1: \"notificaton\" is nothing to expect: did you mean notification?");
     EXPECT_EQ(run("wait activ ntp"),
               "net.sim:1: \"activ\" is nothing to wait for: did you mean active?");
-    EXPECT_EQ(run("show deploymnt"),
-              "net.sim:1: \"deploymnt\" is no configuration: did you mean deployment?");
     EXPECT_EQ(run("hold on"), "net.sim:1: nothing more was expected at \"on\"");
 }
 
@@ -36,13 +32,6 @@ TEST_F(Scripting, NothingIsDoneBeforeTheWholeLineIsChecked) {
     for (const char* line : {"agents x", "delete /a x", "help quit x", "kickoff p x", "plugins x",
                              "notifications x", "restart x", "restart 0 x", "show / x"})
         EXPECT_EQ(run(line), "net.sim:1: nothing more was expected at \"x\"") << line;
-}
-
-TEST_F(Scripting, AValueIsMissingOrEmptyButNeverBoth) {
-    lines_.run("set /a 1");
-    EXPECT_EQ(run("set /a"), "net.sim:1: XML, or a text is missing");
-    lines_.run("set /a \"\"");
-    EXPECT_EQ(on_.trees.current.text(), "<a/>");
 }
 
 TEST_F(Scripting, WhatWouldAlwaysHoldCannotBeExpected) {
@@ -63,24 +52,12 @@ TEST_F(Scripting, QuotesAreClosed) {
     EXPECT_EQ(run("show /a[b=it's]"), "    nothing\n");
 }
 
-TEST_F(Scripting, WhatNobodyAsksForHasNoAnswer) {
-    EXPECT_THAT(run("answer pul nothing"), HasSubstr("\"pul\" is no method"));
-}
-
 TEST_F(Scripting, ALineThatIsDroppedIsNotGoneOnWith) {
     lines_.take("echo a\\");
     lines_.drop_line();
     lines_.take("echo b");
     EXPECT_EQ(printed_, "b\n");
     EXPECT_EQ(run("echo c\\"), "net.sim:1: nothing follows the backslash");
-}
-
-TEST_F(Scripting, WhatACommandShowsIsWhatExpectationsLookAt) {
-    EXPECT_EQ(run("set /a/b 1\necho then\nexpect unheard no active\nexpect ok"),
-              "=> unheard (no active plugin is concerned)\nthen\n"
-              "net.sim:4: expected ok, got unheard (no active plugin is concerned)\n");
-    EXPECT_EQ(run("show /a\nexpect xml <a><b>1</b></a>\nexpect contains <b>"),
-              "    <a>\n      <b>1</b>\n    </a>\n");
 }
 
 TEST_F(Scripting, NothingIsOkThatNobodyHeard) {
@@ -103,13 +80,6 @@ TEST_F(Scripting, ExpectationsOfAnError) {
     EXPECT_FALSE(holds("error 6 not now"));
     EXPECT_FALSE(holds("ok"));
     EXPECT_FALSE(holds("no-answer"));
-}
-
-TEST_F(Scripting, OfRecoveriesTheLastIsExpected) {
-    EXPECT_FALSE(holds("recovery ntp ok"));
-    on_.expected.recovered("ntp", outcome::no_answer("time-out"));
-    on_.expected.recovered("ntp", outcome::error(5, "no"));
-    EXPECT_TRUE(holds("recovery ntp error 5 no"));
 }
 
 TEST_F(Scripting, ReportsAreToldFromOtherLines) {

@@ -31,7 +31,8 @@ protected:
                          .operation = 4,
                          .result = &result});
     }
-    void pull(const char* path, const outcome& result = {}) {
+    void pull(const char* path) {
+        const outcome result;
         const unique_node params = new_element("params");
         add_element(params.get(), "path", path);
         journal_.report({.kind = event_kind::request,
@@ -56,26 +57,6 @@ protected:
     timeline happened_{journal_};
 };
 
-TEST_F(Remembering, LinesHaveTheTimeSinceTheBeginningAndBothLanes) {
-    journal_.report({.kind = event_kind::connected, .who = {role::plugin, "", 7}});
-    request("3", outcome::error(22, "no\nway"));
-    EXPECT_EQ(all(),
-              "+0.000    pelmsim <-- pid 7         connected\n"
-              "+0.500    pelmsim <-- ntp           publish /a mod: error 22 (no\\nway)  #3\n");
-}
-
-TEST_F(Remembering, AnErrorOfThePluginIsToldFromARefusal) {
-    pull("/a", outcome::error(5, "not now"));
-    EXPECT_THAT(last(), HasSubstr("pull /a: refused with error 5 (not now)"));
-}
-
-TEST_F(Remembering, WhatRepeatsItselfIsFolded) {
-    for (int i = 0; i < 4; ++i)
-        pull("/a");
-    EXPECT_EQ(all(), "+0.000    pelmsim <-- ntp           pull /a: ok\n"
-                     "          … 4 times in 1.5 s\n");
-}
-
 TEST_F(Remembering, RoundsOfSeveralLinesAreFoldedWithWhatChangesInThemLeftOut) {
     for (const char* id : {"1", "2", "3"}) {
         request(id, {});
@@ -94,13 +75,6 @@ TEST_F(Remembering, HowOftenIsNeverShownWithoutWhat) {
     EXPECT_EQ(last(), all());
 }
 
-TEST_F(Remembering, TwiceIsNoRound) {
-    pull("/a");
-    pull("/a");
-    EXPECT_EQ(all(), "+0.000    pelmsim <-- ntp           pull /a: ok\n"
-                     "+0.500    pelmsim <-- ntp           pull /a: ok\n");
-}
-
 TEST_F(Remembering, AnAnswerThatNobodyWaitsForIsDroppedByARule) {
     request("3", outcome::no_answer("time-out"));
     stray("3");
@@ -111,33 +85,6 @@ TEST_F(Remembering, AnAnswerThatNobodyWaitsForIsDroppedByARule) {
     EXPECT_THAT(last(), HasSubstr("there has been one already to its request"));
     stray("5");
     EXPECT_THAT(last(), HasSubstr("no request has its id"));
-}
-
-TEST_F(Remembering, ARequestToOneThatWaitsItselfIsDroppedOverThere) {
-    journal_.report({.kind = event_kind::asked,
-                     .who = ntp,
-                     .way = direction::to_peer,
-                     .method = "kickoff",
-                     .id = "9",
-                     .text = "pull /b"});
-    EXPECT_THAT(last(), HasSubstr("--x ntp           kickoff, dropped: the plugin waits for an "
-                                  "answer to pull /b, and its library drops"));
-}
-
-TEST_F(Remembering, WhatCannotBeReadIsDroppedHere) {
-    journal_.report({.kind = event_kind::unreadable,
-                     .who = ntp,
-                     .way = direction::from_peer,
-                     .why = cause::garbage,
-                     .count = 12});
-    EXPECT_THAT(last(), HasSubstr("x-- ntp           dropped: 12 bytes that begin no frame"));
-    journal_.report({.kind = event_kind::notification,
-                     .who = {role::notifier},
-                     .way = direction::from_peer,
-                     .why = cause::no_xml,
-                     .text = "<a"});
-    EXPECT_THAT(last(), HasSubstr("x-- notifier      notification, passed on to nobody: no "
-                                  "well-formed XML  2 bytes"));
 }
 
 TEST_F(Remembering, TheOldestLinesGo) {

@@ -7,7 +7,6 @@
 namespace pelmsim {
 namespace {
 
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -39,25 +38,8 @@ protected:
                         .body = params.get()});
     }
 
-    void answers_late() {
-        const outcome good;
-        events_.report({.kind = event_kind::request,
-                        .who = {role::plugin, "ntp"},
-                        .way = direction::to_peer,
-                        .method = "kickoff",
-                        .result = &good,
-                        .took = std::chrono::milliseconds(1001)});
-    }
-
     const tree configuration_ = tree::from_xml("<net><host>a</host><ipv4/><l><n>1</n></l></net>");
 };
-
-TEST_F(Warning, APathThatIsNearlyOneOfTheConfigurationIsPutRight) {
-    EXPECT_EQ(warned("config-subscribe", {"/net/hots"}),
-              "nothing in the configuration is at the path of config_cbs[0], /net/hots: "
-              "did you mean /net/host?\n");
-    EXPECT_THAT(warned("config-subscribe", {"/x:ntt/host"}), EndsWith("mean /x:net/host?\n"));
-}
 
 TEST_F(Warning, APathThatMayBeMeantSoIsLeftAlone) {
     for (const char* path : {"/", "/net", "/net/l[n=7]", "/net/ipv6", "/net/hots/none", "/other"})
@@ -73,14 +55,6 @@ TEST_F(Warning, APathIsTheSameHoweverItIsWritten) {
               "out\n");
 }
 
-TEST_F(Warning, OfARowThatIsWrongOnlyTheReasonIsTold) {
-    EXPECT_EQ(warned("status-publish", {"", ""}),
-              "the path of status_cbs[0] arrives empty: in a path an ampersand is written "
-              "\"&amp;\"\n"
-              "the path of status_cbs[1] arrives empty: in a path an ampersand is written "
-              "\"&amp;\"\n");
-}
-
 TEST_F(Warning, ANotificationThatIsMeantAsXmlShouldBeSome) {
     for (const char* text : {"free\x01", "<a>", "<a>\x01</a>"})
         events_.report({.kind = event_kind::notification,
@@ -91,33 +65,6 @@ TEST_F(Warning, ANotificationThatIsMeantAsXmlShouldBeSome) {
     EXPECT_THAT(
         on_.warned.all().front().text,
         StartsWith("a notification goes to no agent, for XML does not allow 0x01 at byte 3 of"));
-}
-
-TEST_F(Warning, EachIsGivenOnceAndLookedAtInItsStep) {
-    answers_late();
-    answers_late();
-    EXPECT_THAT(printed_,
-                HasSubstr("  ntp            warning: kickoff was answered after 1.0 s, and "
-                          "the daemon waits meanwhile: answer at once, and do "
-                          "afterwards what takes long\n"));
-    EXPECT_EQ(on_.warned.all().size(), 1U);
-    EXPECT_TRUE(holds("warning answered after"));
-    EXPECT_TRUE(holds("not warning SIGPIPE"));
-    on_.begin_step();
-    EXPECT_TRUE(holds("not warning"));
-}
-
-TEST_F(Warning, OneThatWasNotLookedAtFailsAStrictRunAlone) {
-    answers_late();
-    on_.end();
-    EXPECT_EQ(on_.expected.failures(), 0);
-    on_.is_strict = true;
-    on_.end();
-    EXPECT_THAT(printed_, HasSubstr("expected no warning of ntp, got kickoff was answered after"));
-    EXPECT_EQ(on_.expected.failures(), 1);
-    EXPECT_TRUE(holds("warning"));
-    on_.end();
-    EXPECT_EQ(on_.expected.failures(), 1);
 }
 
 TEST_F(Warning, RegistrationsAfterARestartAreNoLoop) {
