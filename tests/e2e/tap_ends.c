@@ -119,7 +119,8 @@ static int exchange(int sock, const payload_t* all, size_t most, int is_second) 
 static int connect_to(const char* path) {
     struct sockaddr_un address = {.sun_family = AF_UNIX};
     int sock = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    (void)snprintf(address.sun_path, sizeof address.sun_path, "%s", path);
+    const int most = sizeof address.sun_path - 1;
+    (void)snprintf(address.sun_path, sizeof address.sun_path, "%.*s", most, path);
     return connect(sock, (struct sockaddr*)&address, sizeof address) == 0 ? sock : -1;
 }
 
