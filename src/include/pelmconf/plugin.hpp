@@ -42,7 +42,7 @@ public:
      * Subscribes to changes at a path.
      *
      * @param path  as in econf_config_cb_info_t: an ampersand in it is written "&amp;"
-     * @param priority  smaller ones are told first
+     * @param priority  handed to the daemon, which decides what it means
      * @param call  takes const change& or nothing; returns nothing or result<>
      */
     plugin_base& on_change(std::string path, int priority, callable<result<>(const change&)> call) {
