@@ -4,6 +4,7 @@
 #include "support/handle.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 

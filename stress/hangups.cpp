@@ -4,6 +4,7 @@
 #include "daemon.h"
 #include "plugin.h"
 
+#include <cstdint>
 #include <cstdio>
 
 namespace stress {

@@ -117,8 +117,12 @@ std::string traces() {
 
 // What came of a use. An unlocking that failed is made up for, as the kernel does when a process ends.
 outcome used(const std::string& value) {
+    const union {
+        int value;
+        void* place; // gives the union the size that semctl() expects
+    } unlocked{1};
     if (semaphore() >= 0)
-        (void)semctl(semaphore(), 0, SETVAL, 1);
+        (void)semctl(semaphore(), 0, SETVAL, unlocked);
     return {value + traces()};
 }
 
