@@ -25,7 +25,7 @@ same() {
 }
 
 # options [COMMAND]
-options() { "$what" "$@" --help | sed -nE 's/^  (-[a-z],)?(--[a-z-]+).*/\2/p'; }
+options() { "$what" "$@" --help | sed -nE 's/^  (-[a-z], *|        )?(--[a-z-]+).*/\2/p'; }
 
 # What a key offers behind pelmsim and these words.
 by_bash() {
@@ -55,7 +55,7 @@ commands)
     . "$completion/pelmsim.bash"
     offers=(by_bash)
     ! command -v zsh >/dev/null || offers+=(by_zsh)
-    commands=$("$what" --help | sed -nE '1,/^Subcommands/d; s/^  ([a-z]+) .*/\1/p')
+    commands=$("$what" --help | sed -nE '1,/^(Subcommands|SUBCOMMANDS)/d; s/^  ([a-z]+) .*/\1/p')
     same "$commands" "$(sed -nE 's/^\.It Cm ([a-z]+)$/\1/p' "$manuals/pelmsim.1")" pelmsim.1
     all=$(options)
     for offer in "${offers[@]}"; do

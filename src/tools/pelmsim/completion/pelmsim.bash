@@ -22,7 +22,7 @@ _pelmsim() {
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
     else
         mapfile -t words < <("${program/#\~/$HOME}" ${command:+"$command"} --help 2>/dev/null |
-            sed -nE -e 's/^  (-[a-z],)?(--[a-z-]+).*/\2/p' -e 's/^  ([a-z]+)  +[A-Z].*/\1/p' |
+            sed -nE -e 's/^  (-[a-z], *|        )?(--[a-z-]+).*/\2/p' -e 's/^  ([a-z]+)  +[A-Z].*/\1/p' |
             if [[ -n $command ]]; then grep -- '^--'; else cat; fi)
         mapfile -t COMPREPLY < <(compgen -W "${words[*]}" -- "$word")
     fi
