@@ -39,7 +39,8 @@ tap_as() {
     done
     user+=("$simulator" tap "${options[@]}")
     : >"$work/tap" # what the one before said is not waited for
-    timeout --foreground 100 "${user[@]}" "$@" >"$work/tap" 2>&1 </dev/null &
+    # What a shell starts behind itself ignores this signal, which "timeout" may pass on then or not.
+    env --default-signal=INT timeout --foreground 100 "${user[@]}" "$@" >"$work/tap" 2>&1 </dev/null &
     tap=$!
 }
 

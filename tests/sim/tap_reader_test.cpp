@@ -80,13 +80,12 @@ TEST_F(ReadingAlong, AnAnswerThatNobodyWaitsForIsToldOf) {
 
 // Both sides may send anything: it is told of once, and what follows is read again.
 TEST_F(ReadingAlong, WhatCannotBeReadIsToldOfOnceAndReadingGoesOn) {
-    const std::string long_header("\xFF\xBA\xDC\xFE\x00\x00\x50\x00\x00\x00\x00\x00", 12);
     const struct {
         std::string bytes;
         const char* told;
     } cases[] = {
         {"twelve bytes", "unreadable: 12 bytes that begin no frame\n"},
-        {long_header + std::string(0x500000, 'a'), "5242880 bytes is not read along: it is too"},
+        {frame_of(std::string(0x500000, 'a')), "5242880 bytes is not read along: it is too"},
         {frame_of("<a>"), "a frame of 3 bytes that is no well-formed XML"},
         {frame_of("<!DOCTYPE a [<!ENTITY b \"" + repeated("ha", 1000) + "\">]><a>&b;</a>"),
          "with a document type"},
