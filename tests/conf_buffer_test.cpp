@@ -117,17 +117,6 @@ TEST_F(Buffer, IsAsBeforeWithoutMemory) {
     expect("abc", 4088);
 }
 
-TEST_F(Buffer, GivesOutRoomUpToTheTerminatorAndPagesBack) {
-    append(std::string(70000, 'x'));
-    EXPECT_EQ(conf::buffer_room(buf_, 61063), buf_->buf + 70000);
-    EXPECT_EQ(conf::buffer_room(buf_, 61064), nullptr);
-    const fault stays(call::munmap, ENOMEM);
-    conf::buffer_consume(buf_, 69000);
-    expect(std::string(1000, 'x'), 131064);
-    conf::buffer_consume(buf_, 1);
-    expect(std::string(999, 'x'), 4088);
-}
-
 TEST_F(Buffer, LeavesNothingOfWhatItHeld) {
     std::string secrets;
     while (secrets.size() < 70000)

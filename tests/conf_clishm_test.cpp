@@ -144,9 +144,3 @@ TEST_F(Table, IsNotUsedUnlessAllOfItIsThere) {
     EXPECT_EQ(conf_clishm_create(2), -1);
     shmdt(count);
 }
-
-TEST_F(Table, RefusesNull) {
-    EXPECT_EQ(conf_get_client_info(5, nullptr), -1);
-    EXPECT_EQ(conf_save_client_info(nullptr), -1);
-    expect_errors({"Input parameter is not valid.", "Input parameter is not valid."});
-}

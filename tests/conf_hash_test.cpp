@@ -59,17 +59,3 @@ TEST_F(Hash, LosesAKeyWhoseReplacementFindsNoMemory) {
                                          : "Allocate memory size is less than 0."});
     }
 }
-
-TEST_F(Hash, ReportsNullArgumentsOfAddAlone) {
-    const std::tuple<conf_hash_tbl_t*, char*, char*> cases[] = {
-        {nullptr, key_, value_}, {table_, nullptr, value_}, {table_, key_, nullptr}};
-    for (const auto& [table, key, value] : traced(cases)) {
-        void *key_address = key, *value_address = value;
-        conf_hash_del(table, key);
-        EXPECT_EQ(conf_hash_get(table, key), nullptr);
-        EXPECT_EQ(conf_hash_add(table, key, value, 0), -1);
-        expect_errors(
-            {text("Error input parameter(key=%p, data=%p).", key_address, value_address)});
-    }
-    conf_hash_destroy(nullptr);
-}

@@ -210,19 +210,6 @@ TEST_F(Dispatch, ACallbackMayEndThePluginAndBeginAnother) {
         }
 }
 
-TEST_F(Dispatch, ACallbackMayInjectHooksAndEndThePlugin) {
-    pelmd_plugin_callback_t hooks{};
-    callbacks.act = [&hooks] {
-        EXPECT_EQ(conf_plugin_init_api(&hooks), 0);
-        econf_plugin_close();
-        return 1;
-    };
-    const std::string request = asked("kickoff", "");
-    EXPECT_EQ(run(request + request), "");
-    EXPECT_EQ(context(), nullptr);
-    EXPECT_NE(get_plugin_hooks(), nullptr);
-}
-
 TEST_F(Dispatch, ACallbackMayRemoveTheEntryAlone) {
     conf_plugin_context_t* const left = context();
     callbacks.act = [] { return del_plugin_from_hash(), 1; };
@@ -280,11 +267,4 @@ TEST_F(Dispatch, AnExceptionOfACallbackEndsTheProcess) {
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(WTERMSIG(status), SIGABRT);
-}
-
-TEST_F(Dispatch, AKickOffNeedsNoFunction) {
-    context()->cbs[0] = nullptr;
-    (void)plugin_log();
-    EXPECT_EQ(outcome("kickoff", ""), "<result/>");
-    EXPECT_THAT(plugin_log(), testing::Contains("INFO - Plugin ntp kickoff now."));
 }

@@ -64,21 +64,6 @@ TEST_F(Legacy, RegistersItsTablesAsTheyStand) {
                                              rpc("activate", "<with-cfgr/>", 2)));
 }
 
-TEST_F(Legacy, NeedsAPlugin) {
-    EXPECT_EQ(conf_plugin_init(name, nullptr), nullptr);
-    EXPECT_EQ(conf_plugin_close(nullptr), 0);
-    (void)plugin_log();
-    EXPECT_EQ(conf_plg_get_hconf(handle_), -1);
-    EXPECT_EQ(conf_run(handle_, 1), -1);
-    EXPECT_EQ(log(), "");
-    EXPECT_EQ(conf_run(handle_, 0), 0);
-    EXPECT_EQ(log(), "Plugin context is not ready or not be activated.");
-    del_plugin_from_hash();
-    const fault no_memory(call::malloc, ENOMEM); // for an entry of the process
-    EXPECT_EQ(conf_send_reply(6, nullptr, nullptr), -1);
-    EXPECT_THAT(log(), testing::EndsWith("Can not get plugin information on reply."));
-}
-
 TEST_F(Legacy, CallsAndAnswersInItsOwnShapes) {
     const int recoveries = conf_recovery_status();
     for (const auto& [method, params, nodes, called, outcome] : traced(calls)) {
@@ -110,13 +95,6 @@ TEST_F(Legacy, AsksForEitherConfigurationAndChangesIt) {
                                       rpc("push", "<path>/a</path><data><v/></data>", 5));
 }
 
-TEST_F(Legacy, RecordsAnError) {
-    EXPECT_EQ(conf_set_error(4, "a"), 0);
-    EXPECT_EQ(conf_plg_set_error(handle_, 5, name), 0);
-    EXPECT_EQ(context()->err_code, 5);
-    EXPECT_STREQ(context()->err_msg, "ntp");
-}
-
 TEST_F(Legacy, TheLoopBeginsWithWhatIsLeftAndServesUntilTheConnectionEnds) {
     daemon_.will_answer(answer("<result/>") + kick_off);
     EXPECT_EQ(conf_get_config(path), nullptr);
@@ -139,14 +117,6 @@ TEST_F(Legacy, TheLoopBeginsWithWhatIsLeftAndServesUntilTheConnectionEnds) {
     conf_buffer_append(&context()->recv_buf, name, 1);
     EXPECT_EQ(conf_run(handle_, 1), 0);
     EXPECT_EQ(log(), "An error epoll event occur(0x2001).");
-}
-
-TEST_F(Legacy, TheLoopEndsWithItsPlugin) {
-    daemon_.send(kick_off + kick_off);
-    callbacks.act = [] { return conf_plugin_close(nullptr); };
-    EXPECT_EQ(conf_run(handle_, 1), 0);
-    EXPECT_EQ(callbacks.calls, "call;");
-    EXPECT_EQ(log(), "DEBUG - Close plugin ntp.");
 }
 
 TEST_F(Legacy, ReadsAndWritesValues) {
@@ -172,14 +142,6 @@ TEST_F(Legacy, ReadsAndWritesValues) {
     daemon_.will_answer(answer("<result/>"));
     EXPECT_EQ(conf_plg_set_value(handle_, 7, path, &val), 0);
     EXPECT_EQ(daemon_.received(), requests);
-}
-
-TEST_F(Legacy, RefusesWhatIsMissing) {
-    conf_val_t val{};
-    EXPECT_EQ(conf_plg_set_value(handle_, 7, nullptr, &val), -1);
-    EXPECT_EQ(conf_plg_get_old_value(handle_, path, nullptr), -1);
-    EXPECT_EQ(log(), "Input parameters error(path=(nil), val=P).; "
-                     "Input parameters error(path=P, val=(nil)).");
 }
 
 TEST_F(Legacy, RepliesThroughAHookAlone) {

@@ -126,29 +126,3 @@ TEST_F(Parser, IsKeptUntilItFailsOrHasSeenMuch) {
     EXPECT_LT(watch.kept(), 0); // that which was kept is gone, too
     EXPECT_EQ(blocks_for(body), at_first);
 }
-
-TEST_F(Parser, FailsOnceAndSaysSoWithoutMemory) {
-    // It does not always say so, and frees what there is of a tree itself.
-    constexpr bool is_newer = LIBXML_VERSION >= 21300;
-    const std::string body = "<a x=\"1\"><b>" + secret + "</b></a>";
-    bool has_failed = true;
-    for (int skip = 0; has_failed; ++skip) {
-        const secret_watch watch;
-        std::string bytes = body;
-        parser_.forget();
-        std::optional<fault> no_memory(std::in_place, call::xml, ENOMEM, skip);
-        secret_node root{parser_.parse(bytes.data(), static_cast<int>(body.size()))};
-        has_failed = no_memory->hit();
-        no_memory.reset();
-        const std::string result = told(root.get());
-        root.reset();
-        if (has_failed) {
-            EXPECT_THAT(result, testing::EndsWith("Translate rpc message to xml dom tree failed."));
-            EXPECT_TRUE(is_newer || result.find("emory") != result.npos) << result;
-        } else {
-            EXPECT_EQ(result, body);
-        }
-        EXPECT_TRUE(is_newer || watch.texts() == 0) << skip;
-        EXPECT_EQ(parse("<!--c--><a/>"), "<a/>");
-    }
-}

@@ -27,22 +27,14 @@ protected:
         [] { return econf_plugin_save_deployment(); },
         [] { return econf_plugin_copy_running_to_deployment(-1); },
     };
-    // Of each call: its hook, what that is given, and the method of the request.
-    const std::vector<std::array<std::string, 3>> facts_ = table<3>(R"(
-        pull                       | call 0 /a out;    | pull
-        locate                     | call 1 /& out;    | locate
-        push                       | call /a <x/>t;    | push
-        config_deployment          | call /a -1 <x/>t; | config_deployment
-        save_deployment            | call;             | save_deployment
-        copy_running_to_deployment | call -1;          | copy_deployment_to_memory)");
-    const std::string params_[6] = {
-        "<path>/a</path>",
-        "<old/><path>/&amp;</path>",
-        "<path>/a</path><data><x/>t</data>",
-        "<path>/a</path><oper-type>update</oper-type><data><x/>t</data>",
-        "",
-        "<override>0</override>",
-    };
+    // Of each call: its hook, and what that is given.
+    const std::vector<std::array<std::string, 2>> facts_ = table<2>(R"(
+        pull                       | call 0 /a out;
+        locate                     | call 1 /& out;
+        push                       | call /a <x/>t;
+        config_deployment          | call /a -1 <x/>t;
+        save_deployment            | call;
+        copy_running_to_deployment | call -1;)");
 };
 
 } // namespace
@@ -90,38 +82,6 @@ TEST_F(Requests, GoToTheHooksOfALocalPlugin) {
     for (const int old : {INT_MIN, 256}) {
         EXPECT_EQ(econf_plugin_pull(old, "/a", &out_), 7);
         EXPECT_EQ(std::exchange(callbacks.calls, ""), "call 1 /a out;");
-    }
-}
-
-TEST_F(Requests, RefuseBadArgumentsAndAProcessWithoutAnEntry) {
-    start();
-    EXPECT_EQ(econf_plugin_pull(0, "/a", nullptr) + econf_plugin_locate(0, nullptr, &out_), -2);
-    EXPECT_EQ(econf_plugin_push("/a", nullptr), -1);
-    EXPECT_EQ(econf_plugin_config_deployment(nullptr, 0, data_.get()), -1);
-    EXPECT_EQ(log(), "Input parameters error(path=P, result=(nil)).; "
-                     "Input parameters error(path=(nil), result=P).; "
-                     "Input parameters error(path=P, result=(nil)).; "
-                     "Input parameters error(path=(nil), result=P).");
-    econf_plugin_close();
-    for (const auto& ask : traced(calls_)) {
-        const fault no_memory(call::malloc, ENOMEM);
-        EXPECT_EQ(ask(), -1);
-    }
-    const fault no_memory(call::malloc, ENOMEM);
-    econf_plugin_error(5, "");
-    EXPECT_TRUE(log().ends_with("; Input parameters error, plugin is null."
-                                "; Input parameters error, plugin is null."
-                                "; Can not get plugin information on error set."));
-}
-
-TEST_F(Requests, SayWhatTheyAskAndTakeTheAnswer) {
-    start();
-    for (std::size_t i = 0; i < 6; ++i) {
-        const std::string request = rpc(facts_[i][2], params_[i]);
-        daemon_.will_answer(answer("<result>t</result>"));
-        EXPECT_EQ(calls_[i](), 0);
-        EXPECT_EQ(daemon_.received(), request);
-        EXPECT_EQ(taken(), i == 1 ? "t" : "");
     }
 }
 

@@ -121,30 +121,6 @@ TEST_F(Session, StaysAsItWasWhenTheDaemonCannotBeAskedOrRefuses) {
                      "Build activate rpc in mode(smooth) for plugin ntp failed.");
 }
 
-TEST_F(Session, MayHaveTheLowestDescriptor) {
-    (void)close(0);
-    start();
-    EXPECT_EQ(context()->sock, 0);
-    econf_plugin_close();
-    EXPECT_EQ(fcntl(0, F_GETFD), -1);
-    EXPECT_EQ(dup(1), 0); // as many as before
-}
-
-TEST_F(Session, HasOneEntryUnderTheNumberOfItsProcess) {
-    const std::string key = text("INFO - Hash key = plugin_tid_%d.", getpid());
-    (void)plugin_log();
-    const conf_plugin_data* entry = get_plugin_from_hash();
-    EXPECT_THAT(plugin_log(), ElementsAre(key));
-    EXPECT_EQ(get_plugin_context(), nullptr);
-    EXPECT_EQ(get_plugin_hooks(), nullptr);
-    EXPECT_EQ(get_plugin_from_hash(), entry);
-}
-
-TEST_F(Session, RefusesHooksWithoutATable) {
-    EXPECT_EQ(conf_plugin_init_api(nullptr), -1);
-    EXPECT_EQ(log(), "Error input parameter.");
-}
-
 TEST_F(Session, RecordsAnErrorThatQuotesTheLast) {
     start();
     const std::string long_text(5000, 'x');
